@@ -1,0 +1,163 @@
+// A cursor over the text of a node, with scanf's conversions and its contract, but without its locale and its
+// format interpreter:
+//
+//   // "%s %lu %s\n"
+//   scanner.row().word(key).number(value).word(unit).space();
+//   if (scanner.converted() == 3) ..
+//
+// A conversion skips white space first, except character(). One that fails leaves its target alone and the
+// cursor on the offending token, and ends the row: what follows in the same row does nothing, white space and
+// literals included. The next row starts at the cursor, on whatever line that is.
+//
+// Numbers are decimal. Beyond the 64-bit range they saturate; a target narrower than that takes the low bits;
+// an unsigned conversion takes a negative number modulo 2^64. Words are cut to their field, and the rest of
+// the token is skipped, so that the row stays in step.
+#ifndef TESSARY_BASE_SCANNER_H
+#define TESSARY_BASE_SCANNER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+namespace tessary {
+
+class Scanner {
+ public:
+  // The text must be followed by a NUL (not part of it), as TextBuffer and std::string have it: it stops the
+  // loops below without a comparison for each character. A NUL inside the text is an ordinary character.
+  explicit Scanner(std::string_view text) : cursor_(text.data()), end_(text.data() + text.size()) {}
+
+  Scanner& row() {
+    converted_ = 0;
+    matching_ = true;
+    return *this;
+  }
+
+  // Conversions of the current row that stored a value; what is skipped does not count.
+  int converted() const { return converted_; }
+
+  // False once a conversion or a literal of the current row has failed.
+  bool matching() const { return matching_; }
+
+  bool atEnd() const { return cursor_ == end_; }
+
+  std::string_view rest() const { return {cursor_, static_cast<std::size_t>(end_ - cursor_)}; }
+
+  // %s, with the field's own bound.
+  template <std::size_t kBytes>
+  Scanner& word(char (&target)[kBytes]) {
+    return word(target, kBytes);
+  }
+  Scanner& word(char* target, std::size_t bytes);
+
+  // %*s
+  Scanner& skipWord() { return word(nullptr, 0); }
+
+  // %d, %ld, %u, %lu, %hu ..: as the target's type says.
+  template <typename Number>
+  Scanner& number(Number& target) {
+    static_assert(std::is_integral_v<Number>);
+    std::uint64_t value;
+    if (integer(value, std::is_signed_v<Number>)) {
+      target = static_cast<Number>(value);
+      ++converted_;
+    }
+    return *this;
+  }
+
+  // %*d, %*lu ..
+  Scanner& skipNumber() {
+    std::uint64_t ignored;
+    integer(ignored, false);
+    return *this;
+  }
+
+  // %f, %lf
+  Scanner& real(double& target);
+  Scanner& real(float& target);
+
+  // %*c: any one character, white space included.
+  Scanner& skipCharacter() {
+    if (matching_) {
+      if (atEnd()) {
+        matching_ = false;
+      } else {
+        ++cursor_;
+      }
+    }
+    return *this;
+  }
+
+  // White space in a format: any amount of it, none included.
+  Scanner& space() {
+    if (matching_) skipSpace();
+    return *this;
+  }
+
+ private:
+  static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+  static unsigned digitOf(char c) { return static_cast<unsigned>(static_cast<unsigned char>(c)) - '0'; }
+
+  void skipSpace() {
+    while (isSpace(*cursor_)) ++cursor_;
+  }
+
+  // Skips white space; false, and the row ended, when the row had failed before or the text is used up.
+  bool atToken() {
+    if (!matching_) return false;
+    skipSpace();
+    if (!atEnd()) return true;
+    matching_ = false;
+    return false;
+  }
+
+  // The two's complement bits of the number: saturated to the signed or to the unsigned 64-bit range.
+  bool integer(std::uint64_t& bits, bool isSigned);
+  template <typename Real>
+  Scanner& realNumber(Real& target);
+  template <typename Real>
+  bool realToken(Real& target);
+
+  const char* cursor_;
+  const char* end_;
+  int converted_ = 0;
+  bool matching_ = true;
+};
+
+inline bool Scanner::integer(std::uint64_t& bits, bool isSigned) {
+  constexpr std::ptrdiff_t kDigitsThatFit = 19;  // 10^19 - 1 is below 2^64
+
+  if (!atToken()) return false;
+  const char* const sign = (*cursor_ == '-' || *cursor_ == '+') ? cursor_ : nullptr;
+  const bool negative = sign != nullptr && *sign == '-';
+  const char* const first = sign != nullptr ? cursor_ + 1 : cursor_;
+  const char* p = first;
+  std::uint64_t value = 0;
+  bool overflow = false;
+  for (unsigned digit = digitOf(*p); digit <= 9; digit = digitOf(*++p)) {
+    if (p - first >= kDigitsThatFit) {
+      overflow = __builtin_mul_overflow(value, std::uint64_t{10}, &value) || overflow;
+      overflow = __builtin_add_overflow(value, std::uint64_t{digit}, &value) || overflow;
+    } else {
+      value = value * 10 + digit;
+    }
+  }
+  if (p == first) {
+    matching_ = false;
+    return false;
+  }
+  cursor_ = p;
+  if (isSigned) {
+    const std::uint64_t limit = static_cast<std::uint64_t>(INT64_MAX) + (negative ? 1 : 0);
+    if (overflow || value > limit) value = limit;
+    bits = negative ? 0 - value : value;
+  } else {
+    bits = overflow ? UINT64_MAX : (negative ? 0 - value : value);
+  }
+  return true;
+}
+
+}  // namespace tessary
+
+#endif

@@ -1,0 +1,15 @@
+# Warnings for all of the project's own code, and the sanitizers for what runs in the tests' process. The simulator
+# is never instrumented: it is preloaded into shells that are not.
+add_library(tessary_options INTERFACE)
+target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(tessary_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror
+  # The terminating variadic macro of the log takes a format alone, too.
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
+
+add_library(tessary_sanitizers INTERFACE)
+if(TESSARY_SANITIZE)
+  target_compile_options(tessary_sanitizers INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tessary_sanitizers INTERFACE -fsanitize=address,undefined)
+endif()

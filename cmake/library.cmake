@@ -1,0 +1,33 @@
+add_library(tessary SHARED
+  base/console.cpp
+  base/reading.cpp
+  base/scanner.cpp
+  base/waiting.cpp
+  cpu/board.cpp
+  cpu/board_tables.cpp
+  cpu/cpu_capacity.cpp
+  cpu/cpu_frequency.cpp
+  cpu/cpu_load.cpp
+  cpu/cpu_mon.cpp
+  version/version.cpp)
+add_library(tessary::tessary ALIAS tessary)
+
+target_include_directories(tessary PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_compile_features(tessary PUBLIC cxx_std_17)
+target_link_libraries(tessary PRIVATE
+  $<BUILD_INTERFACE:tessary_options> $<BUILD_INTERFACE:tessary_sanitizers> $<BUILD_INTERFACE:tessary_platform>)
+
+# Hidden visibility alone still exports the standard library's instantiations; the version script closes the surface.
+# Android's newest devices map 16 KiB pages.
+set(TESSARY_VERSION_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/tessary.map)
+set_target_properties(tessary PROPERTIES
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON
+  LINK_DEPENDS ${TESSARY_VERSION_SCRIPT}
+  INSTALL_RPATH "$ORIGIN/tessary")
+target_link_options(tessary PRIVATE
+  -Wl,--version-script=${TESSARY_VERSION_SCRIPT}
+  -Wl,-z,max-page-size=16384
+  $<$<NOT:$<BOOL:${TESSARY_SANITIZE}>>:-Wl,--no-undefined>)

@@ -1,0 +1,75 @@
+#include "tessary/cpu_mon.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/console.h"
+#include "base/table.h"
+#include "cpu/cpu_log.h"
+
+namespace cpu {
+
+namespace {
+
+// A row for the aggregate line and one for each core. Row 0 is written whatever the number of cores is.
+template <typename Entry>
+Entry* allocateRows(int numCores) {
+  return tessary::allocateTable<Entry>(static_cast<std::size_t>(std::max(numCores, 0)) + 1);
+}
+
+}  // namespace
+
+CPU_MON::CPU_MON() : numCores(0), implementation(new CPU_MON_INTERFACE) {
+  numCores = static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF));
+}
+
+CPU_MON::~CPU_MON() {
+  implementation.reset();
+  numCores = 0;
+}
+
+void CPU_MON::tessary_setSamplingTime(int ms) {
+  implementation->samplingTime = ms;
+  tessary::printLine("Changed Sample Time = ", implementation->samplingTime);
+}
+
+CPU_MON::CPU_MON_INTERFACE::CPU_MON_INTERFACE()
+    : boardValid(-1), numCores(static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF))) {
+  std::memset(platformName, 0, sizeof platformName);
+  std::memset(socName, 0, sizeof socName);
+  getCPUCapacity(this);
+
+  cpuUsage = allocateRows<double>(numCores);
+  prevTotalTime = allocateRows<double>(numCores);
+  prevIdleTime = allocateRows<double>(numCores);
+  cpuFrequency = tessary::allocateTable<int64_t>(static_cast<std::size_t>(numCores));
+
+  getFeatureID(this);
+  getPlatformName(this);
+  getSOCName(this);
+
+  stealTime = allocateRows<double>(numCores);
+  prevStealTime = allocateRows<double>(numCores);
+  reserved1 = allocateRows<double>(numCores);
+  reserved2 = allocateRows<double>(numCores);
+  reserved3 = allocateRows<double>(numCores);
+
+  samplingTime = 1000;
+  TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE : Constructor done.\n");
+}
+
+CPU_MON::CPU_MON_INTERFACE::~CPU_MON_INTERFACE() {
+  std::free(cpuUsage);
+  std::free(prevTotalTime);
+  std::free(prevIdleTime);
+  std::free(cpuFactor);
+  std::free(cpuCapacity);
+  std::free(cpuFrequency);
+  std::free(stealTime);
+  TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE : Destructor done.\n");
+}
+
+}  // namespace cpu

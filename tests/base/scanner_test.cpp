@@ -1,0 +1,3 @@
+#include "base/scanner.h"
+
+#include <gtest/gtest.h>
