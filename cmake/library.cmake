@@ -36,4 +36,4 @@ set_target_properties(tessary PROPERTIES
 target_link_options(tessary PRIVATE
   -Wl,--version-script=${TESSARY_VERSION_SCRIPT}
   -Wl,-z,max-page-size=16384
-  $<$<NOT:$<BOOL:${TESSARY_SANITIZE}>>:-Wl,--no-undefined>)
+  $<$<NOT:$<OR:$<BOOL:${TESSARY_SANITIZE}>,$<BOOL:${TESSARY_FUZZ}>>>:-Wl,--no-undefined>)
