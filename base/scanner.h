@@ -120,14 +120,16 @@ class Scanner {
   }
 
  private:
-  static bool isSpace(char c) {
-    return static_cast<unsigned char>(c) <= ' ' && (c == ' ' || (c >= '\t' && c <= '\r'));
-  }
+  static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+  static bool isAboveSpace(char c) { return static_cast<unsigned char>(c) > ' '; }
   static unsigned digitOf(char c) { return static_cast<unsigned>(static_cast<unsigned char>(c)) - '0'; }
 
   void skipSpace() {
     const char* p = cursor_;
-    while (isSpace(*p)) ++p;
+    if (*p == ' ') ++p;  // the usual single blank
+    if (!isAboveSpace(*p)) {
+      while (isSpace(*p)) ++p;
+    }
     cursor_ = p;
   }
 
@@ -141,7 +143,7 @@ class Scanner {
   bool atToken() {
     if (!matching_) return false;
     skipSpace();
-    matching_ = !atEnd();
+    matching_ = isAboveSpace(*cursor_) || !atEnd();
     return matching_;
   }
 
@@ -205,8 +207,8 @@ bool Scanner::plainDigits(Real& target) {
 
   std::uint64_t value;
   const char* const p = digits(cursor_, value);
-  const bool ends = isSpace(*p) || p == end_;
-  if (!ends || p == cursor_ || p - cursor_ > kExactDigits) return false;
+  const bool goesOn = isAboveSpace(*p);  // with a point, an exponent, or not as a number at all
+  if (goesOn || p == cursor_ || p - cursor_ > kExactDigits) return false;
   target = static_cast<Real>(static_cast<std::int64_t>(value));
   cursor_ = p;
   return true;
