@@ -8,14 +8,11 @@ namespace tool {
 
 namespace {
 
-const std::vector<Block> kBlocks{{"sources",
-                                  {{"monitor", "monitor", kPlain, true},
-                                   {"source", "source", kPlain, true},
-                                   {"nodes", "nodes", kPlain, true},
-                                   {"state", "state", kPlain, true},
-                                   {"error", "error", kPlain, true},
-                                   {"time_ms", "time", kMilliseconds, true},
-                                   {"advice", "what to do", kPlain, true}}}};
+const std::vector<Column> kColumns{
+    {"monitor", "monitor", kPlain, true},  {"source", "source", kPlain, true},
+    {"nodes", "nodes", kPlain, true},      {"state", "state", kPlain, true},
+    {"error", "error", kPlain, true},      {"time_ms", "time", kMilliseconds, true},
+    {"advice", "what to do", kPlain, true}};
 
 const char* name(State state) {
   switch (state) {
@@ -69,7 +66,7 @@ std::vector<Group> examine(const Source& source) {
   return groups;
 }
 
-Row row(const SectionInfo& info, const Source& source, const Group& group) {
+Row describe(const SectionInfo& info, const Source& source, const Group& group) {
   constexpr double kMillisecondsInSecond = 1000;
   return {std::string{info.name},
           group.nodes == 1 ? group.first : std::string{source.target},
@@ -80,6 +77,20 @@ Row row(const SectionInfo& info, const Source& source, const Group& group) {
           std::string{advice(source, group.finding.state)}};
 }
 
+// The table without its last column, which is too wide for it, and the advice below.
+std::string renderSources(Sample sample, bool colour) {
+  std::vector<Column> columns = kColumns;
+  columns.pop_back();
+  std::string advice;
+  for (Row& row : sample[0].rows) {
+    const std::string& words = std::get<std::string>(row.back());
+    if (!words.empty()) advice += "  " + std::get<std::string>(row[1]) + ": " + words + "\n";
+    row.pop_back();
+  }
+  std::string text = renderText("Sources", {{"sources", columns}}, sample, colour);
+  return advice.empty() ? text : text + "\n" + renderText("What to do", {}, {}, colour) + advice;
+}
+
 }  // namespace
 
 int doctor(const Options& options, const Selection& sections, Streams& streams) {
@@ -88,13 +99,13 @@ int doctor(const Options& options, const Selection& sections, Streams& streams) 
   for (const SectionInfo* const info : sections) {
     for (const Source& source : info->sources) {
       for (const Group& group : examine(source)) {
-        sample[0].rows.push_back(row(*info, source, group));
+        sample[0].rows.push_back(describe(*info, source, group));
         anyRead = anyRead || group.finding.state == State::kRead;
       }
     }
   }
-  streams.out.write(options.json ? doctorDocument(kBlocks, sample)
-                                 : renderText("Sources", kBlocks, sample, wantsColour(streams.out)));
+  streams.out.write(options.json ? doctorDocument({{"sources", kColumns}}, sample)
+                                 : renderSources(std::move(sample), wantsColour(streams.out)));
   return anyRead ? kOk : kNothingRead;
 }
 

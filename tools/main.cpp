@@ -150,7 +150,9 @@ int run(int argc, char** argv, Streams& streams) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A write that nobody reads, or that a file has no room for, is an error of the write alone.
   ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
   Streams streams;
   try {
     return run(argc, argv, streams);

@@ -10,6 +10,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 
@@ -128,8 +129,10 @@ Finding checkCommand(const std::string& line) {
 Finding checkLibrary(const std::string& name) {
   void* const library = ::dlopen(name.c_str(), RTLD_LAZY | RTLD_LOCAL);
   if (library == nullptr) {
-    const char* const error = ::dlerror();
-    return {State::kAbsent, error != nullptr ? error : "cannot be loaded"};
+    const char* const words = ::dlerror();
+    const std::string error = words != nullptr ? words : "cannot be loaded";
+    const std::string own = name + ": ";
+    return {State::kAbsent, error.compare(0, own.size(), own) == 0 ? error.substr(own.size()) : error};
   }
   ::dlclose(library);
   return {};
@@ -152,6 +155,12 @@ std::string expanded(const char* target, const std::string& name) {
   std::string node = target;
   const std::size_t wildcard = node.find_first_of("#*");
   return node.replace(wildcard, 1, name);
+}
+
+std::vector<int> processIds() {
+  std::vector<int> ids;
+  for (const std::string& name : matches("/proc", "#")) ids.push_back(std::atoi(name.c_str()));
+  return ids;
 }
 
 Absent absentBecause(const Source& source, const std::string& node, const char* otherwise) {

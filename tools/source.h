@@ -47,6 +47,9 @@ std::vector<std::string> expand(const std::string& target);
 // The target with `name` for its # or *.
 std::string expanded(const char* target, const std::string& name);
 
+// The processes that /proc lists, in ascending order.
+std::vector<int> processIds();
+
 // Why nothing came from a source: what the check of the node finds; `otherwise` when that finds nothing. The
 // reason names the target as it stands, so that nodes that fail alike have one reason.
 Absent absentBecause(const Source& source, const std::string& node, const char* otherwise);

@@ -109,7 +109,13 @@ std::string gapText(const Gap& gap, const std::vector<Block>& blocks, const Samp
   for (const Gap::Item& item : gap.items) {
     const Block& block = blocks[item.block];
     if (!what.empty()) what += ", ";
-    what += item.column != nullptr ? item.column->header : block.key != nullptr ? block.key : "all figures";
+    if (item.column != nullptr) {
+      what += item.column->header;
+    } else if (block.key != nullptr) {
+      what += std::string{sample[item.block].rows.empty() ? "" : "part of "} + block.key;
+    } else {
+      what += "all figures";
+    }
     if (item.rows.empty()) continue;
     const Column& label = block.columns[0];
     what += std::string{" ("} + label.header + " " + ranges(item.rows, sample[item.block].rows, label) + ")";

@@ -21,7 +21,7 @@ const std::vector<Source> kSources{
     {"/sys/devices/system/cpu/cpu#/cpufreq/cpuinfo_cur_freq", checkNumber,
      "the core is offline, or the kernel has no cpufreq driver for it (virtual machines have none)"},
     {"/sys/devices/system/cpu/cpu#/cpu_capacity", checkNumber,
-     "the kernel gives capacities on Arm alone, from the device tree; each core weighs the same without"},
+     "the kernel gives no capacities, or the core is offline; each core weighs the same without"},
     {"getprop ro.board.platform", checkCommand, "Android's property tool: no other system has it"},
     {"/sys/devices/soc0/machine", checkText, "the kernel needs the SoC information driver of the board"},
     {"/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem", checkText,
