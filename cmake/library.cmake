@@ -11,6 +11,7 @@ add_library(tessary SHARED
   cpu/cpu_mon.cpp
   gpu/gpu_mon.cpp
   gpu/gpu_realtime.cpp
+  gpu/gpu_selftest.cpp
   gpu/gpu_tables.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
