@@ -15,6 +15,10 @@ add_library(tessary SHARED
   cpu/cpu_frequency.cpp
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
+  gpu/gpu_mon.cpp
+  gpu/gpu_realtime.cpp
+  gpu/gpu_selftest.cpp
+  gpu/gpu_tables.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 
