@@ -20,7 +20,7 @@ using tool::SectionInfo;
 using tool::Selection;
 using tool::Streams;
 
-const SectionInfo* const kSections[] = {&tool::kCpuSection};
+const SectionInfo* const kSections[] = {&tool::kCpuSection, &tool::kGpuSection};
 
 // Reading it costs the kernel time in proportion to the memory in use: a recording has it when asked for.
 constexpr char kCostlySection[] = "procmem";
@@ -121,6 +121,8 @@ int run(int argc, char** argv, Streams& streams) {
   addMonitors(doctor, options);
   doctor.add_flag("--json", options.json, "For programs");
 
+  CLI::App& selftest =
+      addCommand(app, "selftest", "The library's two test runs of the GPU profiler", "tessary selftest");
   CLI::App& version = addCommand(app, "version", "Which build of the library this is", "tessary version");
 
   try {
@@ -129,6 +131,7 @@ int run(int argc, char** argv, Streams& streams) {
     return usage(app, error, streams);
   }
 
+  if (selftest.parsed()) return tool::selftest(streams);
   if (version.parsed()) {
     std::ostringstream text;
     std::streambuf* const console = std::cout.rdbuf(text.rdbuf());

@@ -25,6 +25,7 @@ struct Options {
 int report(const Options& options, const Selection& sections, Streams& streams);
 int record(const Options& options, const Selection& sections, Streams& streams);
 int doctor(const Options& options, const Selection& sections, Streams& streams);
+int selftest(Streams& streams);
 
 // On a terminal that shows it, unless NO_COLOR says otherwise.
 bool wantsColour(const Sink& sink);

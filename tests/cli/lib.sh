@@ -30,7 +30,7 @@ empty() { [ ! -s "$work/$1" ] || fail "$1 is not empty: $(head -c 600 "$work/$1"
 # DEFINITION FILE: the whole file is one such document; with --lines every line after the first is.
 valid() { ${EMULATOR:-} "$SCHEMA_CHECK" "$SCHEMA" "$@" || fail "$* is not what the schema says"; }
 
-# Waits for a condition that another process brings about, half a minute at most.
+# Waits for a condition that another process brings about, half a minute at most; without it there is no going on.
 until_true() {
   local tries
   for tries in $(seq 1500); do
@@ -38,4 +38,5 @@ until_true() {
     sleep 0.02
   done
   fail "never: $*"
+  finish
 }

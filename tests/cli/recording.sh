@@ -3,7 +3,7 @@
 . "$(dirname "$0")/lib.sh"
 
 file=$work/recording.jsonl
-lines() { [ "$(wc -l <"$file" 2>/dev/null || echo 0)" -ge "$1" ]; }
+lines() { [ -e "$file" ] && [ "$(wc -l <"$file")" -ge "$1" ]; }
 check_file() {
   head -n 1 "$file" >"$work/header"
   valid record_header "$work/header"
