@@ -51,7 +51,6 @@ Sampler::Sampler(const Selection& sections, const Plan& plan, bool paced)
 
 std::optional<Report> Sampler::sample(int stop) {
   std::vector<std::function<void()>> waits;
-  if (paced_) waits.push_back(sleepFor(intervalMs_));
   for (Opened& opened : sections_) {
     if (!opened.section) continue;
     opened.failure = failureOf([&] { opened.section->begin(); });
@@ -63,6 +62,8 @@ std::optional<Report> Sampler::sample(int stop) {
       });
     }
   }
+
+  if (paced_ && waits.empty()) waits.push_back(sleepFor(intervalMs_));
 
   const std::int64_t start = bootTime();
   if (!runSideBySide(waits, stop)) return std::nullopt;

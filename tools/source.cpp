@@ -18,8 +18,7 @@ namespace tool {
 
 namespace {
 
-constexpr char kAnyNumber = '#';
-constexpr char kAnyName = '*';
+constexpr char kWildcards[] = "#*";  // any number, any name
 constexpr int kCommandNotFound = 127;
 
 Finding failure(int error) {
@@ -63,7 +62,7 @@ bool isNumber(std::string_view name) {
 
 // Entries of `folder` that `part` stands for: "cpu#" for cpu0, cpu1 .., in numerical order.
 std::vector<std::string> matches(const std::string& folder, std::string_view part) {
-  const std::size_t wildcard = part.find_first_of("#*");
+  const std::size_t wildcard = part.find_first_of(kWildcards);
   const std::string_view before = part.substr(0, wildcard);
   std::vector<std::string> found;
   DIR* const listing = ::opendir(folder.c_str());
@@ -71,7 +70,7 @@ std::vector<std::string> matches(const std::string& folder, std::string_view par
   while (const dirent* const entry = ::readdir(listing)) {
     const std::string_view name = entry->d_name;
     if (name == "." || name == ".." || name.substr(0, before.size()) != before) continue;
-    if (part[wildcard] == kAnyName || isNumber(name.substr(before.size()))) found.emplace_back(name);
+    if (part[wildcard] == '*' || isNumber(name.substr(before.size()))) found.emplace_back(name);
   }
   ::closedir(listing);
   std::sort(found.begin(), found.end(), [](const std::string& a, const std::string& b) {
@@ -139,7 +138,7 @@ Finding checkLibrary(const std::string& name) {
 }
 
 std::vector<std::string> expand(const std::string& target) {
-  const std::size_t wildcard = target.find_first_of("#*");
+  const std::size_t wildcard = target.find_first_of(kWildcards);
   if (target.empty() || target[0] != '/' || wildcard == std::string::npos) return {target};
   const std::size_t start = target.rfind('/', wildcard) + 1;
   const std::size_t end = std::min(target.find('/', wildcard), target.size());
@@ -153,7 +152,7 @@ std::vector<std::string> expand(const std::string& target) {
 
 std::string expanded(const char* target, const std::string& name) {
   std::string node = target;
-  const std::size_t wildcard = node.find_first_of("#*");
+  const std::size_t wildcard = node.find_first_of(kWildcards);
   return node.replace(wildcard, 1, name);
 }
 

@@ -140,7 +140,7 @@ class CpuSection : public Section {
     double sum = 0;
     for (const int core : after_) {
       const auto online = static_cast<std::size_t>(core);
-      const Value figure = share(online, table);
+      Value figure = share(online, table);
       if (figure.index() == 0) return figure;
       if (online < cores_) sum += std::get<double>(figure) * weight(online);
     }
