@@ -104,21 +104,24 @@ std::string ranges(const std::vector<std::size_t>& rows, const std::vector<Row>&
   return text;
 }
 
+std::string itemText(const Gap::Item& item, const Block& block, const BlockSample& sample) {
+  if (item.column != nullptr) return item.column->header;
+  if (block.key == nullptr) return "all figures";
+  return std::string{sample.rows.empty() ? "" : "part of "} + block.key;
+}
+
+// clock (core 2, 3), temperature: the reason
 std::string gapText(const Gap& gap, const std::vector<Block>& blocks, const Sample& sample) {
   std::string what;
-  for (const Gap::Item& item : gap.items) {
-    const Block& block = blocks[item.block];
-    if (!what.empty()) what += ", ";
-    if (item.column != nullptr) {
-      what += item.column->header;
-    } else if (block.key != nullptr) {
-      what += std::string{sample[item.block].rows.empty() ? "" : "part of "} + block.key;
-    } else {
-      what += "all figures";
-    }
-    if (item.rows.empty()) continue;
-    const Column& label = block.columns[0];
-    what += std::string{" ("} + label.header + " " + ranges(item.rows, sample[item.block].rows, label) + ")";
+  for (auto item = gap.items.begin(); item != gap.items.end(); ++item) {
+    if (item != gap.items.begin()) what += ", ";
+    what += itemText(*item, blocks[item->block], sample[item->block]);
+    const auto next = std::next(item);
+    const bool sameRows = next != gap.items.end() && next->block == item->block && next->rows == item->rows;
+    if (item->rows.empty() || sameRows) continue;
+    const Column& label = blocks[item->block].columns[0];
+    what +=
+        std::string{" ("} + label.header + " " + ranges(item->rows, sample[item->block].rows, label) + ")";
   }
   return what + ": " + printable(gap.reason);
 }

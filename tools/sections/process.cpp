@@ -53,8 +53,10 @@ class ProcessSection : public Section {
     for (const process::resultProcInfo& info : used_) total += info.totalTime;
     Sample sample{{{{static_cast<std::int64_t>(used_.size()), percent(total)}}, {}}, {}};
     if (plan_.pids.empty()) {
-      used_.resize(std::min(used_.size(), plan_.top));
-      for (const process::resultProcInfo& info : used_) sample[1].rows.push_back(row(info));
+      for (const process::resultProcInfo& info : used_) {
+        if (info.totalTime <= 0 || sample[1].rows.size() == plan_.top) break;
+        sample[1].rows.push_back(row(info));
+      }
     } else {
       for (const int pid : plan_.pids) sample[1].rows.push_back(rowOf(pid));
     }

@@ -85,7 +85,9 @@ class ProcmemSection : public Section {
         error = finding.error;
       }
     }
-    return count == 0 ? "" : std::to_string(count) + " processes: " + kSources[2].target + ": " + error;
+    if (count == 0 || !plan_.pids.empty()) return {};
+    return kSources[2].target + (": " + error) + " (" + std::to_string(count) + " of " +
+           std::to_string(processes.size()) + " processes)";
   }
 
   static Row rowOf(const std::vector<processMemoryMap>& processes, int pid) {
