@@ -64,11 +64,16 @@ class ProcmemSection : public Section {
   static Row sums(const std::vector<processMemoryMap>& processes) {
     std::int64_t pss = 0;
     std::int64_t own = 0;
+    bool any = false;
     for (const processMemoryMap& info : processes) {
       pss += static_cast<std::int64_t>(info.pss);
       own += static_cast<std::int64_t>(info.privateMem);
+      any = any || isMeasured(info);
     }
-    return {static_cast<std::int64_t>(processes.size()), pss, own};
+    const auto sum = [any](std::int64_t kib) {
+      return any ? Value{kib} : Absent{"no process could be measured"};
+    };
+    return {static_cast<std::int64_t>(processes.size()), sum(pss), sum(own)};
   }
 
   // Notes the ended processes, and says of the others that could not be measured how many there are and why.
