@@ -9,6 +9,7 @@ add_library(tessary SHARED
   cpu/cpu_frequency.cpp
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
+  ddr/ddr_mon.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 
