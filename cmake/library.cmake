@@ -10,6 +10,11 @@ add_library(tessary SHARED
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
   ddr/ddr_mon.cpp
+  dsp/dsp_mon.cpp
+  dsp/dsp_query.cpp
+  dsp/remote_call.cpp
+  dsp/tremloquery.cpp
+  dsp/tremloquery_slim.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 
