@@ -19,6 +19,12 @@ add_library(tessary SHARED
   gpu/gpu_realtime.cpp
   gpu/gpu_selftest.cpp
   gpu/gpu_tables.cpp
+  ddr/ddr_mon.cpp
+  dsp/dsp_mon.cpp
+  dsp/dsp_query.cpp
+  dsp/remote_call.cpp
+  dsp/tremloquery.cpp
+  dsp/tremloquery_slim.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 

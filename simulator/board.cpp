@@ -192,6 +192,11 @@ std::vector<std::string> Board::opened() const {
   return opened_;
 }
 
+std::vector<LibraryLoad> Board::loads() const {
+  const std::lock_guard lock{mutex_};
+  return loads_;
+}
+
 std::vector<LogLine> Board::log() const {
   const std::lock_guard lock{mutex_};
   return log_;
@@ -295,6 +300,11 @@ void Board::wait(std::int64_t microseconds) {
   const std::function<void()> change = std::move(changes_.front());
   changes_.erase(changes_.begin());
   change();
+}
+
+void Board::addLoad(LibraryLoad load) {
+  const std::lock_guard lock{mutex_};
+  loads_.push_back(std::move(load));
 }
 
 void Board::addLogLine(LogLine line) {

@@ -41,6 +41,12 @@ struct LogLine {
   std::string text;
 };
 
+// A call of dlopen.
+struct LibraryLoad {
+  std::string name;
+  int mode;
+};
+
 // A node as the calls that open it see it.
 struct Node {
   std::function<std::string()> text;  // rendered at each opening
@@ -99,6 +105,7 @@ class Board {
 
   std::vector<std::int64_t> waits() const;  // microseconds, in order
   std::vector<std::string> opened() const;  // paths of the board's files, in order, refused ones included
+  std::vector<LibraryLoad> loads() const;   // in order, failed ones included
   std::vector<LogLine> log() const;
   std::vector<std::string> logged(int priority) const;  // texts alone
   void forgetHistory();
@@ -121,6 +128,7 @@ class Board {
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
   void wait(std::int64_t microseconds);
+  void addLoad(LibraryLoad load);
   void addLogLine(LogLine line);
 
   // The board as it stands, as one text that a child process makes its own board of.
@@ -147,6 +155,7 @@ class Board {
   std::vector<std::function<void()>> changes_;
   std::vector<std::int64_t> waits_;
   std::vector<std::string> opened_;
+  std::vector<LibraryLoad> loads_;
   std::vector<LogLine> log_;
 };
 
