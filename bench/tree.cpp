@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -33,6 +34,16 @@ extern "C" int openat(int folder, const char* path, int flags, ...) {
       reinterpret_cast<int (*)(int, const char*, int, ...)>(::dlsym(RTLD_NEXT, "openat"));
   char buffer[256];
   return next(folder, inTree(path, buffer), flags, 0);
+}
+
+extern "C" int open(const char* path, int flags, ...) {
+  std::va_list arguments;
+  va_start(arguments, flags);
+  const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
+  va_end(arguments);
+  static const auto next = reinterpret_cast<int (*)(const char*, int, ...)>(::dlsym(RTLD_NEXT, "open"));
+  char buffer[256];
+  return next(inTree(path, buffer), flags, mode);
 }
 
 extern "C" DIR* opendir(const char* path) {
