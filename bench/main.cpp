@@ -57,7 +57,7 @@ bool add(Row row, std::vector<Subject> list) {
 
 namespace {
 
-constexpr const char* kWho[] = {"library", "floor", "libproc2"};
+constexpr const char* kWho[] = {"library", "floor", "peer"};
 
 // The median CPU time of each subject, in nanoseconds, by "row/who".
 class Medians : public benchmark::BenchmarkReporter {

@@ -52,6 +52,19 @@ extern "C" DIR* opendir(const char* path) {
   return next(inTree(path, buffer));
 }
 
+extern "C" std::FILE* fopen(const char* path, const char* mode) {
+  static const auto next =
+      reinterpret_cast<std::FILE* (*)(const char*, const char*)>(::dlsym(RTLD_NEXT, "fopen"));
+  char buffer[256];
+  return next(inTree(path, buffer), mode);
+}
+
+extern "C" int access(const char* path, int mode) noexcept {
+  static const auto next = reinterpret_cast<int (*)(const char*, int)>(::dlsym(RTLD_NEXT, "access"));
+  char buffer[256];
+  return next(inTree(path, buffer), mode);
+}
+
 extern "C" long sysconf(int name) noexcept {
   static const auto next = reinterpret_cast<long (*)(int)>(::dlsym(RTLD_NEXT, "sysconf"));
   return treeCores != 0 && name == _SC_NPROCESSORS_CONF ? treeCores : next(name);
