@@ -305,12 +305,11 @@ Fault readFault(JsonObject& object, const JsonValue& place, BoardFile& board) {
       });
       if (isOffline) value.fail("is offline already at that time");
       offline.push_back(fault.span);
-      fault.name = "core " + std::to_string(core);
+      fault.name = std::to_string(core);
       break;
     }
     case Fault::Target::kCommands:
       if (!value.flag()) value.fail("must be true");
-      fault.name = target->key;
       break;
     default:
       fault.name = value.text();
@@ -335,7 +334,8 @@ Fault readFault(JsonObject& object, const JsonValue& place, BoardFile& board) {
     fault.value = static_cast<int>(object.need("result").whole(-0x7fffffff, 0x7fffffff));
     details = " " + std::to_string(fault.value);
   }
-  fault.description = fault.name + ": " + kind.text() + details;
+  const bool isPath = !fault.name.empty() && fault.name.front() == '/';
+  fault.description = (isPath ? "" : target->key + std::string{fault.name.empty() ? "" : " "}) + fault.name + ": " + kind.text() + details;
   return fault;
 }
 
