@@ -15,6 +15,12 @@ add_library(tessary SHARED
   cpu/cpu_frequency.cpp
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
+  ddr/ddr_mon.cpp
+  dsp/dsp_mon.cpp
+  dsp/dsp_query.cpp
+  dsp/remote_call.cpp
+  dsp/tremloquery.cpp
+  dsp/tremloquery_slim.cpp
   gpu/gpu_mon.cpp
   gpu/gpu_realtime.cpp
   gpu/gpu_selftest.cpp

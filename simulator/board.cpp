@@ -234,6 +234,11 @@ std::vector<std::string> Board::opened() const {
   return opened_;
 }
 
+std::vector<LibraryLoad> Board::loads() const {
+  const std::lock_guard lock{mutex_};
+  return loads_;
+}
+
 std::vector<LogLine> Board::log() const {
   const std::lock_guard lock{mutex_};
   return log_;
@@ -252,6 +257,7 @@ void Board::forgetHistory() {
   const std::lock_guard lock{mutex_};
   waits_.clear();
   opened_.clear();
+  loads_.clear();
   log_.clear();
 }
 
@@ -388,6 +394,11 @@ std::int64_t Board::wait(std::int64_t microseconds) {
     change();
   }
   return left / 1000;
+}
+
+void Board::addLoad(LibraryLoad load) {
+  const std::lock_guard lock{mutex_};
+  if (keepsHistory_) loads_.push_back(std::move(load));
 }
 
 void Board::addLogLine(LogLine line) {

@@ -41,6 +41,12 @@ struct LogLine {
   std::string text;
 };
 
+// A call of dlopen.
+struct LibraryLoad {
+  std::string name;
+  int mode;
+};
+
 // A node as the calls that open it see it.
 struct Node {
   std::function<std::string()> text;  // rendered at each opening
@@ -118,11 +124,12 @@ class Board {
 
   std::vector<std::int64_t> waits() const;  // microseconds, in order
   std::vector<std::string> opened() const;  // paths of the board's files, in order, refused ones included
+  std::vector<LibraryLoad> loads() const;   // in order, failed ones included
   std::vector<LogLine> log() const;
   std::vector<std::string> logged(int priority) const;  // texts alone
   void forgetHistory();
 
-  // A board that runs for hours keeps no history: the four above stay empty, and the log goes to the
+  // A board that runs for hours keeps no history: those above stay empty, and the log goes to the
   // platform's.
   void keepHistory(bool keep);
   bool keepsHistory() const;
@@ -146,6 +153,7 @@ class Board {
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
   std::int64_t wait(std::int64_t microseconds);  // those that are left when a signal interrupts it
+  void addLoad(LibraryLoad load);
   void addLogLine(LogLine line);
 
   // The board as it stands, as one text that a child process makes its own board of.
@@ -178,6 +186,7 @@ class Board {
   std::vector<std::function<void()>> changes_;
   std::vector<std::int64_t> waits_;
   std::vector<std::string> opened_;
+  std::vector<LibraryLoad> loads_;
   std::vector<LogLine> log_;
   bool keepsHistory_ = true;
   std::vector<std::shared_ptr<void>> companions_;

@@ -335,7 +335,8 @@ Fault readFault(JsonObject& object, const JsonValue& place, BoardFile& board) {
     details = " " + std::to_string(fault.value);
   }
   const bool isPath = !fault.name.empty() && fault.name.front() == '/';
-  fault.description = (isPath ? "" : target->key + std::string{fault.name.empty() ? "" : " "}) + fault.name + ": " + kind.text() + details;
+  fault.description = (isPath ? "" : target->key + std::string{fault.name.empty() ? "" : " "}) + fault.name +
+                      ": " + kind.text() + details;
   return fault;
 }
 

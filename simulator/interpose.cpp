@@ -578,9 +578,10 @@ STANDS_IN int get_nprocs() noexcept { return static_cast<int>(::sysconf(_SC_NPRO
 STANDS_IN int get_nprocs_conf() noexcept { return static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF)); }
 
 STANDS_IN void* dlopen(const char* file, int mode) noexcept {
-  const Board* const board = Board::active();
-  const std::optional<std::string> mine =
-      board != nullptr && file != nullptr ? board->libraryFile(file) : std::nullopt;
+  Board* const board = Board::active();
+  if (board == nullptr || file == nullptr) return NEXT(dlopen)(file, mode);
+  board->addLoad({file, mode});
+  const std::optional<std::string> mine = board->libraryFile(file);
   return NEXT(dlopen)(mine ? mine->c_str() : file, mode);
 }
 

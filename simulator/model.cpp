@@ -19,6 +19,8 @@ void layOut(Board& board, const SharedFile& file) {
   layOutDisks(board, file);
   layOutInterfaces(board, file);
   layOutGpu(board, file);
+  layOutDsps(board, file);
+  layOutDdr(board, file);
   layOutSystem(board, file);
   layOutFaults(board, file);
 }

@@ -28,6 +28,8 @@ void layOutProcesses(Board& board, const SharedFile& file);
 void layOutDisks(Board& board, const SharedFile& file);
 void layOutInterfaces(Board& board, const SharedFile& file);
 void layOutGpu(Board& board, const SharedFile& file);
+void layOutDsps(Board& board, const SharedFile& file);
+void layOutDdr(Board& board, const SharedFile& file);
 void layOutFaults(Board& board, const SharedFile& file);
 
 // -- for these

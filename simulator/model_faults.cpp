@@ -24,6 +24,7 @@ std::string rubbish(std::uint64_t seed, const std::string& name) {
   return bytes;
 }
 
+// What an opening sees. A device stays open for long: its result is asked for at each request.
 void apply(const Fault& fault, std::uint64_t seed, Node& node) {
   switch (fault.kind) {
     case Fault::Kind::kOpen:
@@ -42,11 +43,9 @@ void apply(const Fault& fault, std::uint64_t seed, Node& node) {
       if (node.text) node.text = [seed, name = fault.name] { return rubbish(seed, name); };
       break;
     case Fault::Kind::kResult:
-      if (node.ioctl) node.ioctl = [result = fault.value](unsigned long, void*) { return result; };
-      break;
     case Fault::Kind::kOffline:
     case Fault::Kind::kWrap:
-      break;  // the core's and the counter's own business
+      break;  // not an opening's business
   }
 }
 
@@ -71,6 +70,12 @@ void layOutFaults(Board& board, const SharedFile& file) {
   for (const Fault& fault : file->faults) {
     if (fault.target != Fault::Target::kNode && fault.target != Fault::Target::kProcess) continue;
     board.change(fault.name, [&board, file, &fault](Node& node) {
+      if (fault.kind == Fault::Kind::kResult && node.ioctl) {
+        node.ioctl = [&board, file, &fault, device = std::move(node.ioctl)](unsigned long request,
+                                                                            void* record) {
+          return fault.span.holds(boardTime(board)) ? fault.value : device(request, record);
+        };
+      }
       if (fault.span.holds(boardTime(board))) apply(fault, file->seed, node);
     });
   }
