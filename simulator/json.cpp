@@ -175,7 +175,7 @@ Microseconds JsonValue::milliseconds(std::int64_t least) const {
 }
 
 // 37.5
-// {"square": [10, 90], "period_ms": 2000, "high_ms": 500, "phase_ms": 0}
+// {"square": [10, 90], "period_ms": 2000, "first_ms": 500, "phase_ms": 0}
 // {"ramp": [20, 80], "over_ms": 60000, "repeats": false}
 // {"sine": [20, 80], "period_ms": 64000, "phase_ms": 0}
 // {"noise": [20, 80], "every_ms": 500}
@@ -196,11 +196,11 @@ Signal JsonValue::signal(std::int64_t least, std::int64_t most) const {
   Signal signal;
   if (const auto square = object.find("square")) {
     const Microseconds period = object.need("period_ms").milliseconds(1);
-    Microseconds highFor = period / 2;
-    object.readTime("high_ms", highFor);
-    if (highFor > period) object.fail("high_ms is longer than period_ms");
+    Microseconds firstFor = period / 2;
+    object.readTime("first_ms", firstFor);
+    if (firstFor > period) object.fail("first_ms is longer than period_ms");
     const Signal::Range ends = range(*square);
-    signal = shifted(Signal::square(ends, period, highFor));
+    signal = shifted(Signal::square(ends, period, firstFor));
   } else if (const auto ramp = object.find("ramp")) {
     bool repeats = false;
     object.read("repeats", repeats);

@@ -53,11 +53,11 @@ Wide Wave::area(Microseconds time, Microseconds step) const {
   return (Wide{passed / steps()} * sums_.back() + sums_[at]) * step + Wide{levels_[at]} * (time % step);
 }
 
-Signal::Signal(Thousandths value) : low_{value}, high_{value} {}
+Signal::Signal(Thousandths value) : from_{value}, to_{value} {}
 
-Signal Signal::square(Range range, Microseconds period, Microseconds highFor) {
+Signal Signal::square(Range range, Microseconds period, Microseconds firstFor) {
   Signal signal{Form::kSquare, range, period};
-  signal.highFor_ = highFor;
+  signal.firstFor_ = firstFor;
   return signal;
 }
 
@@ -89,7 +89,7 @@ std::int64_t Signal::level(Microseconds time) const {
     case Form::kConstant:
       return 0;
     case Form::kSquare:
-      return time % period_ < highFor_ ? Wave::kFull : 0;
+      return time % period_ < firstFor_ ? 0 : Wave::kFull;
     case Form::kRamp:
       return static_cast<std::int64_t>(Wide{Wave::kFull} * std::min(time, period_) / period_);
     case Form::kSawtooth:
@@ -108,7 +108,8 @@ Wide Signal::area(Microseconds time) const {
     case Form::kConstant:
       return 0;
     case Form::kSquare:
-      return Wide{Wave::kFull} * (time / period_ * highFor_ + std::min(time % period_, highFor_));
+      return Wide{Wave::kFull} *
+             (time / period_ * (period_ - firstFor_) + std::max<Microseconds>(time % period_ - firstFor_, 0));
     case Form::kRamp:
       return time < period_ ? slope(time) : slope(period_) + Wide{Wave::kFull} * (time - period_);
     case Form::kSawtooth:
@@ -120,11 +121,14 @@ Wide Signal::area(Microseconds time) const {
 }
 
 Thousandths Signal::at(Microseconds time) const {
-  return low_ + static_cast<Thousandths>(Wide{high_ - low_} * level(time + phase_) / Wave::kFull);
+  return from_ + static_cast<Thousandths>(Wide{to_ - from_} * level(time + phase_) / Wave::kFull);
 }
 
 Wide Signal::integral(Microseconds time) const {
-  return Wide{low_} * time + Wide{high_ - low_} * (area(time + phase_) - area(phase_)) / Wave::kFull;
+  // Rounded down, whichever way the signal goes: what the others leave of a core's time never shrinks.
+  const Wide moved = Wide{to_ - from_} * (area(time + phase_) - area(phase_));
+  const Wide rounded = moved < 0 ? (moved - Wave::kFull + 1) / Wave::kFull : moved / Wave::kFull;
+  return Wide{from_} * time + rounded;
 }
 
 std::uint64_t Counter::at(Microseconds time) const {

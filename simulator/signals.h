@@ -19,7 +19,7 @@ __extension__ typedef __int128 Wide;
 constexpr Thousandths kOne = 1000;
 constexpr Microseconds kMicrosecondsInSecond = 1000000;
 
-// Steps of equal length that repeat, each a level between the lowest (0) and the highest (kFull).
+// Steps of equal length that repeat, each a level from 0 to kFull.
 class Wave {
  public:
   static constexpr std::int64_t kFull = 1000000;
@@ -41,13 +41,13 @@ class Wave {
 class Signal {
  public:
   struct Range {
-    Thousandths low;
-    Thousandths high;
+    Thousandths from;
+    Thousandths to;
   };
 
-  Signal(Thousandths value = 0);                                                 // constant
-  static Signal square(Range range, Microseconds period, Microseconds highFor);  // high first
-  static Signal ramp(Range range, Microseconds over, bool repeats);  // stays high, or starts again
+  Signal(Thousandths value = 0);                                                  // constant
+  static Signal square(Range range, Microseconds period, Microseconds firstFor);  // one, then the other
+  static Signal ramp(Range range, Microseconds over, bool repeats);  // stays there, or starts again
   static Signal sine(Range range, Microseconds period);
   static Signal noise(Range range, Microseconds step, std::shared_ptr<const Wave> wave, std::uint64_t place);
 
@@ -56,22 +56,22 @@ class Signal {
 
   Thousandths at(Microseconds time) const;
   Wide integral(Microseconds time) const;  // thousandths times microseconds
-  Thousandths lowest() const { return low_ < high_ ? low_ : high_; }
-  Thousandths highest() const { return low_ < high_ ? high_ : low_; }
+  Thousandths lowest() const { return from_ < to_ ? from_ : to_; }
+  Thousandths highest() const { return from_ < to_ ? to_ : from_; }
 
  private:
   enum class Form { kConstant, kSquare, kRamp, kSawtooth, kWave };
 
   Signal(Form form, Range range, Microseconds period)
-      : form_{form}, low_{range.low}, high_{range.high}, period_{period} {}
+      : form_{form}, from_{range.from}, to_{range.to}, period_{period} {}
   std::int64_t level(Microseconds time) const;
   Wide area(Microseconds time) const;
 
   Form form_ = Form::kConstant;
-  Thousandths low_ = 0;
-  Thousandths high_ = 0;
+  Thousandths from_ = 0;
+  Thousandths to_ = 0;
   Microseconds period_ = 1;  // of a wave: of one step
-  Microseconds highFor_ = 0;
+  Microseconds firstFor_ = 0;
   Microseconds phase_ = 0;
   std::shared_ptr<const Wave> wave_;
 };
