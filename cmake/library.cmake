@@ -25,6 +25,9 @@ add_library(tessary SHARED
   gpu/gpu_realtime.cpp
   gpu/gpu_selftest.cpp
   gpu/gpu_tables.cpp
+  memory/meminfo.cpp
+  memory/memory_mon.cpp
+  thermal/thermal_mon.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 

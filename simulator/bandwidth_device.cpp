@@ -25,6 +25,7 @@ constexpr CommandSet kCommandSets[] = {
 };
 constexpr std::uint32_t kRegisterOffsets = 0xc0609802;
 constexpr std::uint32_t kConfiguration = 0xc0109803;
+constexpr std::uint32_t kStart = 1;
 constexpr std::uint32_t kGet = 2;
 
 }  // namespace
@@ -38,14 +39,15 @@ BandwidthDevice::BandwidthDevice(Board& board) : state_{std::make_shared<State>(
 int BandwidthDevice::State::handle(std::uint32_t code, void* record) {
   std::vector<std::uint32_t> words(_IOC_SIZE(code) / sizeof(std::uint32_t));
   std::memcpy(words.data(), record, words.size() * sizeof(std::uint32_t));
-  requests.push_back({code, words});
+  if (keepsRequests) requests.push_back({code, words});
 
-  const auto scripted = results.find(static_cast<int>(requests.size()));
+  const auto scripted = results.find(++made);
   const int answer = scripted != results.end() ? scripted->second : result;
   if (answer != 0) return answer;
 
   for (const CommandSet& set : kCommandSets) {
     if (set.code != code) continue;
+    if (words[set.commandWord] == kStart && onStart) onStart();
     if (words[set.commandWord] == kGet) {
       for (std::size_t word = set.firstFigure; word <= set.lastFigure; ++word) {
         words[word] = figures ? figures(static_cast<int>(word)) : 0;

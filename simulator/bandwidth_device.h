@@ -34,6 +34,7 @@ class BandwidthDevice {
   explicit BandwidthDevice(Board& board);
 
   void figures(Figures figures) { state_->figures = std::move(figures); }
+  void onStart(std::function<void()> observer) { state_->onStart = std::move(observer); }
 
   // What a request results in, and nothing is written: any result, or -errno. The n-th from the first one
   // ever made (1), or each one; 0 is success.
@@ -41,13 +42,17 @@ class BandwidthDevice {
   void answerAll(int result) { state_->result = result; }
 
   const std::vector<BandwidthRequest>& requests() const { return state_->requests; }
+  void keepRequests(bool keep) { state_->keepsRequests = keep; }  // or not: for a program that runs for hours
 
  private:
   // Shared with the board, so that the two may end in any order.
   struct State {
     Figures figures;
+    std::function<void()> onStart;
     std::map<int, int> results;
     int result = 0;
+    int made = 0;
+    bool keepsRequests = true;
     std::vector<BandwidthRequest> requests;
 
     int handle(std::uint32_t code, void* record);

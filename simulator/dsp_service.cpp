@@ -12,7 +12,6 @@ namespace {
 
 DspService* activeService = nullptr;
 
-constexpr char kFolder[] = TESSARY_DSP_LIBRARY_FOLDER "/";
 constexpr char kDomainMark[] = "&_dom=";
 constexpr char kAttachMark[] = "attachuserpd";
 
@@ -47,10 +46,12 @@ std::string hex(const DspBuffer& buffer) {
 
 }  // namespace
 
-DspService::DspService(Board& board) : board_{board} {
+DspService::DspService(Board& board) : DspService{board, TESSARY_DSP_LIBRARY_FOLDER} {}
+
+DspService::DspService(Board& board, const std::string& folder) : board_{board}, folder_{folder + "/"} {
   if (activeService != nullptr) throw std::logic_error("there is a DSP service already");
   activeService = this;
-  board.library(kLibrary, std::string{kFolder} + kLibrary);
+  board.library(kLibrary, folder_ + kLibrary);
 }
 
 DspService::~DspService() {
@@ -75,8 +76,13 @@ void DspService::fail(RemoteCall call, int status, int nth) {
   }
 }
 
+void DspService::refuse(std::function<int(const std::string& dsp)> refusal) {
+  const std::lock_guard lock{mutex_};
+  refusal_ = std::move(refusal);
+}
+
 void DspService::withoutEntryPoint(const std::string& name) {
-  board_.library(kLibrary, kFolder + ("libcdsprpc_without_" + name + ".so"));
+  board_.library(kLibrary, folder_ + "libcdsprpc_without_" + name + ".so");
 }
 
 std::vector<std::string> DspService::calls() const {
@@ -87,6 +93,11 @@ std::vector<std::string> DspService::calls() const {
 void DspService::forgetCalls() {
   const std::lock_guard lock{mutex_};
   calls_.clear();
+}
+
+void DspService::keepCalls(bool keep) {
+  const std::lock_guard lock{mutex_};
+  keepsCalls_ = keep;
 }
 
 std::size_t DspService::openHandles() const {
@@ -113,7 +124,7 @@ int DspService::scripted(RemoteCall call) {
 
 void DspService::record(std::string line, int status) {
   if (status != 0) line += formatted(" = %d", status);
-  calls_.push_back(std::move(line));
+  if (keepsCalls_) calls_.push_back(std::move(line));
 }
 
 int DspService::open(const char* uri, std::uint64_t* handle) {
@@ -151,8 +162,10 @@ int DspService::invoke(std::uint64_t handle, std::uint32_t scalars, const DspBuf
 
 int DspService::runMethod(const Module& module, std::uint32_t scalars, const DspBuffer* buffers) {
   switch (scalars) {
-    case kInit:
-      return scripted(RemoteCall::kInit);
+    case kInit: {
+      const int refusal = refusal_ ? refusal_(module.domain) : 0;
+      return refusal != 0 ? refusal : scripted(RemoteCall::kInit);
+    }
     case kDeinit:
       return scripted(RemoteCall::kDeinit);
     case kGetProfdata: {

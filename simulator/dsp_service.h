@@ -56,8 +56,9 @@ class DspService {
   static constexpr std::uint32_t kMetrics = 2;  // that get_profdata says the record has
   static constexpr int kEach = 0;
 
-  // Makes the library known to the board. One service at a time.
+  // Makes the library known to the board; it is in the build tree, or in the folder. One service at a time.
   explicit DspService(Board& board);
+  DspService(Board& board, const std::string& folder);
   ~DspService();
   DspService(const DspService&) = delete;
   DspService& operator=(const DspService&) = delete;
@@ -70,11 +71,15 @@ class DspService {
   // 0 returns null. A failing method has written its outputs all the same; a failing opening gives no handle.
   void fail(RemoteCall call, int status, int nth = kEach);
 
+  // Asked at each init: the status that it ends with.
+  void refuse(std::function<int(const std::string& dsp)> refusal);
+
   // dlopen finds a library without this entry point from now on.
   void withoutEntryPoint(const std::string& name);
 
   std::vector<std::string> calls() const;
   void forgetCalls();
+  void keepCalls(bool keep);  // or not: for a program that runs for hours
 
   // What is held: the attach handles, which are never closed, apart.
   std::size_t openHandles() const;
@@ -108,14 +113,17 @@ class DspService {
   void record(std::string line, int status = 0);
 
   Board& board_;
+  const std::string folder_;
   mutable std::mutex mutex_;  // monitors may wait side by side
   Profile profile_;
+  std::function<int(const std::string&)> refusal_;
   std::map<RemoteCall, Script> scripts_;
   std::map<std::uint64_t, Module> modules_;
   std::map<void*, std::string> buffers_;  // m1, m2 ..
   std::uint64_t opened_ = 0;
   std::uint64_t allocated_ = 0;
   int wrongReleases_ = 0;
+  bool keepsCalls_ = true;
   std::vector<std::string> calls_;
 };
 

@@ -61,7 +61,12 @@ void GpuProfiler::offer(uint32_t id, std::optional<std::string> name, Value valu
 
 void GpuProfiler::fail(Function function, ztResultCode result, int call) {
   const std::lock_guard lock{mutex_};
-  failures_[static_cast<std::size_t>(function)].push_back({result, call});
+  failures_[static_cast<std::size_t>(function)].push_back({[result] { return result; }, call});
+}
+
+void GpuProfiler::fail(Function function, std::function<std::optional<ztResultCode>()> result) {
+  const std::lock_guard lock{mutex_};
+  failures_[static_cast<std::size_t>(function)].push_back({std::move(result), kEveryTime});
 }
 
 void GpuProfiler::answerListing(Listing listing, int call) {
@@ -79,21 +84,28 @@ std::vector<std::string> GpuProfiler::calls() const {
   return calls_;
 }
 
+void GpuProfiler::keepHistory(bool keep) {
+  const std::lock_guard lock{mutex_};
+  keepsHistory_ = keep;
+}
+
 void GpuProfiler::onCall(std::function<void(const std::string& call)> observer) {
   const std::lock_guard lock{mutex_};
   observer_ = std::move(observer);
 }
 
 int GpuProfiler::record(Function function, const std::string& call) {
-  calls_.push_back(call);
+  if (keepsHistory_) calls_.push_back(call);
   if (observer_) observer_(call);
   return ++counts_[static_cast<std::size_t>(function)];
 }
 
 std::optional<ztResultCode> GpuProfiler::failure(Function function, int call) const {
-  const auto& faults = failures_[static_cast<std::size_t>(function)];
-  const auto fault = findFault(faults, call);
-  return fault != faults.end() ? std::optional{fault->answer} : std::nullopt;
+  for (const auto& fault : failures_[static_cast<std::size_t>(function)]) {
+    if (fault.call != call && fault.call != kEveryTime) continue;
+    if (const auto result = fault.answer()) return result;
+  }
+  return std::nullopt;
 }
 
 const GpuProfiler::Metric* GpuProfiler::find(uint32_t id) const {

@@ -57,6 +57,7 @@ class GpuProfiler {
   // -- faults; the calls of each function count from 1
 
   void fail(Function function, ztResultCode result, int call = kEveryTime);
+  void fail(Function function, std::function<std::optional<ztResultCode>()> result);  // asked at each call
 
   // Answers in place of the profiler itself, whatever state it is in: arrays that are null or too short,
   // counts that are wrong, failures that hand something out all the same.
@@ -73,6 +74,7 @@ class GpuProfiler {
   //   StopRealtimeMonitor()
   //   Shutdown()
   std::vector<std::string> calls() const;
+  void keepHistory(bool keep);  // of the calls, or none: for a program that runs for hours
 
   // Is told of each call before it is answered, so that other events can be put in order with it.
   void onCall(std::function<void(const std::string& call)> observer);
@@ -108,10 +110,12 @@ class GpuProfiler {
   mutable std::recursive_mutex mutex_;
   State state_ = State::kUninitialised;
   std::vector<Metric> metrics_;
-  std::array<std::vector<Fault<ztResultCode>>, kFunctions> failures_;
+  using Failure = std::function<std::optional<ztResultCode>()>;
+  std::array<std::vector<Fault<Failure>>, kFunctions> failures_;
   std::vector<Fault<Listing>> listings_;
   std::vector<Fault<Reading>> readings_;
   std::array<int, kFunctions> counts_{};
+  bool keepsHistory_ = true;
   std::vector<std::string> calls_;
   std::function<void(const std::string&)> observer_;
 
