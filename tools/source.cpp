@@ -162,6 +162,14 @@ std::vector<int> processIds() {
   return ids;
 }
 
+Value numberOf(const Source& source, const std::string& node) {
+  Finding finding;
+  const std::optional<std::string> text = readSome(node, finding);
+  if (text && beginsWithNumber(*text))
+    return static_cast<std::int64_t>(std::strtoll(text->c_str(), nullptr, 10));
+  return absentBecause(source, node, "it could not be read");
+}
+
 Absent absentBecause(const Source& source, const std::string& node, const char* otherwise) {
   const Finding finding = source.check(node);
   if (finding.state == State::kRead) return {otherwise};

@@ -50,6 +50,10 @@ std::string expanded(const char* target, const std::string& name);
 // The processes that /proc lists, in ascending order.
 std::vector<int> processIds();
 
+// The number that the node holds, or why there is none: for nodes that the library leaves out because it
+// stops at another one.
+Value numberOf(const Source& source, const std::string& node);
+
 // Why nothing came from a source: what the check of the node finds; `otherwise` when that finds nothing. The
 // reason names the target as it stands, so that nodes that fail alike have one reason.
 Absent absentBecause(const Source& source, const std::string& node, const char* otherwise);

@@ -29,7 +29,6 @@ const std::vector<Source> kSources{
 };
 
 constexpr int kUnread = -1;  // clocks and capacities are positive
-constexpr char kStopsEarlier[] = "not read: the library stops at the first core whose node it cannot open";
 constexpr char kStoodStill[] = "its counters stood still";
 
 std::size_t countWords(const char* text) {
@@ -118,7 +117,8 @@ class CpuSection : public Section {
   // The row of a table of the library that belongs to the core, or why there is none.
   Value share(std::size_t core, const double* table) const {
     if (usage_ == nullptr || table == nullptr) return notMeasured();
-    if (before_ != after_) return Absent{"cores went on- or offline during the interval"};
+    if (before_ != after_)
+      return Absent{"/proc/stat: the lines of the cores changed: one went on- or offline"};
     const auto line = std::find(after_.begin(), after_.end(), static_cast<int>(core));
     if (line == after_.end()) return Absent{"the core is offline: it has no line in /proc/stat"};
     const std::size_t row = static_cast<std::size_t>(line - after_.begin()) + 1;
@@ -159,28 +159,28 @@ class CpuSection : public Section {
     monitor_.tessary_getCPUFrequency();
   }
 
-  static Absent noNode(Origin origin, std::size_t core) {
-    return absentBecause(kSources[origin], expanded(kSources[origin].target, std::to_string(core)),
-                         kStopsEarlier);
+  static Value fromNode(Origin origin, std::size_t core) {
+    return numberOf(kSources[origin], expanded(kSources[origin].target, std::to_string(core)));
   }
 
   Value clock(std::size_t core) {
     const std::int64_t* const clocks = inner().cpuFrequency;
-    if (clocks == nullptr || clocks[core] <= 0) return noNode(kClock, core);
-    return clocks[core];
+    return clocks != nullptr && clocks[core] > 0 ? Value{clocks[core]} : fromNode(kClock, core);
   }
 
   Value capacity(std::size_t core) {
     const int* const capacities = inner().cpuCapacity;
-    if (capacities == nullptr || capacities[core] <= 0) return noNode(kCapacity, core);
+    if (capacities == nullptr || capacities[core] <= 0) return fromNode(kCapacity, core);
     return static_cast<std::int64_t>(capacities[core]);
   }
 
   Value capacityShare(std::size_t core) {
-    if (inner().cpuFactor != nullptr)
-      return finite(static_cast<double>(inner().cpuFactor[core]), "no capacities");
-    const Value own = capacity(core);
-    return own.index() == 0 ? own : Value{Absent{"another core's capacity could not be read"}};
+    const float* const shares = inner().cpuFactor;
+    if (shares != nullptr)
+      return finite(static_cast<double>(shares[core]), "the capacities add up to nothing");
+    Value own = capacity(core);
+    if (own.index() == 0) return own;
+    return Absent{"the library could not read the capacity of every core"};
   }
 
   cpu::CPU_MON monitor_;

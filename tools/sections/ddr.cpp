@@ -20,9 +20,10 @@ class DdrSection : public Section {
  public:
   explicit DdrSection(const Plan& plan) : intervalMs_{plan.intervalMs} {}
 
-  // The device counts from the construction on, and from each reading to the next.
+  // The device counts from the construction on, and from each reading to the next. A monitor that has failed
+  // once fails for good: where there is a device, another one takes its place.
   void begin() override {
-    if (monitor_) return;
+    if (monitor_ && (!failed_ || checkDevice(kSources[0].target).state != State::kRead)) return;
     monitor_.emplace();
     monitor_->tessary_setSamplingTime(intervalMs_);
   }
@@ -31,9 +32,10 @@ class DdrSection : public Section {
 
   Sample read() override {
     const std::uint64_t* const figures = monitor_->tessary_getDDRStats();
+    failed_ = figures == nullptr;
     Row row;
     for (std::size_t figure = 0; figure < kFigures; ++figure) {
-      row.push_back(figures != nullptr ? Value{static_cast<std::int64_t>(figures[figure])} : Value{reason()});
+      row.push_back(!failed_ ? Value{static_cast<std::int64_t>(figures[figure])} : Value{reason()});
     }
     return {{{row}, {}}};
   }
@@ -49,6 +51,7 @@ class DdrSection : public Section {
 
   int intervalMs_;
   std::optional<ddr::DDR_MON> monitor_;
+  bool failed_ = false;
 };
 
 }  // namespace

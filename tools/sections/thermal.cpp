@@ -29,19 +29,18 @@ class ThermalSection : public Section {
   }
 
  private:
+  // The library stops at the first zone that it cannot open, which must not hide those after it. A node
+  // without a number gets the temperature of the zone before, or 0 as the first: such a figure may be no
+  // reading.
   Value temperature(std::size_t zone, const std::vector<int>& temperatures) const {
     constexpr double kMillidegrees = 1000;
-    const std::string node = "/sys/class/thermal/" + zones_[zone] + "/temp";
-    if (zone >= temperatures.size()) {
-      return absentBecause(kSources[1], node,
-                           "not read: the library stops at the first zone that it cannot open");
+    const int before = zone > 0 && zone <= temperatures.size() ? temperatures[zone - 1] : 0;
+    if (zone < temperatures.size() && temperatures[zone] != before) return temperatures[zone] / kMillidegrees;
+    Value own = numberOf(kSources[1], "/sys/class/thermal/" + zones_[zone] + "/temp");
+    if (const auto* const number = std::get_if<std::int64_t>(&own)) {
+      return static_cast<double>(*number) / kMillidegrees;
     }
-    // A node without a number gets the zone's before it, or 0 as the first: that figure may be no reading.
-    const int before = zone > 0 ? temperatures[zone - 1] : 0;
-    if (temperatures[zone] == before && kSources[1].check(node).state != State::kRead) {
-      return absentBecause(kSources[1], node, "it could not be read");
-    }
-    return temperatures[zone] / kMillidegrees;
+    return own;
   }
 
   thermal::THERMAL_MON monitor_;
