@@ -24,8 +24,9 @@ namespace tessary {
 
 class Scanner {
  public:
-  // The text must be followed by a NUL (not part of it), as TextBuffer and std::string have it: it stops the
-  // loops below without a comparison for each character. A NUL inside the text is an ordinary character.
+  // The text must be followed by a NUL (not part of it), as TextBuffer and std::string have it, or by another
+  // character that is neither white space nor a part of numbers: it stops the loops below without a
+  // comparison for each character. A NUL inside the text is an ordinary character.
   explicit Scanner(std::string_view text) : cursor_(text.data()), end_(text.data() + text.size()) {}
 
   Scanner& row() {
