@@ -9,6 +9,14 @@ add_library(tessary SHARED
   cpu/cpu_frequency.cpp
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
+  process/process_diff.cpp
+  process/process_mon.cpp
+  process/process_reader.cpp
+  process/stat_line.cpp
+  procmem/procmem_mon.cpp
+  procmem/procmem_reader.cpp
+  procmem/smaps_rollup.cpp
+  procmem/stat_row.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 

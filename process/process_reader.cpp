@@ -1,0 +1,99 @@
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "base/console.h"
+#include "base/reading.h"
+#include "base/scanner.h"
+#include "process/stat_line.h"
+#include "tessary/process_mon.h"
+
+namespace process {
+
+namespace {
+
+using State = PROCESS_MON::PROCESS_MON_INTERFACE;
+
+constexpr char kProcFolder[] = "/proc";
+
+// "/proc/4711/stat"
+class StatPath {
+ public:
+  explicit StatPath(int pid) {
+    char* const end = std::to_chars(text_ + kPrefix, text_ + kPrefix + kDigits, pid).ptr;
+    std::memcpy(end, "/stat", sizeof "/stat");
+  }
+
+  std::string text() const { return text_; }
+  const char* inProcFolder() const { return text_ + kPrefix; }
+
+ private:
+  static constexpr std::size_t kPrefix = sizeof kProcFolder;
+  static constexpr std::size_t kDigits = std::numeric_limits<int>::digits10 + 2;  // and a sign
+
+  char text_[kPrefix + kDigits + sizeof "/stat"] = "/proc/";
+};
+
+void readProcess(State& state, int pid, int procFolder, tessary::TextBuffer& text) {
+  const StatPath path{pid};
+  std::string_view line;
+  {
+    const tessary::Descriptor stat = tessary::openForReading(path.inProcFolder(), procFolder);
+    if (!stat) {
+      tessary::print("Warning :" + path.text() + " Not able to be opened!\n");
+      return;
+    }
+    line = text.readLine(stat.get(), kLongestLine);
+  }
+  if (line.empty()) {
+    tessary::print(path.text() + " fgets error\n");
+    return;
+  }
+  const std::optional<StatLine> split = splitStatLine(line);
+  if (!split) {
+    tessary::print(path.text() + "can't get the process name\n");
+    return;
+  }
+  const std::optional<CpuTicks> ticks = parseCpuTicks(split->fields);
+  if (!ticks) {
+    tessary::print(path.text() + " fscanf error\n");
+    return;
+  }
+  const auto ticksPerSecond = static_cast<double>(static_cast<std::uint64_t>(state.clockTicks));
+  state.currentSample.push_back({pid, std::string{split->name},
+                                 static_cast<double>(ticks->user) / ticksPerSecond,
+                                 static_cast<double>(ticks->system) / ticksPerSecond,
+                                 static_cast<double>(ticks->start) / ticksPerSecond});
+}
+
+}  // namespace
+
+void PROCESS_MON::PROCESS_MON_INTERFACE::readSchedStat(int pid) {
+  const tessary::Folder proc{kProcFolder};
+  tessary::TextBuffer text;
+  readProcess(*this, pid, proc.descriptor(), text);
+}
+
+void PROCESS_MON::PROCESS_MON_INTERFACE::getData() {
+  const tessary::Directory proc = tessary::openDirectory(kProcFolder);
+  if (!proc) {
+    tessary::printLine("opendir(proc) failed");
+    return;
+  }
+  tessary::TextBuffer text;
+  while (const dirent* const entry = ::readdir(proc.get())) {
+    if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
+    int pid = 0;
+    tessary::Scanner{entry->d_name}.number(pid);
+    readProcess(*this, pid, ::dirfd(proc.get()), text);
+  }
+}
+
+void PROCESS_MON::PROCESS_MON_INTERFACE::getData(std::vector<int> pids) {
+  const tessary::Folder proc{kProcFolder};
+  tessary::TextBuffer text;
+  for (const int pid : pids) readProcess(*this, pid, proc.descriptor(), text);
+}
+
+}  // namespace process
