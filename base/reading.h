@@ -42,8 +42,8 @@ CommandStream runCommand(const char* command);
 // that a node without an end cannot exhaust the memory.
 class TextBuffer {
  public:
-  static constexpr std::size_t kInlineSpace = 16 * 1024;
-  static constexpr std::size_t kLongestText = 64 * 1024 * 1024;
+  static constexpr std::size_t kInlineSpace = std::size_t{16} << 10;
+  static constexpr std::size_t kLongestText = std::size_t{64} << 20;
 
   TextBuffer() = default;
   TextBuffer(const TextBuffer&) = delete;

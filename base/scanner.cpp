@@ -49,60 +49,32 @@ std::size_t parseMagnitude(const char* first, std::size_t length, Real& value) {
 #endif
 }
 
+// The sign and the magnitude; the length read, 0 when there is no number.
+template <typename Real>
+std::size_t parseSigned(std::string_view text, Real& target) {
+  const std::size_t sign = text[0] == '-' || text[0] == '+' ? 1 : 0;
+  if (text.size() == sign || isOneOf(text[sign], "+- \t\n\v\f\r")) return 0;
+  Real magnitude = 0;
+  const std::size_t length = parseMagnitude(text.data() + sign, text.size() - sign, magnitude);
+  if (length == 0) return 0;
+  target = text[0] == '-' ? -magnitude : magnitude;
+  return sign + length;
+}
+
 }  // namespace
 
-Scanner& Scanner::word(char* target, std::size_t bytes) {
-  if (!atToken()) return *this;
-  const char* const start = cursor_;
-  while (cursor_ != end_ && !isSpace(*cursor_)) ++cursor_;
-  if (bytes == 0) return *this;
-  std::size_t length = static_cast<std::size_t>(cursor_ - start);
-  if (length > bytes - 1) length = bytes - 1;
-  std::memcpy(target, start, length);
-  target[length] = '\0';
-  ++converted_;
-  return *this;
-}
+std::size_t Scanner::parseReal(std::string_view text, double& target) { return parseSigned(text, target); }
+std::size_t Scanner::parseReal(std::string_view text, float& target) { return parseSigned(text, target); }
 
-Scanner& Scanner::real(double& target) { return realNumber(target); }
-Scanner& Scanner::real(float& target) { return realNumber(target); }
-
-template <typename Real>
-Scanner& Scanner::realNumber(Real& target) {
-  // Counters are plain digits, up to 18 of them exact in 64 bits and rounded once on the way to the target.
-  constexpr std::ptrdiff_t kPlainDigits = 18;
-
-  if (!atToken()) return *this;
-  const char* p = cursor_;
-  std::int64_t value = 0;
-  for (unsigned digit = digitOf(*p); digit <= 9; digit = digitOf(*++p)) {
-    if (p - cursor_ >= kPlainDigits) break;
-    value = value * 10 + digit;
+bool Scanner::exceeds64Bits(const char* first, const char* last) {
+  std::uint64_t value = 0;
+  for (; first != last; ++first) {
+    if (__builtin_mul_overflow(value, std::uint64_t{10}, &value) ||
+        __builtin_add_overflow(value, std::uint64_t{digitOf(*first)}, &value)) {
+      return true;
+    }
   }
-  if (p != cursor_ && digitOf(*p) > 9 && !isOneOf(*p, ".eExX")) {
-    target = static_cast<Real>(value);
-    cursor_ = p;
-  } else if (!realToken(target)) {
-    matching_ = false;
-    return *this;
-  }
-  ++converted_;
-  return *this;
-}
-
-// Everything but plain digits: a sign, a fraction, an exponent, hexadecimal, infinity, not-a-number.
-template <typename Real>
-bool Scanner::realToken(Real& target) {
-  const char* first = cursor_;
-  const bool negative = *first == '-';
-  if (negative || *first == '+') ++first;
-  if (first == end_ || *first == '-' || *first == '+' || isSpace(*first)) return false;
-  Real magnitude = 0;
-  const std::size_t length = parseMagnitude(first, static_cast<std::size_t>(end_ - first), magnitude);
-  if (length == 0) return false;
-  target = negative ? -magnitude : magnitude;
-  cursor_ = first + length;
-  return true;
+  return false;
 }
 
 }  // namespace tessary

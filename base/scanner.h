@@ -15,8 +15,10 @@
 #ifndef TESSARY_BASE_SCANNER_H
 #define TESSARY_BASE_SCANNER_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <type_traits>
 
@@ -50,10 +52,22 @@ class Scanner {
   Scanner& word(char (&target)[kBytes]) {
     return word(target, kBytes);
   }
-  Scanner& word(char* target, std::size_t bytes);
+  Scanner& word(char* target, std::size_t bytes) {
+    if (!atToken()) return *this;
+    const char* const start = cursor_;
+    skipToken();
+    const std::size_t length = std::min(static_cast<std::size_t>(cursor_ - start), bytes - 1);
+    std::memcpy(target, start, length);
+    target[length] = '\0';
+    ++converted_;
+    return *this;
+  }
 
   // %*s
-  Scanner& skipWord() { return word(nullptr, 0); }
+  Scanner& skipWord() {
+    if (atToken()) skipToken();
+    return *this;
+  }
 
   // %d, %ld, %u, %lu, %hu ..: as the target's type says.
   template <typename Number>
@@ -75,8 +89,18 @@ class Scanner {
   }
 
   // %f, %lf
-  Scanner& real(double& target);
-  Scanner& real(float& target);
+  template <typename Real>
+  Scanner& real(Real& target) {
+    static_assert(std::is_floating_point_v<Real>);
+    if (!atToken()) return *this;
+    if (!plainDigits(target)) {
+      const std::size_t length = parseReal(rest(), target);
+      cursor_ += length;
+      matching_ = length != 0;
+    }
+    if (matching_) ++converted_;
+    return *this;
+  }
 
   // %*c: any one character, white space included.
   Scanner& skipCharacter() {
@@ -98,27 +122,48 @@ class Scanner {
 
  private:
   static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+  static bool isAboveSpace(char c) { return static_cast<unsigned char>(c) > ' '; }
   static unsigned digitOf(char c) { return static_cast<unsigned>(static_cast<unsigned char>(c)) - '0'; }
 
   void skipSpace() {
-    while (isSpace(*cursor_)) ++cursor_;
+    const char* p = cursor_;
+    if (*p == ' ') ++p;  // the usual single blank
+    if (!isAboveSpace(*p)) {
+      while (isSpace(*p)) ++p;
+    }
+    cursor_ = p;
+  }
+
+  void skipToken() {
+    const char* p = cursor_;
+    while (p != end_ && !isSpace(*p)) ++p;
+    cursor_ = p;
   }
 
   // Skips white space; false, and the row ended, when the row had failed before or the text is used up.
   bool atToken() {
     if (!matching_) return false;
     skipSpace();
-    if (!atEnd()) return true;
-    matching_ = false;
-    return false;
+    matching_ = isAboveSpace(*cursor_) || !atEnd();
+    return matching_;
   }
+
+  // The number that the digits at `p` make, modulo 2^64; the first character behind them.
+  static const char* digits(const char* p, std::uint64_t& value);
+  static bool exceeds64Bits(const char* first, const char* last);
 
   // The two's complement bits of the number: saturated to the signed or to the unsigned 64-bit range.
   bool integer(std::uint64_t& bits, bool isSigned);
+
+  // The common case of a real: a counter of up to 18 digits, exact in 64 bits and rounded once on the way to
+  // the target.
   template <typename Real>
-  Scanner& realNumber(Real& target);
-  template <typename Real>
-  bool realToken(Real& target);
+  bool plainDigits(Real& target);
+
+  // Everything else: a sign, a fraction, an exponent, hexadecimal, infinity, not-a-number, many digits.
+  // The length of the token, 0 when it is no number.
+  static std::size_t parseReal(std::string_view text, double& target);
+  static std::size_t parseReal(std::string_view text, float& target);
 
   const char* cursor_;
   const char* end_;
@@ -126,29 +171,27 @@ class Scanner {
   bool matching_ = true;
 };
 
+inline const char* Scanner::digits(const char* p, std::uint64_t& value) {
+  std::uint64_t sum = 0;
+  for (unsigned digit = digitOf(*p); digit <= 9; digit = digitOf(*++p)) sum = sum * 10 + digit;
+  value = sum;
+  return p;
+}
+
 inline bool Scanner::integer(std::uint64_t& bits, bool isSigned) {
   constexpr std::ptrdiff_t kDigitsThatFit = 19;  // 10^19 - 1 is below 2^64
 
   if (!atToken()) return false;
-  const char* const sign = (*cursor_ == '-' || *cursor_ == '+') ? cursor_ : nullptr;
-  const bool negative = sign != nullptr && *sign == '-';
-  const char* const first = sign != nullptr ? cursor_ + 1 : cursor_;
-  const char* p = first;
-  std::uint64_t value = 0;
-  bool overflow = false;
-  for (unsigned digit = digitOf(*p); digit <= 9; digit = digitOf(*++p)) {
-    if (p - first >= kDigitsThatFit) {
-      overflow = __builtin_mul_overflow(value, std::uint64_t{10}, &value) || overflow;
-      overflow = __builtin_add_overflow(value, std::uint64_t{digit}, &value) || overflow;
-    } else {
-      value = value * 10 + digit;
-    }
-  }
-  if (p == first) {
+  const bool negative = *cursor_ == '-';
+  const char* const first = negative || *cursor_ == '+' ? cursor_ + 1 : cursor_;
+  std::uint64_t value;
+  const char* const last = digits(first, value);
+  if (last == first) {
     matching_ = false;
     return false;
   }
-  cursor_ = p;
+  cursor_ = last;
+  const bool overflow = last - first > kDigitsThatFit && exceeds64Bits(first, last);
   if (isSigned) {
     const std::uint64_t limit = static_cast<std::uint64_t>(INT64_MAX) + (negative ? 1 : 0);
     if (overflow || value > limit) value = limit;
@@ -156,6 +199,19 @@ inline bool Scanner::integer(std::uint64_t& bits, bool isSigned) {
   } else {
     bits = overflow ? UINT64_MAX : (negative ? 0 - value : value);
   }
+  return true;
+}
+
+template <typename Real>
+bool Scanner::plainDigits(Real& target) {
+  constexpr std::ptrdiff_t kExactDigits = 18;
+
+  std::uint64_t value;
+  const char* const p = digits(cursor_, value);
+  const bool goesOn = isAboveSpace(*p);  // with a point, an exponent, or not as a number at all
+  if (goesOn || p == cursor_ || p - cursor_ > kExactDigits) return false;
+  target = static_cast<Real>(static_cast<std::int64_t>(value));
+  cursor_ = p;
   return true;
 }
 

@@ -8,8 +8,16 @@ target_compile_options(tessary_options INTERFACE
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
 
 add_library(tessary_sanitizers INTERFACE)
-if(TESSARY_SANITIZE)
+if(TESSARY_FUZZ)
+  target_compile_options(tessary_sanitizers INTERFACE
+    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -shared-libasan)
+  target_link_options(tessary_sanitizers INTERFACE -fsanitize=address,undefined -shared-libasan)
+elseif(TESSARY_SANITIZE)
   target_compile_options(tessary_sanitizers INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tessary_sanitizers INTERFACE -fsanitize=address,undefined)
 endif()
+
+# The environment of every test: what leaks by design is no failure.
+set(TESSARY_LEAK_OPTIONS
+  "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leaks_by_design.supp:print_suppressions=0")

@@ -1,8 +1,14 @@
-add_library(tessary SHARED
+# The monitors' common ground, which the tests of its pieces and the benchmarks' floor link too.
+add_library(tessary_base OBJECT
   base/console.cpp
   base/reading.cpp
   base/scanner.cpp
-  base/waiting.cpp
+  base/waiting.cpp)
+set_target_properties(tessary_base PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+target_link_libraries(tessary_base PRIVATE tessary_options tessary_sanitizers)
+
+add_library(tessary SHARED
+  $<TARGET_OBJECTS:tessary_base>
   cpu/board.cpp
   cpu/board_tables.cpp
   cpu/cpu_capacity.cpp
@@ -38,4 +44,4 @@ set_target_properties(tessary PROPERTIES
 target_link_options(tessary PRIVATE
   -Wl,--version-script=${TESSARY_VERSION_SCRIPT}
   -Wl,-z,max-page-size=16384
-  $<$<NOT:$<BOOL:${TESSARY_SANITIZE}>>:-Wl,--no-undefined>)
+  $<$<NOT:$<OR:$<BOOL:${TESSARY_SANITIZE}>,$<BOOL:${TESSARY_FUZZ}>>>:-Wl,--no-undefined>)

@@ -61,7 +61,7 @@ void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity(CPU_MON_INTERFACE* target) {
   tessary::TextBuffer text;
   NodePath path;
   for (int core = 0; core < target->numCores; ++core) {
-    tessary::Descriptor node = cpus.open(path.format("cpu%d/cpu_capacity", core));
+    tessary::Descriptor node = cpus.open(path.join("cpu", core, "/cpu_capacity"));
     if (!node) {
       TESSARY_LOG_ERROR(kLog, "Error while reading the CPU capacity node for CPU%d. Error number = %d\n",
                         core, errno);

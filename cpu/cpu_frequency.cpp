@@ -21,7 +21,7 @@ int64_t* CPU_MON::tessary_getCPUFrequency() {
   tessary::TextBuffer text;
   NodePath path;
   for (int core = 0; core < cores; ++core) {
-    const tessary::Descriptor node = cpus.open(path.format("cpu%d/cpufreq/cpuinfo_cur_freq", core));
+    const tessary::Descriptor node = cpus.open(path.join("cpu", core, "/cpufreq/cpuinfo_cur_freq"));
     if (!node) {
       TESSARY_LOG_ERROR(kLog, "Error while reading the CPU frequency node for CPU%d. Error number = %d\n",
                         core, errno);

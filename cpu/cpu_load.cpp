@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <numeric>
 
 #include "base/reading.h"
 #include "base/scanner.h"
@@ -14,44 +16,39 @@ namespace {
 constexpr double kUnmeasured = -1.0;
 
 // cpu3 10132153 290696 3084719 46828483 16683 0 25195 0 175628 0
-// In ticks. The label is not looked at, and a column that does not scan keeps the value of the row before.
-struct TickRow {
-  double user = 0;
-  double nice = 0;
-  double system = 0;
-  double idle = 0;
-  double iowait = 0;
-  double irq = 0;
-  double softirq = 0;
-  double steal = 0;
-  double guest = 0;
-  double guestNice = 0;
-
+// user nice system idle iowait irq softirq steal guest guest_nice, in ticks. The label is not looked at, and
+// a column that does not scan keeps the value of the row before.
+class TickRow {
+ public:
   void scan(tessary::Scanner& text) {
     text.row().skipWord();
-    text.real(user).real(nice).real(system).real(idle).real(iowait);
-    text.real(irq).real(softirq).real(steal).real(guest).real(guestNice).space();
+    for (double& ticks : columns_) text.real(ticks);
+    text.space();
   }
 
+  double idle() const { return columns_[3]; }
+  double steal() const { return columns_[7]; }
+
   // The kernel has counted guest time in user and nice already; it counts once more here.
-  double total() const {
-    return user + nice + system + idle + iowait + irq + softirq + steal + guest + guestNice;
-  }
+  double total() const { return std::accumulate(std::begin(columns_), std::end(columns_), 0.0); }
+
+ private:
+  double columns_[10] = {};
 };
 
 using State = CPU_MON::CPU_MON_INTERFACE;
 
 void rememberRow(State& state, int row, const TickRow& ticks) {
-  state.prevIdleTime[row] = ticks.idle;
+  state.prevIdleTime[row] = ticks.idle();
   state.prevTotalTime[row] = ticks.total();
-  state.prevStealTime[row] = ticks.steal;
+  state.prevStealTime[row] = ticks.steal();
 }
 
 // Standing counters divide by zero: the shares are not finite then.
 void deriveRow(State& state, int row, const TickRow& ticks) {
   const double delta = ticks.total() - state.prevTotalTime[row];
-  state.cpuUsage[row] = 100 - ((ticks.idle - state.prevIdleTime[row]) * 100 / delta);
-  state.stealTime[row] = (ticks.steal - state.prevStealTime[row]) * 100 / delta;
+  state.cpuUsage[row] = 100 - ((ticks.idle() - state.prevIdleTime[row]) * 100 / delta);
+  state.stealTime[row] = (ticks.steal() - state.prevStealTime[row]) * 100 / delta;
 }
 
 // Replaces the kernel's own aggregate by the cores' figures, weighted by their shares of the capacity.

@@ -206,6 +206,13 @@ std::vector<std::string> Board::logged(int priority) const {
   return texts;
 }
 
+void Board::forgetHistory() {
+  const std::lock_guard lock{mutex_};
+  waits_.clear();
+  opened_.clear();
+  log_.clear();
+}
+
 Board::Opening Board::open(const std::string& path) {
   const std::lock_guard lock{mutex_};
   Opening opening = look(path);

@@ -101,6 +101,7 @@ class Board {
   std::vector<std::string> opened() const;  // paths of the board's files, in order, refused ones included
   std::vector<LogLine> log() const;
   std::vector<std::string> logged(int priority) const;  // texts alone
+  void forgetHistory();
 
   // -- for the calls that stand in front of the C library
   // ------------------------------------------------------------

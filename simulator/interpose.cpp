@@ -118,7 +118,8 @@ std::string absolutePath(int folder, const char* path) {
 
 Board::Opening lookAt(int folder, const char* path) {
   Board* const board = Board::active();
-  const std::string absolute = board != nullptr ? absolutePath(folder, path) : std::string{};
+  if (board == nullptr) return {};
+  const std::string absolute = absolutePath(folder, path);
   return absolute.empty() ? Board::Opening{} : board->look(absolute);
 }
 
@@ -545,7 +546,7 @@ STANDS_IN int pthread_create(pthread_t* thread, const pthread_attr_t* attributes
   if (board == nullptr) return NEXT(pthread_create)(thread, attributes, function, argument);
   auto start = std::make_unique<ThreadStart>(ThreadStart{function, argument, board->clock().now()});
   const int result = NEXT(pthread_create)(thread, attributes, runThread, start.get());
-  if (result == 0) start.release();
+  if (result == 0) static_cast<void>(start.release());  // the thread's own now
   return result;
 }
 

@@ -2,26 +2,139 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/board.h"
+#include <cerrno>
+
 #include "tessary/cpu_mon.h"
+#include "tests/cpu/cpu_board.h"
 
 namespace {
 
-using simulator::Board;
-using simulator::Cores;
+constexpr char kMachine[] = "/sys/devices/soc0/machine";
+constexpr char kFuses[] = "/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem";
+
+struct IdentifiedBoard : CpuBoard {
+  IdentifiedBoard(const std::string& platform, const std::string& machine, int cores = 8)
+      : CpuBoard{std::vector<int>(static_cast<std::size_t>(cores), 1)} {
+    property("ro.board.platform", platform);
+    file(kMachine, machine + "\n");
+  }
+};
 
 TEST(BoardIdentity, ComesFromThePropertyTheMachineNodeAndTheFuses) {
-  Board board{Cores{2}};
-  board.property("ro.board.platform", "brindle");
-  board.file("/sys/devices/soc0/machine", "VX4490P\n");
-  // Bits 20 to 27 of the last word: 0x12.
-  board.file("/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem", std::string("\x00\x00\x20\x01", 4));
-
+  IdentifiedBoard board{"brindle", "VX4490P trailing"};
+  // Five words: od prints four to a line. Bits 20 to 27 of the last one, 0x01200000.
+  board.file(kFuses, std::string(16, '\xFF') + std::string("\x00\x00\x20\x01", 4));
   cpu::CPU_MON monitor;
-
   EXPECT_STREQ(monitor.implementation->platformName, "brindle");
   EXPECT_STREQ(monitor.implementation->socName, "VX4490P");
   EXPECT_EQ(monitor.implementation->featureID, 0x12);
+  EXPECT_EQ(monitor.implementation->boardValid, -1);
+}
+
+TEST(BoardIdentity, LongNamesAreCutAndMissingOnesEmpty) {
+  IdentifiedBoard board{"brindle_and_more", std::string(40, 'V')};
+  board.file(kFuses, "");
+  cpu::CPU_MON monitor;
+  EXPECT_STREQ(monitor.implementation->platformName, "brindle_a");
+  EXPECT_EQ(std::string{monitor.implementation->socName}, std::string(31, 'V'));
+  EXPECT_EQ(monitor.implementation->featureID, 0);
+}
+
+TEST(BoardIdentity, ShellThatCannotBeStartedLeavesEverythingUnknown) {
+  IdentifiedBoard board{"brindle", "VX4490P"};
+  board.refuseCommands(EAGAIN);
+  cpu::CPU_MON monitor;
+  EXPECT_EQ(monitor.implementation->featureID, -1);
+  EXPECT_STREQ(monitor.implementation->platformName, "");
+  EXPECT_STREQ(monitor.implementation->socName, "");
+  EXPECT_EQ(board.logged(kError),
+            (std::vector<std::string>{"CPU_MON : popen() failed\n", "CPU_MON_INTERFACE : popen() failed.\n",
+                                      "CPU_MON_INTERFACE : popen() failed.\n"}));
+}
+
+TEST(BoardValidation, TakesEveryKnownModelByPrefixAndNamesTheRuleThatDecided) {
+  const struct {
+    const char* platform;
+    const char* machine;
+    int valid;
+    const char* lastLine;
+  } rows[] = {
+      {"brindle", "VX4410P", 1,
+       "CPU_MON_INTERFACE : The obtained SOC name is validated with the feature ID.\n"},
+      {"brindle_x", "VX4490AC", 1,
+       "CPU_MON_INTERFACE : The obtained SOC name is validated with the feature ID.\n"},
+      {"brindle", "VX2210", 1,
+       "CPU_MON_INTERFACE : The obtained SOC name is validated with the featureID.\n"},
+      {"brindle", "VX2210Z", 1,
+       "CPU_MON_INTERFACE : The obtained SOC name is validated with the featureID.\n"},
+      {"brindle", "VX4490AB", 1,
+       "CPU_MON_INTERFACE : The obtained SOC name is validated with the featureID.\n"},
+      {"brindle", "VX449", -1, "CPU_MON_INTERFACE : The SOC name VX449 is not supported.\n"},
+      {"brindl", "VX4410P", -1,
+       "CPU_MON : The platform name is mismatched. Current platform brindl is not supported.\n"},
+      {"xbrindle", "VX4410P", -1,
+       "CPU_MON : The platform name is mismatched. Current platform xbrindle is not supported.\n"},
+  };
+  for (const auto& row : rows) {
+    IdentifiedBoard board{row.platform, row.machine};
+    cpu::CPU_MON monitor;
+    auto* const state = monitor.implementation.get();
+    state->validateBoardInfo(state);
+    EXPECT_EQ(state->boardValid, row.valid) << row.machine;
+    EXPECT_EQ(board.log().back().text, row.lastLine);
+    EXPECT_EQ(board.log().back().priority, row.valid == 1 ? kVerbose : kError);
+  }
+}
+
+TEST(TopologyFactors, ComeFromTheRowThatTheWholeNameBegins) {
+  const struct {
+    const char* machine;
+    int firstCapacity;
+  } rows[] = {
+      {"VX2140", 303}, {"VX4490AC", 259}, {"VX2210Z", 320}};  // no row begins with the last: row 0 serves
+  for (const auto& row : rows) {
+    IdentifiedBoard board{"brindle", row.machine};
+    cpu::CPU_MON monitor;
+    auto* const state = monitor.implementation.get();
+    state->getCPUFactor2(state);
+    EXPECT_EQ(state->cpuCapacity2[0], row.firstCapacity) << row.machine;
+    EXPECT_EQ(state->cpuCapacity2[7], 1024);
+    float sum = 0;
+    for (int core = 0; core < 8; ++core) sum += state->cpuFactor2[core];
+    EXPECT_FLOAT_EQ(sum, 1.0F);
+  }
+}
+
+TEST(TopologyFactors, EightCapacitiesFitAMonitorOfTwoCores) {
+  IdentifiedBoard board{"brindle", "VX4410P", 2};
+  cpu::CPU_MON monitor;
+  auto* const state = monitor.implementation.get();
+  state->getCPUFactor2(state);
+  EXPECT_EQ(state->cpuCapacity2[7], 1024);
+  EXPECT_EQ(state->cpuFactor2[1], 0.5F);
+}
+
+TEST(TopologyFactors, AreZeroAndSilentOnABoardThatIsNotSupported) {
+  IdentifiedBoard board{"brindle", "unknown"};
+  cpu::CPU_MON monitor;
+  auto* const state = monitor.implementation.get();
+  state->getCPUFactor2(state);
+  EXPECT_EQ(board.log().back().text, "The board under test is not supported.\n");
+  EXPECT_EQ(state->cpuCapacity2, nullptr);
+  EXPECT_EQ(state->cpuFactor2[0], 0.0F);
+}
+
+TEST(MachineName, SetsTheGenerationByAnyPlaceInTheNameAndKeepsItWithoutAShell) {
+  IdentifiedBoard board{"xbrindle", "VX4410P"};
+  checkMachineName();
+  EXPECT_TRUE(gen3Machine);
+  board.refuseCommands(ENOMEM);
+  checkMachineName();
+  EXPECT_TRUE(gen3Machine);
+  board.refuseCommands(0);
+  board.property("ro.board.platform", "brindl");
+  checkMachineName();
+  EXPECT_FALSE(gen3Machine);
 }
 
 }  // namespace
