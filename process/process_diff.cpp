@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <cstring>
 
 #include "base/console.h"
 #include "base/table.h"
@@ -46,7 +47,7 @@ class Recorder {
   void fill(const processStats& shown, double userTime, double systemTime) {
     if (shown.name.size() > sizeof scratch_.name) std::abort();
     scratch_ = {};
-    shown.name.copy(scratch_.name, sizeof scratch_.name);
+    std::memcpy(scratch_.name, shown.name.data(), shown.name.size());
     scratch_.pid = shown.pid;
     scratch_.userTime = userTime;
     scratch_.systemTime = systemTime;

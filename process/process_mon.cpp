@@ -20,9 +20,12 @@ bool startedBefore(const processStats& a, const processStats& b) {
   return a.startTime == b.startTime && a.pid < b.pid;
 }
 
-// Sorted by references: comparePid takes copies, names included.
+// By references, since comparePid takes copies, names included. Until the ids wrap around, /proc lists the
+// processes in this order.
 void sortSample(State& state) {
-  std::sort(state.currentSample.begin(), state.currentSample.end(), startedBefore);
+  std::vector<processStats>& sample = state.currentSample;
+  if (std::is_sorted(sample.begin(), sample.end(), startedBefore)) return;
+  std::sort(sample.begin(), sample.end(), startedBefore);
 }
 
 template <typename Record>
@@ -51,6 +54,7 @@ std::vector<resultProcInfo>* measure(State& state, tessary::WaitHook hook, Read 
   release(state.results);
   ::gettimeofday(&state.startTime, nullptr);
   if (!tessary::waitInterval(hook, kCallerId, state.samplingTime)) return &state.results;
+  state.currentSample.reserve(state.previousSample.size());
   read();
   sortSample(state);
   state.getDiff(state.previousSample, state.currentSample);

@@ -1,9 +1,7 @@
-#include <charconv>
-#include <cstring>
-#include <limits>
 #include <string>
 
 #include "base/console.h"
+#include "base/path.h"
 #include "base/reading.h"
 #include "base/scanner.h"
 #include "process/stat_line.h"
@@ -17,47 +15,31 @@ using State = PROCESS_MON::PROCESS_MON_INTERFACE;
 
 constexpr char kProcFolder[] = "/proc";
 
-// "/proc/4711/stat"
-class StatPath {
- public:
-  explicit StatPath(int pid) {
-    char* const end = std::to_chars(text_ + kPrefix, text_ + kPrefix + kDigits, pid).ptr;
-    std::memcpy(end, "/stat", sizeof "/stat");
-  }
-
-  std::string text() const { return text_; }
-  const char* inProcFolder() const { return text_ + kPrefix; }
-
- private:
-  static constexpr std::size_t kPrefix = sizeof kProcFolder;
-  static constexpr std::size_t kDigits = std::numeric_limits<int>::digits10 + 2;  // and a sign
-
-  char text_[kPrefix + kDigits + sizeof "/stat"] = "/proc/";
-};
-
 void readProcess(State& state, int pid, int procFolder, tessary::TextBuffer& text) {
-  const StatPath path{pid};
+  tessary::Path<32> buffer;
+  const char* const path = buffer.join(kProcFolder, "/", pid, "/stat");
+  const char* const pathInFolder = path + sizeof kProcFolder;
   std::string_view line;
   {
-    const tessary::Descriptor stat = tessary::openForReading(path.inProcFolder(), procFolder);
+    const tessary::Descriptor stat = tessary::openForReading(pathInFolder, procFolder);
     if (!stat) {
-      tessary::print("Warning :" + path.text() + " Not able to be opened!\n");
+      tessary::print("Warning :" + std::string{path} + " Not able to be opened!\n");
       return;
     }
     line = text.readLine(stat.get(), kLongestLine);
   }
   if (line.empty()) {
-    tessary::print(path.text() + " fgets error\n");
+    tessary::print(std::string{path} + " fgets error\n");
     return;
   }
   const std::optional<StatLine> split = splitStatLine(line);
   if (!split) {
-    tessary::print(path.text() + "can't get the process name\n");
+    tessary::print(std::string{path} + "can't get the process name\n");
     return;
   }
   const std::optional<CpuTicks> ticks = parseCpuTicks(split->fields);
   if (!ticks) {
-    tessary::print(path.text() + " fscanf error\n");
+    tessary::print(std::string{path} + " fscanf error\n");
     return;
   }
   const auto ticksPerSecond = static_cast<double>(static_cast<std::uint64_t>(state.clockTicks));

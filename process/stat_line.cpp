@@ -16,15 +16,6 @@ constexpr int kCmajflt = 13;
 constexpr int kCutime = 16;
 constexpr int kItrealvalue = 21;
 
-// Takes a token off the front of the text, as strtok does: delimiters before it are dropped, so that no token
-// is empty, and so is the one that ends it. Empty when there is none left.
-std::string_view takeToken(std::string_view& text, char delimiter) {
-  text.remove_prefix(std::min(text.find_first_not_of(delimiter), text.size()));
-  const std::string_view token = text.substr(0, text.find(delimiter));
-  text.remove_prefix(std::min(token.size() + 1, text.size()));
-  return token;
-}
-
 void skipFields(tessary::Scanner& scanner, int first, int last) {
   for (int field = first; field <= last; ++field) scanner.skipNumber();
 }
@@ -34,14 +25,24 @@ void skipFields(tessary::Scanner& scanner, int first, int last) {
 // 4711 (kworker/0:1-events) I 2 0 0 0 -1 69238880 0 0 0 0 0 125 0 0 20 0 1 0 1530 0 0 18446744073709551615 ..
 //
 // The kernel does not escape the name, which may hold blanks and parentheses. The first closing one ends it
-// here: of "((sd-pam))" remains "(sd-pam", and of "(a) b)" the name "a" and the fields " b".
+// here: of "((sd-pam))" remains "(sd-pam", and of "(a) b)" the name "a" and the fields "b)". The line is
+// split as strtok does it, first at "(" and then twice at ")": delimiters before a token are dropped, so that
+// no token is empty, and a NUL ends the line.
 std::optional<StatLine> splitStatLine(std::string_view line) {
-  std::string_view text = line.substr(0, line.find('\0'));
-  const std::string_view pid = takeToken(text, '(');
-  const std::string_view name = takeToken(text, ')');
-  const std::string_view rest = takeToken(text, ')');
-  if (pid.empty() || name.empty() || rest.empty()) return std::nullopt;
-  return StatLine{name.substr(0, kLongestName), rest.substr(1)};
+  constexpr auto kNone = std::string_view::npos;
+
+  const std::size_t opening = line.find('(', line.find_first_not_of('('));
+  if (opening == kNone) return std::nullopt;
+  const std::size_t name = line.find_first_not_of(')', opening + 1);
+  const std::size_t closing = line.find(')', name);
+  if (closing == kNone) return std::nullopt;
+  const std::size_t rest = line.find_first_not_of(')', closing + 1);
+  if (rest == kNone || line.substr(0, rest + 1).find('\0') != kNone) return std::nullopt;
+
+  // The blank is skipped. What ends the rest need not be looked for behind the state: no number holds it.
+  std::string_view fields = line.substr(rest + 1);
+  if (!fields.empty() && (fields.front() == ')' || fields.front() == '\0')) fields = {};
+  return StatLine{line.substr(name, std::min(closing - name, kLongestName)), fields};
 }
 
 // I 2 0 0 0 -1 69238880 0 0 0 0 0 125 0 0 20 0 1 0 1530 0 0 18446744073709551615 ..

@@ -12,7 +12,7 @@ namespace process {
 // What is read of the line, its end included.
 constexpr std::size_t kLongestLine = 255;
 
-// A part of the line, which must outlive it.
+// Parts of the line, which must outlive them.
 struct StatLine {
   std::string_view name;
   std::string_view fields;  // from the process state on
@@ -24,10 +24,10 @@ struct CpuTicks {
   std::uint64_t start = 0;  // after the system's start
 };
 
-// None when there is no name in parentheses, or nothing behind it.
+// None when there is no name in parentheses, or nothing behind it. The line must be followed by a NUL.
 std::optional<StatLine> splitStatLine(std::string_view line);
 
-// None when a field up to the start time is not a number.
+// None when one of the fields up to the start time is missing or no number.
 std::optional<CpuTicks> parseCpuTicks(std::string_view fields);
 
 }  // namespace process

@@ -1,11 +1,10 @@
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
 
+#include "base/path.h"
 #include "base/reading.h"
 #include "base/scanner.h"
 #include "base/table.h"
@@ -26,38 +25,40 @@ constexpr int kKernelThreadParent = 2;
 constexpr int kNoParent = -1;
 constexpr unsigned kBytesToKiB = 10;  // shift
 
-// "/proc/4711/smaps_rollup"
-class NodePath {
- public:
-  template <std::size_t kBytes>
-  NodePath(int pid, const char (&node)[kBytes]) {
-    static_assert(kBytes <= kNodeBytes);
-    char* const end = std::to_chars(text_ + kPrefix, text_ + kPrefix + kDigits, pid).ptr;
-    *end = '/';
-    std::memcpy(end + 1, node, kBytes);
-  }
-
-  const char* text() const { return text_; }
-  const char* inProcFolder() const { return text_ + kPrefix; }
-
- private:
-  static constexpr std::size_t kPrefix = sizeof kProcFolder;
-  static constexpr std::size_t kDigits = std::numeric_limits<int>::digits10 + 2;  // and a sign
-  static constexpr std::size_t kNodeBytes = sizeof "smaps_rollup";
-
-  char text_[kPrefix + kDigits + 1 + kNodeBytes] = "/proc/";
+struct Release {
+  void operator()(void* memory) const { std::free(memory); }
 };
 
-// Where the nodes of one call are read from, and into.
-struct Source {
-  int procFolder;
-  tessary::TextBuffer& text;
+// Where the nodes of one call are read from, and into what.
+class Source {
+ public:
+  explicit Source(int procFolder) : procFolder_(procFolder) {}
 
-  tessary::Descriptor open(const NodePath& path) const {
-    tessary::Descriptor node = tessary::openForReading(path.inProcFolder(), procFolder);
-    if (!node) TESSARY_LOG_ERROR(kLog, "Warning: %s Not able to be opened\n", path.text());
-    return node;
+  // A node of a process, which path() names from then on.
+  template <std::size_t kBytes>
+  tessary::Descriptor open(int pid, const char (&node)[kBytes]) {
+    path_ = buffer_.join(kProcFolder, "/", pid, "/", node);
+    const char* const pathInFolder = path_ + sizeof kProcFolder;
+    tessary::Descriptor opened = tessary::openForReading(pathInFolder, procFolder_);
+    if (!opened) TESSARY_LOG_ERROR(kLog, "Warning: %s Not able to be opened\n", path_);
+    return opened;
   }
+  const char* path() const { return path_; }
+
+  std::string_view readAll(const tessary::Descriptor& node) { return text_.readAll(node.get()); }
+
+  // One for all rollups of a call; null when memory is refused, and asked for again by the next.
+  RollupKey* rollupKey() {
+    if (!rollupKey_) rollupKey_.reset(tessary::allocateTable<RollupKey>());
+    return rollupKey_.get();
+  }
+
+ private:
+  int procFolder_;
+  tessary::Path<32> buffer_;
+  const char* path_ = "";
+  tessary::TextBuffer text_;
+  std::unique_ptr<RollupKey, Release> rollupKey_;
 };
 
 // Allocates what the state lacks of its name buffer and its record.
@@ -76,26 +77,25 @@ bool hasBuffers(State& state) {
   return true;
 }
 
-bool readStat(State& state, int pid, Source source) {
-  const tessary::Descriptor stat = source.open({pid, "stat"});
+bool readStat(State& state, int pid, Source& source) {
+  const tessary::Descriptor stat = source.open(pid, "stat");
   if (!stat) return false;
-  scanStatRow(source.text.readAll(stat.get()), {state.nameBuffer, kNameBytes, state.ppid, state.vmSize});
+  scanStatRow(source.readAll(stat), {state.nameBuffer, kNameBytes, state.ppid, state.vmSize});
   state.vmSize >>= kBytesToKiB;
   return true;
 }
 
-void readRollup(State& state, int pid, Source source) {
-  const std::unique_ptr<RollupKey, decltype(&std::free)> key{tessary::allocateTable<RollupKey>(), &std::free};
-  if (!key) {
+void readRollup(State& state, int pid, Source& source) {
+  RollupKey* const key = source.rollupKey();
+  if (key == nullptr) {
     logAllocationFailure();
     return;
   }
-  const NodePath path{pid, "smaps_rollup"};
-  tessary::Descriptor node = source.open(path);
+  tessary::Descriptor node = source.open(pid, "smaps_rollup");
   if (!node) return;
-  const std::optional<Rollup> rollup = parseRollup(source.text.readAll(node.get()), *key);
+  const std::optional<Rollup> rollup = parseRollup(source.readAll(node), *key);
   if (!rollup) {
-    TESSARY_LOG_ERROR(kLog, "Error: %s is empty\n", path.text());
+    TESSARY_LOG_ERROR(kLog, "Error: %s is empty\n", source.path());
     node.leaveOpen();
     return;
   }
@@ -113,7 +113,7 @@ void resetFigures(State& state) {
   std::memset(state.nameBuffer, 0, kNameBytes);
 }
 
-void readProcess(State& state, int pid, Source source) {
+void readProcess(State& state, int pid, Source& source) {
   *state.scratch = {};
   state.scratch->pid = pid;
   if (!readStat(state, pid, source)) {
@@ -156,14 +156,14 @@ long PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::getSysPageSize() {
 int PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::readProcStat(int pid) {
   if (!hasBuffers(*this)) return -1;
   const tessary::Folder proc{kProcFolder};
-  tessary::TextBuffer text;
-  return readStat(*this, pid, {proc.descriptor(), text}) ? 0 : -1;
+  Source source{proc.descriptor()};
+  return readStat(*this, pid, source) ? 0 : -1;
 }
 
 void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::readProcSmapsRollup(int pid) {
   const tessary::Folder proc{kProcFolder};
-  tessary::TextBuffer text;
-  readRollup(*this, pid, {proc.descriptor(), text});
+  Source source{proc.descriptor()};
+  readRollup(*this, pid, source);
 }
 
 void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::setProcMemStats(int pid) { getProcs({pid}); }
@@ -175,8 +175,7 @@ void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::getProcs() {
     TESSARY_LOG_ERROR(kLog, "opendir(proc) failed\n");
     return;
   }
-  tessary::TextBuffer text;
-  const Source source{::dirfd(proc.get()), text};
+  Source source{::dirfd(proc.get())};
   while (const dirent* const entry = ::readdir(proc.get())) {
     if (entry->d_name[0] < '0' || entry->d_name[0] > '9') continue;
     int pid = 0;
@@ -188,8 +187,8 @@ void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::getProcs() {
 void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::getProcs(std::vector<int> pids) {
   if (!hasBuffers(*this)) return;
   const tessary::Folder proc{kProcFolder};
-  tessary::TextBuffer text;
-  for (const int pid : pids) readProcess(*this, pid, {proc.descriptor(), text});
+  Source source{proc.descriptor()};
+  for (const int pid : pids) readProcess(*this, pid, source);
 }
 
 }  // namespace procmem

@@ -1,5 +1,7 @@
 #include "procmem/smaps_rollup.h"
 
+#include <cstring>
+
 #include "base/scanner.h"
 
 namespace procmem {
@@ -8,12 +10,14 @@ namespace {
 
 constexpr int kWantedLines = 4;
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-  return text.substr(0, prefix.size()) == prefix;
+template <std::size_t kBytes>
+bool startsWith(const RollupKey& key, const char (&prefix)[kBytes]) {
+  static_assert(kBytes <= sizeof key.text);
+  return std::memcmp(key.text, prefix, kBytes - 1) == 0;
 }
 
 // True when the key is one of the wanted ones.
-bool take(std::string_view key, std::uint64_t value, Rollup& rollup) {
+bool take(const RollupKey& key, std::uint64_t value, Rollup& rollup) {
   if (startsWith(key, "Pss:")) {
     rollup.pss = value;
   } else if (startsWith(key, "Rss:")) {
@@ -47,7 +51,7 @@ std::optional<Rollup> parseRollup(std::string_view text, RollupKey& key) {
   Rollup rollup;
   for (int found = 0; found < kWantedLines && !scanner.atEnd();) {
     scanner.row().word(key.text).number(value).skipWord().space();
-    if (scanner.matching() && take(key.text, value, rollup)) ++found;
+    if (scanner.matching() && take(key, value, rollup)) ++found;
   }
   return rollup;
 }
