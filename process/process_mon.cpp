@@ -69,6 +69,7 @@ void announce(PROCESS_MON& monitor) {
 
 }  // namespace
 
+// By value, as hosts are built against it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool comparePid(processStats a, processStats b) { return startedBefore(a, b); }
 
 PROCESS_MON::PROCESS_MON() : PROCESS_MON(nullptr) {}

@@ -72,6 +72,7 @@ void PROCESS_MON::PROCESS_MON_INTERFACE::getData() {
   }
 }
 
+// By value, as hosts are built against it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 void PROCESS_MON::PROCESS_MON_INTERFACE::getData(std::vector<int> pids) {
   const tessary::Folder proc{kProcFolder};
   tessary::TextBuffer text;

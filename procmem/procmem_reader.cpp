@@ -184,6 +184,7 @@ void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::getProcs() {
   }
 }
 
+// By value, as hosts are built against it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 void PERPROCMEM_MON::PERPROCMEM_MON_INTERFACE::getProcs(std::vector<int> pids) {
   if (!hasBuffers(*this)) return;
   const tessary::Folder proc{kProcFolder};
