@@ -49,6 +49,7 @@ TEST_F(ProcessMonitor, SharesAreOverTheIntervalOldestProcessFirst) {
   put(10, 100, 8);
   PROCESS_MON monitor;
   monitor.tessary_setSamplingTime(1500);
+  board.clock().wait(7000000000);  // does not count
   board.afterWait([&] {
     put(30, 400, 7);
     put(10, 175, 8);

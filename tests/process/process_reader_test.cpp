@@ -47,7 +47,7 @@ TEST_F(ProcessReader, SplitsTheLineAtItsFirstClosingParenthesis) {
       255 - std::string{"12 (cat) S 1 2 3 4 -1 6 7 8 9 10 150 25 11 12 20 -5 1 0 99"}.size(), '0');
   const std::pair<std::string, std::string> rows[] = {
       {"99 (Web Content)" + kFields, "12 Web Content" + kTimes},
-      {"12 (a(b)" + kFields, "12 a(b" + kTimes},
+      {"(12 (a(b)" + kFields, "12 a(b" + kTimes},
       {"12 ((sd-pam))" + kFields, "12 (sd-pam" + kTimes},
       {"12 (\xc3\xa4\xff)" + kFields, "12 \xc3\xa4\xff" + kTimes},
       {"12 (" + std::string(180, 'n') + ")" + kFields, "12 " + std::string(180, 'n') + kTimes},
@@ -55,14 +55,13 @@ TEST_F(ProcessReader, SplitsTheLineAtItsFirstClosingParenthesis) {
       {"12 (cat)" + fields(zeros + "150"), "12 cat 1.5 0.25 0.99\n"},  // 9900 is cut after 255 characters
       {"", "/proc/12/stat fgets error\n"},
       {"12 cat R 1 2 3\n", noName},
-      {"((((", noName},
       {"12 ()" + kFields, noName},  // the fields are taken for the name
       {"12 (a\nb)" + kFields, noName},
       {"12 (" + std::string(252, 'n') + ")" + kFields, noName},
       {std::string("\0", 1) + "12 (cat)" + kFields, noName},
       {"12 (cat)\n", noFields},
       {"12 (a) b)" + kFields, noFields},
-      {"12 (cat)x)" + kFields, noFields},
+      {"12 (cat)x)" + kFields.substr(2), noFields},
       {"12 (cat) S 1 2 3 4 -1 6 7 8 9 10 150 25 11 12 20 -5 1 0\n", noFields},
       {"12 (cat)" + fields("much"), noFields},
   };

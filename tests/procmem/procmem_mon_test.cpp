@@ -101,7 +101,7 @@ TEST_F(ProcessMemory, ReportsWhatCannotBeRead) {
 
 TEST_F(ProcessMemory, RollupsAreRunsOfWords) {
   const std::pair<std::string, std::string> rows[] = {
-      {"Rss: 1 kB\nPss: 2 kB\n", "0/2/0"},  // the first row is skipped, whatever it is
+      {"Rss: 1 Pss: 2 kB\nRss: 4 kB\n", "4/0/0"},  // the first row is skipped, whatever it is
       {kHeader + "Private_Dirty: 1 kB\nPrivate_Dirty: 2 kB\nPss: 4 kB\nRss: 8 kB\nRss: 16 kB\n", "8/4/3"},
       {kHeader + "Rss: 1 kB Pss: 2\n kB", "1/2/0"},
       {kHeader + "Rss: 1 kB\nPss: 2", "1/0/0"},
