@@ -55,6 +55,10 @@ class TextBuffer {
   // Reads until `limit` bytes are there or the text ends.
   std::string_view readUpTo(int descriptor, std::size_t limit);
 
+  // Reads until a line ends, `limit` bytes are there or the text ends, whichever comes first, and returns
+  // what fgets would, the end of line included.
+  std::string_view readLine(int descriptor, std::size_t limit);
+
   // One `read`: a sysfs attribute arrives whole, at most a page of it.
   std::string_view readAttribute(int descriptor);
 
