@@ -82,8 +82,8 @@ class Scanner {
 
   // %*d, %*lu ..
   Scanner& skipNumber() {
-    std::uint64_t ignored;
-    integer(ignored, false);
+    bool negative;
+    if (const char* const first = atNumber(negative)) cursor_ = behindDigits(first);
     return *this;
   }
 
@@ -124,9 +124,11 @@ class Scanner {
   static bool isAboveSpace(char c) { return static_cast<unsigned char>(c) > ' '; }
   static unsigned digitOf(char c) { return static_cast<unsigned>(static_cast<unsigned char>(c)) - '0'; }
 
+  static bool isDigit(char c) { return digitOf(c) <= 9; }
+
   void skipSpace() {
     const char* p = cursor_;
-    if (*p == ' ') ++p;  // the usual single blank
+    while (*p == ' ') ++p;
     if (!isAboveSpace(*p)) {
       while (isSpace(*p)) ++p;
     }
@@ -135,7 +137,7 @@ class Scanner {
 
   void skipToken() {
     const char* p = cursor_;
-    while (p != end_ && !isSpace(*p)) ++p;
+    while (isAboveSpace(*p) || (p != end_ && !isSpace(*p))) ++p;
     cursor_ = p;
   }
 
@@ -145,6 +147,27 @@ class Scanner {
     skipSpace();
     matching_ = isAboveSpace(*cursor_) || !atEnd();
     return matching_;
+  }
+
+  // The first digit of the number that comes next, behind white space and a sign; null, and the row ended,
+  // when there is none.
+  const char* atNumber(bool& negative) {
+    if (!matching_) return nullptr;
+    negative = false;
+    const char* const usual = *cursor_ == ' ' ? cursor_ + 1 : cursor_;
+    return isDigit(*usual) ? usual : atUnusualNumber(negative);
+  }
+  const char* atUnusualNumber(bool& negative) {
+    if (!atToken()) return nullptr;
+    negative = *cursor_ == '-';
+    const char* const first = negative || *cursor_ == '+' ? cursor_ + 1 : cursor_;
+    matching_ = isDigit(*first);
+    return matching_ ? first : nullptr;
+  }
+
+  static const char* behindDigits(const char* p) {
+    while (isDigit(*p)) ++p;
+    return p;
   }
 
   // The number that the digits at `p` make, modulo 2^64; the first character behind them.
@@ -180,15 +203,11 @@ inline const char* Scanner::digits(const char* p, std::uint64_t& value) {
 inline bool Scanner::integer(std::uint64_t& bits, bool isSigned) {
   constexpr std::ptrdiff_t kDigitsThatFit = 19;  // 10^19 - 1 is below 2^64
 
-  if (!atToken()) return false;
-  const bool negative = *cursor_ == '-';
-  const char* const first = negative || *cursor_ == '+' ? cursor_ + 1 : cursor_;
+  bool negative;
+  const char* const first = atNumber(negative);
+  if (first == nullptr) return false;
   std::uint64_t value;
   const char* const last = digits(first, value);
-  if (last == first) {
-    matching_ = false;
-    return false;
-  }
   cursor_ = last;
   const bool overflow = last - first > kDigitsThatFit && exceeds64Bits(first, last);
   if (isSigned) {

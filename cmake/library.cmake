@@ -27,6 +27,14 @@ add_library(tessary SHARED
   gpu/gpu_tables.cpp
   memory/meminfo.cpp
   memory/memory_mon.cpp
+  process/process_diff.cpp
+  process/process_mon.cpp
+  process/process_reader.cpp
+  process/stat_line.cpp
+  procmem/procmem_mon.cpp
+  procmem/procmem_reader.cpp
+  procmem/smaps_rollup.cpp
+  procmem/stat_row.cpp
   thermal/thermal_mon.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
