@@ -42,7 +42,10 @@ class ProcessSection : public Section {
 
   Sample read() override {
     if (used_.empty() && plan_.pids.empty()) {
-      const Absent none = absentBecause(kSources[0], "/proc", "no process could be read");
+      const bool anyNow = !monitor_->implementation->previousSample.empty();
+      const Absent none =
+          absentBecause(kSources[0], kSources[0].target,
+                        anyNow ? "no earlier sample to compare with" : "no process could be read");
       return {{{{none, none}}, {}}, {{}, none.reason}};
     }
     std::sort(used_.begin(), used_.end(),
@@ -53,6 +56,7 @@ class ProcessSection : public Section {
     for (const process::resultProcInfo& info : used_) total += info.totalTime;
     Sample sample{{{{static_cast<std::int64_t>(used_.size()), percent(total)}}, {}}, {}};
     if (plan_.pids.empty()) {
+      sample[1].absent = unreadable();
       for (const process::resultProcInfo& info : used_) {
         if (info.totalTime <= 0 || sample[1].rows.size() == plan_.top) break;
         sample[1].rows.push_back(row(info));
@@ -84,9 +88,12 @@ class ProcessSection : public Section {
   void addStarted(const std::vector<int>& known, double since) {
     constexpr double kTick = 0.01;  // the kernel cuts the start time to its tick
     auto& state = *monitor_->implementation;
+    unread_.clear();
     for (const int pid : processIds()) {
       if (!isSelected(plan_.pids, pid) || std::binary_search(known.begin(), known.end(), pid)) continue;
+      const std::size_t before = state.currentSample.size();
       state.readSchedStat(pid);
+      if (state.currentSample.size() == before) unread_.push_back(pid);
     }
     for (const process::processStats& started : state.currentSample) {
       state.previousSample.push_back(started);
@@ -102,6 +109,18 @@ class ProcessSection : public Section {
     if (state.currentSample.empty()) return;
     state.currentSample.clear();
     std::sort(state.previousSample.begin(), state.previousSample.end(), process::comparePid);
+  }
+
+  // How many processes are there and could not be read.
+  std::string unreadable() const {
+    std::size_t count = 0;
+    for (const int pid : unread_) {
+      const Finding finding = kSources[1].check(expanded(kSources[1].target, std::to_string(pid)));
+      count += finding.state != State::kAbsent ? 1 : 0;
+    }
+    if (count == 0) return {};
+    return kSources[1].target + (": " + std::to_string(count)) +
+           " not read: no permission, or a parenthesis or line end in the name";
   }
 
   static std::vector<int> idsOf(const std::vector<process::processStats>& sample) {
@@ -135,6 +154,7 @@ class ProcessSection : public Section {
   std::int64_t sampledAt_ = 0;  // boot time of the monitor's last sample
   double seconds_ = 0;          // from the sample before it
   std::vector<process::resultProcInfo> used_;
+  std::vector<int> unread_;  // listed, and not in the last sample
 };
 
 }  // namespace
