@@ -91,7 +91,7 @@ Finding checkFolder(const std::string& path) {
 Finding checkText(const std::string& path) {
   Finding finding;
   const std::optional<std::string> text = readSome(path, finding);
-  return text && text->empty() ? malformed("empty") : finding;
+  return text && text->empty() ? malformed(kEmptyNode) : finding;
 }
 
 Finding checkNumber(const std::string& path) {
@@ -104,7 +104,7 @@ Finding checkHolds(const std::string& path, std::string_view wanted) {
   Finding finding;
   const std::optional<std::string> text = readSome(path, finding);
   if (!text || text->find(wanted) != std::string::npos) return finding;
-  return {State::kMalformed, text->empty() ? "empty" : "holds no \"" + std::string{wanted} + "\""};
+  return {State::kMalformed, text->empty() ? kEmptyNode : "holds no \"" + std::string{wanted} + "\""};
 }
 
 Finding checkDevice(const std::string& path) {

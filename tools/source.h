@@ -18,6 +18,8 @@ struct Finding {
   std::string error;  // the system's words; empty when it was read
 };
 
+inline constexpr char kEmptyNode[] = "empty";
+
 using Check = Finding (*)(const std::string& target);
 
 struct Source {

@@ -120,7 +120,7 @@ class ProcessSection : public Section {
     }
     if (count == 0) return {};
     return kSources[1].target + (": " + std::to_string(count)) +
-           " not read: no permission, or a parenthesis or line end in the name";
+           " processes not read: no permission, or a parenthesis or line end in the name";
   }
 
   static std::vector<int> idsOf(const std::vector<process::processStats>& sample) {

@@ -10,11 +10,17 @@ namespace {
 
 constexpr char kPss[] = "Pss:";
 
+// Kernel threads and processes that have ended have no memory, which their node says in either of two ways.
+Finding checkRollup(const std::string& path) {
+  Finding finding = checkHolding<kPss>(path);
+  if (finding.error == kEmptyNode) finding.state = State::kAbsent;
+  return finding;
+}
+
 const std::vector<Source> kSources{
     {"/proc", checkFolder, "is /proc mounted?"},
     {"/proc/#/stat", checkNumber, "the process has ended"},
-    {"/proc/#/smaps_rollup", checkHolding<kPss>,
-     "nothing: kernel threads and ended processes have no memory"},
+    {"/proc/#/smaps_rollup", checkRollup, "nothing: kernel threads and ended processes have no memory"},
 };
 
 using procmem::processMemoryMap;
