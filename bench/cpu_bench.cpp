@@ -117,7 +117,7 @@ const bool kLoadOnMachine = bench::add(
     });
 
 const bool kClocks = bench::add(
-    {"cpufreq, 8 cores", kCores, "node"},
+    {"cpufreq, 8 cores", kCores, "node", "stdio"},
     {{{},
       bench::Who::kLibrary,
       [] {
@@ -125,7 +125,9 @@ const bool kClocks = bench::add(
         const auto monitor = std::make_shared<cpu::CPU_MON>();
         return [board, monitor] { monitor->tessary_getCPUFrequency(); };
       }},
-     {{}, bench::Who::kFloor, [] {
+     {{},
+      bench::Who::kFloor,
+      [] {
         const auto board = std::make_shared<Board>();
         const auto text = std::make_shared<bench::Text>();
         return [board, text] {
@@ -140,6 +142,16 @@ const bool kClocks = bench::add(
             asm volatile("" : : "g"(&clocks) : "memory");
           }
           ::close(folder);
+        };
+      }},
+     {{}, bench::Who::kPeer, [] {
+        const auto board = std::make_shared<Board>();
+        return [board] {
+          for (int core = 0; core < kCores; ++core) {
+            char path[100];
+            std::snprintf(path, sizeof path, "/sys/devices/system/cpu/cpu%d/cpufreq/cpuinfo_cur_freq", core);
+            bench::readByStdio(path);
+          }
         };
       }}});
 

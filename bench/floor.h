@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace bench {
 
@@ -41,6 +42,16 @@ struct Text {
     return true;
   }
 };
+
+// The plain way: a stream of its own for each node.
+inline unsigned long long readByStdio(const char* path) {
+  unsigned long long value = 0;
+  if (std::FILE* const stream = std::fopen(path, "r")) {
+    if (std::fscanf(stream, "%llu", &value) != 1) value = 0;
+    std::fclose(stream);
+  }
+  return value;
+}
 
 inline const char* toDigit(const char* p) {
   while (*p < '0' || *p > '9') ++p;

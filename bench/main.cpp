@@ -57,7 +57,7 @@ bool add(Row row, std::vector<Subject> list) {
 
 namespace {
 
-constexpr const char* kWho[] = {"library", "floor", "libproc2"};
+constexpr const char* kWho[] = {"library", "floor", "peer"};
 
 // The median CPU time of each subject, in nanoseconds, by "row/who".
 class Medians : public benchmark::BenchmarkReporter {
@@ -100,8 +100,8 @@ int printRatios(int argc, char** argv) {
   Medians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
 
-  std::printf("%-36s %10s %14s %14s %12s\n", "sample", "time, us", "library/floor", "library/peer",
-              "allocations");
+  std::printf("%-36s %10s %14s %14s %10s %12s\n", "sample", "time, us", "library/floor", "library/peer",
+              "adds, us", "allocations");
   for (const bench::Row& row : bench::rows()) {
     const auto time = [&](bench::Who who) {
       const auto found = medians.times.find(row.name + "@" + kWho[static_cast<int>(who)]);
@@ -117,6 +117,7 @@ int printRatios(int argc, char** argv) {
         std::printf(" %14.2f", library / time(other));
       }
     }
+    std::printf(" %10.2f", (library - time(bench::Who::kFloor)) / 1000);
     std::printf(" %12.1f\n", medians.allocated[row.name + "@library"]);
   }
   return 0;

@@ -23,6 +23,7 @@ struct Row {
   std::string name;
   double pieces;
   std::string piece;
+  std::string peer = "libproc2";
 };
 
 std::vector<Row>& rows();

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,10 +36,33 @@ extern "C" int openat(int folder, const char* path, int flags, ...) {
   return next(folder, inTree(path, buffer), flags, 0);
 }
 
+extern "C" int open(const char* path, int flags, ...) {
+  std::va_list arguments;
+  va_start(arguments, flags);
+  const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
+  va_end(arguments);
+  static const auto next = reinterpret_cast<int (*)(const char*, int, ...)>(::dlsym(RTLD_NEXT, "open"));
+  char buffer[256];
+  return next(inTree(path, buffer), flags, mode);
+}
+
 extern "C" DIR* opendir(const char* path) {
   static const auto next = reinterpret_cast<DIR* (*)(const char*)>(::dlsym(RTLD_NEXT, "opendir"));
   char buffer[256];
   return next(inTree(path, buffer));
+}
+
+extern "C" std::FILE* fopen(const char* path, const char* mode) {
+  static const auto next =
+      reinterpret_cast<std::FILE* (*)(const char*, const char*)>(::dlsym(RTLD_NEXT, "fopen"));
+  char buffer[256];
+  return next(inTree(path, buffer), mode);
+}
+
+extern "C" int access(const char* path, int mode) noexcept {
+  static const auto next = reinterpret_cast<int (*)(const char*, int)>(::dlsym(RTLD_NEXT, "access"));
+  char buffer[256];
+  return next(inTree(path, buffer), mode);
 }
 
 extern "C" long sysconf(int name) noexcept {

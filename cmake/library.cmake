@@ -15,6 +15,18 @@ add_library(tessary SHARED
   cpu/cpu_frequency.cpp
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
+  ddr/ddr_mon.cpp
+  dsp/dsp_mon.cpp
+  dsp/dsp_query.cpp
+  dsp/remote_call.cpp
+  dsp/tremloquery.cpp
+  dsp/tremloquery_slim.cpp
+  gpu/gpu_mon.cpp
+  gpu/gpu_realtime.cpp
+  gpu/gpu_selftest.cpp
+  gpu/gpu_tables.cpp
+  memory/meminfo.cpp
+  memory/memory_mon.cpp
   process/process_diff.cpp
   process/process_mon.cpp
   process/process_reader.cpp
@@ -23,6 +35,7 @@ add_library(tessary SHARED
   procmem/procmem_reader.cpp
   procmem/smaps_rollup.cpp
   procmem/stat_row.cpp
+  thermal/thermal_mon.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 

@@ -1,5 +1,7 @@
 #include "simulator/board.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <stdexcept>
@@ -28,6 +30,9 @@ std::string nameOf(const std::string& path) { return path.substr(path.rfind('/')
 
 // /proc//12/../12/./stat -> /proc/12/stat
 std::string normalized(const std::string& path) {
+  const bool isNormal = path.size() > 1 && path.front() == '/' && path.back() != '/' &&
+                        path.find("//") == std::string::npos && path.find("/.") == std::string::npos;
+  if (isNormal) return path;
   std::vector<std::string> parts;
   std::size_t at = 0;
   while (at < path.size()) {
@@ -43,6 +48,14 @@ std::string normalized(const std::string& path) {
   std::string result;
   for (const std::string& part : parts) result += "/" + part;
   return result.empty() ? "/" : result;
+}
+
+// The calling program's own folder, under either of its names, is the machine's: libraries need it.
+bool isOfCaller(const std::string& path) {
+  const auto isBelow = [&](const std::string& folder) {
+    return path.rfind(folder, 0) == 0 && (path.size() == folder.size() || path[folder.size()] == '/');
+  };
+  return isBelow("/proc/self") || isBelow("/proc/" + std::to_string(::getpid()));
 }
 
 void putText(std::string& target, std::string_view text) {
@@ -62,9 +75,12 @@ std::string takeText(std::string_view& source) {
 
 }  // namespace
 
-Board::Board(std::optional<Cores> cores, Clock::Mode time) : clock_{time} {
+Board::Board(Clock clock) : clock_{clock} {
   if (activeBoard != nullptr) throw std::logic_error("there is a board already");
   activeBoard = this;
+}
+
+Board::Board(std::optional<Cores> cores, Clock::Mode time) : Board{Clock{time}} {
   if (!cores) return;
   cores_ = cores->configured;
   folder(kCpuFolder);
@@ -118,9 +134,26 @@ void Board::property(const std::string& name, const std::string& value) {
   file(kPropertyFolder + name, value + "\n");
 }
 
-void Board::cores(int configured) {
+void Board::cores(int configured, std::function<int()> online) {
   const std::lock_guard lock{mutex_};
   cores_ = configured;
+  onlineCores_ = std::move(online);
+}
+
+void Board::ticksPerSecond(int ticks) {
+  const std::lock_guard lock{mutex_};
+  ticksPerSecond_ = ticks;
+}
+
+void Board::residents(const std::string& path, Residents residents) {
+  const std::lock_guard lock{mutex_};
+  folder(path);
+  residents_[normalized(path)] = std::move(residents);
+}
+
+void Board::keep(std::shared_ptr<void> companion) {
+  const std::lock_guard lock{mutex_};
+  companions_.push_back(std::move(companion));
 }
 
 void Board::remove(const std::string& path) {
@@ -168,8 +201,17 @@ void Board::limitReads(const std::string& path, std::size_t bytes) {
 }
 
 void Board::refuseCommands(int error) {
+  refuseCommands([error] { return error; });
+}
+
+void Board::refuseCommands(std::function<int()> error) {
   const std::lock_guard lock{mutex_};
-  commandError_ = error;
+  commandError_ = std::move(error);
+}
+
+void Board::change(const std::string& path, std::function<void(Node&)> change) {
+  const std::lock_guard lock{mutex_};
+  nodeChanges_[normalized(path)].push_back(std::move(change));
 }
 
 void Board::failAllocation(int countdown) {
@@ -192,6 +234,11 @@ std::vector<std::string> Board::opened() const {
   return opened_;
 }
 
+std::vector<LibraryLoad> Board::loads() const {
+  const std::lock_guard lock{mutex_};
+  return loads_;
+}
+
 std::vector<LogLine> Board::log() const {
   const std::lock_guard lock{mutex_};
   return log_;
@@ -210,59 +257,99 @@ void Board::forgetHistory() {
   const std::lock_guard lock{mutex_};
   waits_.clear();
   opened_.clear();
+  loads_.clear();
   log_.clear();
+}
+
+void Board::keepHistory(bool keep) {
+  const std::lock_guard lock{mutex_};
+  keepsHistory_ = keep;
+}
+
+bool Board::keepsHistory() const {
+  const std::lock_guard lock{mutex_};
+  return keepsHistory_;
 }
 
 Board::Opening Board::open(const std::string& path) {
   const std::lock_guard lock{mutex_};
   Opening opening = look(path);
-  if (opening.mine && !opening.isFolder) opened_.push_back(normalized(path));
+  if (keepsHistory_ && opening.mine && !opening.isFolder) opened_.push_back(normalized(path));
   return opening;
+}
+
+// None: the path is the machine's.
+std::optional<Node> Board::find(const std::string& key) const {
+  Node found;
+  const auto node = nodes_.find(key);
+  if (node != nodes_.end()) return node->second;
+  const auto folder = folders_.find(key);
+  if (folder != folders_.end()) {
+    found.isFolder = true;
+    found.openError = folder->second.openError;
+    return found;
+  }
+  // What is missing from a folder of the board is missing, and so is what would be below it.
+  for (std::string parent = key; parent != "/";) {
+    parent = folderOf(parent);
+    if (folders_.count(parent) == 0) continue;
+    const auto residents = residents_.find(parent);
+    if (residents != residents_.end()) {
+      const std::size_t below = parent == "/" ? 1 : parent.size() + 1;
+      if (auto resident = residents->second.find(std::string_view{key}.substr(below))) return resident;
+    }
+    if (isOfCaller(key)) return std::nullopt;
+    found.isGone = true;
+    return found;
+  }
+  return std::nullopt;
+}
+
+void Board::applyChanges(const std::string& key, Node& node) const {
+  if (nodeChanges_.empty()) return;
+  for (std::size_t end = key.find('/', 1);; end = key.find('/', end + 1)) {
+    const auto changes = nodeChanges_.find(std::string_view{key}.substr(0, end));
+    if (changes != nodeChanges_.end()) {
+      for (const auto& change : changes->second) change(node);
+    }
+    if (end == std::string::npos) return;
+  }
 }
 
 Board::Opening Board::look(const std::string& path) const {
   const std::lock_guard lock{mutex_};
   const std::string key = normalized(path);
   Opening opening;
-  const auto node = nodes_.find(key);
-  if (node != nodes_.end()) {
-    opening.mine = true;
-    opening.error = node->second.openError;
-    opening.node = node->second;
-    return opening;
-  }
-  const auto folder = folders_.find(key);
-  if (folder != folders_.end()) {
-    opening.mine = true;
-    opening.isFolder = true;
-    opening.error = folder->second.openError;
-    return opening;
-  }
-  // What is missing from a folder of the board is missing, and so is what would be below it.
-  for (std::string parent = key; parent != "/";) {
-    parent = folderOf(parent);
-    if (folders_.count(parent) == 0) continue;
-    const bool machineProcess = parent == "/proc" && nameOf(key) == "self";
-    opening.mine = !machineProcess && key.rfind("/proc/self/", 0) != 0;
-    opening.error = ENOENT;
-    break;
-  }
+  std::optional<Node> node = find(key);
+  if (!node) return opening;
+  if (!node->isGone) applyChanges(key, *node);
+  opening.mine = true;
+  opening.error = node->isGone ? ENOENT : node->openError;
+  opening.isFolder = node->isFolder;
+  opening.node = std::move(*node);
   return opening;
 }
 
 std::vector<std::string> Board::list(const std::string& path) const {
   const std::lock_guard lock{mutex_};
+  const std::string key = normalized(path);
   std::vector<std::string> entries{".", ".."};
-  const auto folder = folders_.find(normalized(path));
+  const auto append = [&](const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+      Node node;
+      if (!nodeChanges_.empty()) applyChanges((key == "/" ? key : key + "/") + name, node);
+      if (!node.isGone) entries.push_back(name);
+    }
+  };
+  const auto folder = folders_.find(key);
   if (folder != folders_.end()) {
-    entries.insert(entries.end(), folder->second.names.begin(), folder->second.names.end());
+    append(folder->second.names);
+  } else if (const std::optional<Node> found = find(key)) {
+    append(found->entries);
   }
+  const auto residents = residents_.find(key);
+  if (residents != residents_.end()) append(residents->second.names());
   return entries;
-}
-
-bool Board::isFolder(const std::string& path) const {
-  const std::lock_guard lock{mutex_};
-  return folders_.count(normalized(path)) != 0;
 }
 
 std::optional<int> Board::configuredCores() const {
@@ -270,9 +357,19 @@ std::optional<int> Board::configuredCores() const {
   return cores_;
 }
 
+std::optional<int> Board::onlineCores() const {
+  const std::lock_guard lock{mutex_};
+  return onlineCores_ ? onlineCores_() : cores_;
+}
+
+std::optional<int> Board::ticksPerSecond() const {
+  const std::lock_guard lock{mutex_};
+  return ticksPerSecond_;
+}
+
 int Board::commandError() const {
   const std::lock_guard lock{mutex_};
-  return commandError_;
+  return commandError_ ? commandError_() : 0;
 }
 
 bool Board::allocationFails() {
@@ -287,14 +384,21 @@ std::optional<std::string> Board::libraryFile(const std::string& name) const {
   return library->second;
 }
 
-void Board::wait(std::int64_t microseconds) {
-  clock_.wait(microseconds * 1000);
+std::int64_t Board::wait(std::int64_t microseconds) {
+  const Nanoseconds left = clock_.wait(microseconds * 1000);
   const std::lock_guard lock{mutex_};
-  waits_.push_back(microseconds);
-  if (changes_.empty()) return;
-  const std::function<void()> change = std::move(changes_.front());
-  changes_.erase(changes_.begin());
-  change();
+  if (keepsHistory_) waits_.push_back(microseconds);
+  if (!changes_.empty()) {
+    const std::function<void()> change = std::move(changes_.front());
+    changes_.erase(changes_.begin());
+    change();
+  }
+  return left / 1000;
+}
+
+void Board::addLoad(LibraryLoad load) {
+  const std::lock_guard lock{mutex_};
+  if (keepsHistory_) loads_.push_back(std::move(load));
 }
 
 void Board::addLogLine(LogLine line) {
@@ -304,17 +408,31 @@ void Board::addLogLine(LogLine line) {
 
 std::string Board::freeze() const {
   const std::lock_guard lock{mutex_};
+  std::vector<std::string> paths;
+  std::vector<std::string> folders;
+  for (const auto& [path, node] : nodes_) paths.push_back(path);
+  for (const auto& [path, entries] : folders_) folders.push_back(path);
+  for (const auto& [folder, residents] : residents_) {
+    for (const std::string& name : residents.names()) {
+      const std::optional<Node> resident = residents.find(name);
+      if (!resident) continue;
+      if (!resident->isFolder) paths.push_back(folder + "/" + name);
+      for (const std::string& entry : resident->entries) paths.push_back(folder + "/" + name + "/" + entry);
+    }
+  }
+
   std::string frozen;
   putText(frozen, cores_ ? std::to_string(*cores_) : "");
-  putText(frozen, std::to_string(nodes_.size()));
-  for (const auto& [path, node] : nodes_) {
+  putText(frozen, std::to_string(paths.size()));
+  for (const std::string& path : paths) {
+    const Opening opening = look(path);
     putText(frozen, path);
-    putText(frozen, node.text ? node.text() : "");
-    putText(frozen, std::to_string(node.openError));
-    putText(frozen, std::to_string(node.readError));
+    putText(frozen, opening.error == 0 && opening.node.text ? opening.node.text() : "");
+    putText(frozen, std::to_string(opening.error));
+    putText(frozen, std::to_string(opening.node.readError));
   }
-  putText(frozen, std::to_string(folders_.size()));
-  for (const auto& [path, entries] : folders_) putText(frozen, path);
+  putText(frozen, std::to_string(folders.size()));
+  for (const std::string& path : folders) putText(frozen, path);
   return frozen;
 }
 

@@ -41,6 +41,12 @@ struct LogLine {
   std::string text;
 };
 
+// A call of dlopen.
+struct LibraryLoad {
+  std::string name;
+  int mode;
+};
+
 // A node as the calls that open it see it.
 struct Node {
   std::function<std::string()> text;  // rendered at each opening
@@ -48,6 +54,15 @@ struct Node {
   int readError = 0;                  // errno of reading it
   std::size_t readLimit = 0;          // the most that one read returns; 0 for no limit
   std::function<int(unsigned long request, void* argument)> ioctl;  // a device: the result, or -errno
+  bool isFolder = false;
+  std::vector<std::string> entries;  // of a folder
+  bool isGone = false;               // it is not there now: not listed, ENOENT
+};
+
+// What a folder holds at the moment when it is asked, beside what the board defines in it.
+struct Residents {
+  std::function<std::vector<std::string>()> names;
+  std::function<std::optional<Node>(std::string_view below)> find;  // "12" and "12/stat"; none: not there
 };
 
 class Board {
@@ -57,6 +72,7 @@ class Board {
   // With cores, /sys/devices/system/cpu is the board's own, empty at first. Without, both are the machine's.
   // One board at a time.
   explicit Board(std::optional<Cores> cores = std::nullopt, Clock::Mode time = Clock::Mode::kStepped);
+  explicit Board(Clock clock);
   ~Board();
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
@@ -71,8 +87,11 @@ class Board {
   void folder(const std::string& path);
   void device(const std::string& path, std::function<int(unsigned long, void*)> ioctl);
   void property(const std::string& name, const std::string& value);  // as getprop prints it
-  void cores(int configured);
-  void remove(const std::string& path);  // with all below it; its folder stays the board's
+  void cores(int configured, std::function<int()> online = nullptr);
+  void ticksPerSecond(int ticks);
+  void residents(const std::string& folder, Residents residents);
+  void keep(std::shared_ptr<void> companion);  // as long as the board is there
+  void remove(const std::string& path);        // with all below it; its folder stays the board's
 
   // A library that dlopen finds on this board, and the file that stands in for it; none: dlopen fails.
   void library(const std::string& name, const std::string& file);
@@ -84,6 +103,11 @@ class Board {
   void failRead(const std::string& path, int error);  // it opens, and reading it fails
   void limitReads(const std::string& path, std::size_t bytes);  // one read returns no more than this
   void refuseCommands(int error);                               // no shell can be started; 0 ends it
+  void refuseCommands(std::function<int()> error);              // the same, asked at each start
+
+  // Whatever else: the change sees the node, and every node below it, as it is about to be opened, listed or
+  // tested, and makes of it what it likes. It is asked each time, so that it can come and go.
+  void change(const std::string& path, std::function<void(Node&)> change);
   void failAllocation(
       int countdown);  // the library's countdown-th zero-filled allocation from now on fails (1: next)
 
@@ -93,15 +117,22 @@ class Board {
   // Runs at the end of the next wait; several run at one wait each, in order.
   void afterWait(std::function<void()> change);
   Clock& clock() { return clock_; }
+  const Clock& clock() const { return clock_; }
 
   // -- what happened
   // -------------------------------------------------------------------------------------------------
 
   std::vector<std::int64_t> waits() const;  // microseconds, in order
   std::vector<std::string> opened() const;  // paths of the board's files, in order, refused ones included
+  std::vector<LibraryLoad> loads() const;   // in order, failed ones included
   std::vector<LogLine> log() const;
   std::vector<std::string> logged(int priority) const;  // texts alone
   void forgetHistory();
+
+  // A board that runs for hours keeps no history: those above stay empty, and the log goes to the
+  // platform's.
+  void keepHistory(bool keep);
+  bool keepsHistory() const;
 
   // -- for the calls that stand in front of the C library
   // ------------------------------------------------------------
@@ -115,12 +146,14 @@ class Board {
   Opening open(const std::string& path);
   Opening look(const std::string& path) const;  // the same, not recorded as an opening
   std::vector<std::string> list(const std::string& path) const;
-  bool isFolder(const std::string& path) const;
   std::optional<int> configuredCores() const;
+  std::optional<int> onlineCores() const;
+  std::optional<int> ticksPerSecond() const;
   int commandError() const;
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
-  void wait(std::int64_t microseconds);
+  std::int64_t wait(std::int64_t microseconds);  // those that are left when a signal interrupts it
+  void addLoad(LibraryLoad load);
   void addLogLine(LogLine line);
 
   // The board as it stands, as one text that a child process makes its own board of.
@@ -135,19 +168,28 @@ class Board {
 
   Node& node(const std::string& path);
   void enter(const std::string& path);
+  std::optional<Node> find(const std::string& key) const;
+  void applyChanges(const std::string& key, Node& node) const;
 
   mutable std::recursive_mutex mutex_;
   Clock clock_;
   std::optional<int> cores_;
+  std::function<int()> onlineCores_;
+  std::optional<int> ticksPerSecond_;
   std::map<std::string, Node> nodes_;
   std::map<std::string, FolderEntries> folders_;
   std::map<std::string, std::string> libraries_;
-  int commandError_ = 0;
+  std::map<std::string, Residents> residents_;
+  std::map<std::string, std::vector<std::function<void(Node&)>>, std::less<>> nodeChanges_;
+  std::function<int()> commandError_;
   int allocationCountdown_ = 0;
   std::vector<std::function<void()>> changes_;
   std::vector<std::int64_t> waits_;
   std::vector<std::string> opened_;
+  std::vector<LibraryLoad> loads_;
   std::vector<LogLine> log_;
+  bool keepsHistory_ = true;
+  std::vector<std::shared_ptr<void>> companions_;
 };
 
 }  // namespace simulator

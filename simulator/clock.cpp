@@ -27,30 +27,52 @@ Nanoseconds machineClock(int id) {
 
 }  // namespace
 
-Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{machineClock(CLOCK_BOOTTIME) - start} {
-  threadTime = start;
-}
+Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{bootTime() - start} { threadTime = start; }
 
-Nanoseconds Clock::now() const {
-  return mode_ == Mode::kStepped ? threadTime : machineClock(CLOCK_BOOTTIME) - origin_;
-}
+Clock Clock::since(Nanoseconds origin) { return Clock{Mode::kReal, bootTime() - origin}; }
 
-void Clock::wait(Nanoseconds duration) {
+Nanoseconds Clock::bootTime() { return machineClock(CLOCK_BOOTTIME); }
+
+Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? threadTime : bootTime() - origin_; }
+
+Nanoseconds Clock::wait(Nanoseconds duration) {
   duration = std::max<Nanoseconds>(duration, 0);
   if (mode_ == Mode::kStepped) {
     threadTime += duration;
-    return;
+    publish();
+    return 0;
   }
   timespec time{duration / kSecond, duration % kSecond};
-  ::syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, nullptr);
+  timespec left{};
+  if (::syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, &left) == 0) return 0;
+  return left.tv_sec * kSecond + left.tv_nsec;
 }
 
-void Clock::advanceTo(Nanoseconds time) { threadTime = std::max(threadTime, time); }
+void Clock::advanceTo(Nanoseconds time) {
+  if (threadTime >= time) return;
+  threadTime = time;
+  publish();
+}
 
 Nanoseconds Clock::read(int id) const {
   if (mode_ == Mode::kReal) return machineClock(id);
   const bool date = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
   return (date ? kDate : kUptime) + now();
+}
+
+Nanoseconds Clock::uptimeAtStart() const { return mode_ == Mode::kStepped ? kUptime : origin_; }
+
+void Clock::enterProcess() const {
+  if (times_ != nullptr) times_->begin(::getpid(), threadTime);
+}
+
+void Clock::joinProcess(pid_t process) {
+  if (times_ == nullptr) return;
+  if (const auto time = times_->end(process)) advanceTo(*time);
+}
+
+void Clock::publish() const {
+  if (times_ != nullptr) times_->advance(::getpid(), threadTime);
 }
 
 }  // namespace simulator

@@ -1,30 +1,30 @@
 // The calls that stand in front of the C library: each asks the active board first, and hands on to the
 // library what is not the board's. Without a board they are the library's own.
 //
-//   files      open, openat, fopen, close, read, ioctl, access, faccessat, the stat family, statx
-//   folders    opendir, fdopendir, readdir, rewinddir, dirfd, closedir
-//   time       usleep, nanosleep, clock_nanosleep, sleep, gettimeofday, clock_gettime, thread creation and
-//   join system     sysconf, get_nprocs, get_nprocs_conf, popen, dlopen, calloc of libtessary.so, the
-//   platform log
+//   files      open, openat, fopen, close, dup, dup2, dup3, fcntl, read, ioctl, access, faccessat, the stat
+//   family, statx folders    opendir, fdopendir, readdir, rewinddir, dirfd, closedir, scandir system sysconf,
+//   get_nprocs, get_nprocs_conf, dlopen, calloc of libtessary.so, the platform log
+//
+// Those in which time passes are in interpose_time.cpp.
 //
 // A file of the board is an anonymous file in memory that holds the text rendered at its opening, so that
 // every way of reading it works as on a real file. Folders and devices are placeholders that this file keeps
 // in a table.
 //
-// Not stood in for: system calls made without the C library (statically linked programs), io_uring, inotify,
-// mmap of a board's file by one process for another, and names given through /proc/self/fd.
+// Not stood in for: system calls made without the C library (statically linked programs), calls that the C
+// library makes itself (glob, ftw, realpath), chdir into a board's folder, io_uring, inotify.
 
 #ifndef _GNU_SOURCE
 #define _GNU_SOURCE
 #endif
 
+#include "simulator/interpose.h"
+
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,36 +32,23 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "simulator/board.h"
-
-#define STANDS_IN extern "C" __attribute__((visibility("default")))
 
 namespace {
 
 using simulator::Board;
 using simulator::Node;
-
-template <typename Function>
-Function* next(const char* name) {
-  return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
-
-// The function of the same name that comes after this one.
-#define NEXT(name)                                               \
-  ([] {                                                          \
-    static const auto following = next<decltype(::name)>(#name); \
-    return following;                                            \
-  }())
 
 // -- the table of what is open
 // -----------------------------------------------------------------------------------------
@@ -188,7 +175,17 @@ std::FILE* openStream(const char* path, const char* mode) {
   if (std::strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
   int descriptor = -1;
   if (!boardOpens(AT_FDCWD, path, flags, descriptor)) return NEXT(fopen)(path, mode);
-  return descriptor < 0 ? nullptr : ::fdopen(descriptor, mode);
+  if (descriptor < 0) return nullptr;
+  if (!isTracked(descriptor)) return ::fdopen(descriptor, mode);
+  // The C library's own read would not be asked here.
+  cookie_io_functions_t calls{};
+  calls.read = [](void* cookie, char* target, std::size_t bytes) {
+    return ::read(static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)), target, bytes);
+  };
+  calls.close = [](void* cookie) {
+    return ::close(static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)));
+  };
+  return ::fopencookie(reinterpret_cast<void*>(std::intptr_t{descriptor}), mode, calls);
 }
 
 }  // namespace
@@ -241,6 +238,51 @@ STANDS_IN int close(int descriptor) {
   return NEXT(close)(descriptor);
 }
 
+namespace {
+
+// The target of a duplication was closed by it, whatever it was.
+int duplicated(int from, int to) {
+  if (to < 0 || to == from) return to;
+  untrack(to);
+  if (isTracked(from)) track(to, openFile(from));
+  return to;
+}
+
+}  // namespace
+
+STANDS_IN int dup(int from) noexcept { return duplicated(from, NEXT(dup)(from)); }
+STANDS_IN int dup2(int from, int to) noexcept { return duplicated(from, NEXT(dup2)(from, to)); }
+STANDS_IN int dup3(int from, int to, int flags) noexcept {
+  return duplicated(from, NEXT(dup3)(from, to, flags));
+}
+
+namespace {
+
+int controlAs(int descriptor, int command, void* argument) {
+  static const auto control = simulator::next<int(int, int, ...)>("fcntl64");
+  const int result = control(descriptor, command, argument);
+  const bool duplicates = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
+  return duplicates ? duplicated(descriptor, result) : result;
+}
+
+}  // namespace
+
+STANDS_IN int fcntl(int descriptor, int command, ...) {
+  std::va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return controlAs(descriptor, command, argument);
+}
+
+STANDS_IN int fcntl64(int descriptor, int command, ...) {
+  std::va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return controlAs(descriptor, command, argument);
+}
+
 // -- reading
 // -----------------------------------------------------------------------------------------------------------
 
@@ -277,7 +319,7 @@ STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
       return result < 0 ? fail(-result) : result;
     }
   }
-  return next<int(int, unsigned long, void*)>("ioctl")(descriptor, request, argument);
+  return simulator::next<int(int, unsigned long, void*)>("ioctl")(descriptor, request, argument);
 }
 
 // -- testing
@@ -300,6 +342,8 @@ mode_t modeOf(const Board::Opening& opening) {
 
 template <typename Status>
 bool boardStates(int folder, const char* path, Status* status, int& result) {
+  if (path != nullptr && path[0] == '\0' && isTracked(folder))
+    path = ".";  // AT_EMPTY_PATH: the folder itself
   const Board::Opening opening = lookAt(folder, path);
   if (!opening.mine) return false;
   // A file that cannot be opened is there all the same; one that is not there is not.
@@ -311,6 +355,8 @@ bool boardStates(int folder, const char* path, Status* status, int& result) {
   status->st_mode = modeOf(opening);
   status->st_nlink = 1;
   status->st_blksize = 4096;
+  // Walks over a tree take two nodes with one number for the same.
+  status->st_ino = std::hash<std::string>{}(absolutePath(folder, path));
   result = 0;
   return true;
 }
@@ -345,6 +391,35 @@ STANDS_IN_STATUS(lstat64, stat64)
 STANDS_IN_STATUS_AT(fstatat, stat)
 STANDS_IN_STATUS_AT(fstatat64, stat64)
 
+// An open folder is what its path is; an open file is a file.
+#define STANDS_IN_STATUS_OF(name, status_type)                                                       \
+  STANDS_IN int name(int descriptor, struct status_type* status) noexcept {                          \
+    int result = 0;                                                                                  \
+    const bool isFolder = isTracked(descriptor) && !openFile(descriptor).folder.empty();             \
+    return isFolder && boardStates(descriptor, "", status, result) ? result                          \
+                                                                   : NEXT(name)(descriptor, status); \
+  }
+STANDS_IN_STATUS_OF(fstat, stat)
+STANDS_IN_STATUS_OF(fstat64, stat64)
+
+// What programs call that were built with a C library before 2.33.
+STANDS_IN int __xstat(int, const char* path, struct stat* status) noexcept { return ::stat(path, status); }
+STANDS_IN int __lxstat(int, const char* path, struct stat* status) noexcept { return ::lstat(path, status); }
+STANDS_IN int __fxstat(int, int file, struct stat* status) noexcept { return ::fstat(file, status); }
+STANDS_IN int __fxstatat(int, int folder, const char* path, struct stat* status, int flags) noexcept {
+  return ::fstatat(folder, path, status, flags);
+}
+STANDS_IN int __xstat64(int, const char* path, struct stat64* status) noexcept {
+  return ::stat64(path, status);
+}
+STANDS_IN int __lxstat64(int, const char* path, struct stat64* status) noexcept {
+  return ::lstat64(path, status);
+}
+STANDS_IN int __fxstat64(int, int file, struct stat64* status) noexcept { return ::fstat64(file, status); }
+STANDS_IN int __fxstatat64(int, int folder, const char* path, struct stat64* status, int flags) noexcept {
+  return ::fstatat64(folder, path, status, flags);
+}
+
 STANDS_IN int statx(int folder, const char* path, int flags, unsigned mask, struct statx* status) noexcept {
   struct stat plain {};
   int result = 0;
@@ -355,6 +430,7 @@ STANDS_IN int statx(int folder, const char* path, int flags, unsigned mask, stru
   status->stx_mode = static_cast<decltype(status->stx_mode)>(plain.st_mode);
   status->stx_nlink = 1;
   status->stx_blksize = 4096;
+  status->stx_ino = plain.st_ino;
   return 0;
 }
 
@@ -451,190 +527,61 @@ STANDS_IN int closedir(DIR* folder) {
   return ::close(owned->descriptor);
 }
 
-// -- time
-// --------------------------------------------------------------------------------------------------------------
-
 namespace {
 
-constexpr std::int64_t kNanosecondsInSecond = 1000000000;
-
-std::int64_t microsecondsOf(const timespec& time) { return time.tv_sec * 1000000 + time.tv_nsec / 1000; }
-
-timespec boardClock(const Board& board, int id) {
-  const std::int64_t time = const_cast<Board&>(board).clock().read(id);
-  return {time / kNanosecondsInSecond, time % kNanosecondsInSecond};
-}
-
-struct ThreadStart {
-  void* (*function)(void*);
-  void* argument;
-  std::int64_t time;
-};
-
-struct ThreadTimes {
-  std::mutex mutex;
-  std::map<pthread_t, std::int64_t> ended;
-};
-
-ThreadTimes& threadTimes() {
-  static auto* const times = new ThreadTimes;
-  return *times;
-}
-
-void* runThread(void* argument) {
-  const ThreadStart start = *std::unique_ptr<ThreadStart>{static_cast<ThreadStart*>(argument)};
-  if (Board* const board = Board::active()) board->clock().advanceTo(start.time);
-  void* const result = start.function(start.argument);
-  if (Board* const board = Board::active()) {
-    const std::lock_guard lock{threadTimes().mutex};
-    threadTimes().ended[::pthread_self()] = board->clock().now();
+template <typename Entry, typename Wants, typename Compare>
+int scanBoardFolder(const char* path, Entry*** list, Wants wants, Compare compare) {
+  DIR* const folder = ::opendir(path);
+  if (folder == nullptr) return -1;
+  std::vector<Entry*> entries;
+  while (const dirent* const read = ::readdir(folder)) {
+    const auto* const entry = reinterpret_cast<const Entry*>(read);
+    if (wants != nullptr && wants(entry) == 0) continue;
+    if (void* const kept = std::malloc(sizeof(Entry)))
+      entries.push_back(static_cast<Entry*>(std::memcpy(kept, entry, sizeof(Entry))));
   }
-  return result;
+  ::closedir(folder);
+  if (compare != nullptr) {
+    std::sort(entries.begin(), entries.end(),
+              [&](const Entry* one, const Entry* other) { return compare(&one, &other) < 0; });
+  }
+  *list = static_cast<Entry**>(std::malloc((entries.size() + 1) * sizeof(Entry*)));
+  if (*list == nullptr) return fail(ENOMEM);
+  std::copy(entries.begin(), entries.end(), *list);
+  return static_cast<int>(entries.size());
 }
 
 }  // namespace
 
-STANDS_IN int usleep(useconds_t microseconds) {
-  Board* const board = Board::active();
-  if (board == nullptr) return NEXT(usleep)(microseconds);
-  board->wait(microseconds);
-  return 0;
-}
-
-STANDS_IN unsigned sleep(unsigned seconds) {
-  Board* const board = Board::active();
-  if (board == nullptr) return NEXT(sleep)(seconds);
-  board->wait(std::int64_t{seconds} * 1000000);
-  return 0;
-}
-
-STANDS_IN int nanosleep(const timespec* duration, timespec* left) {
-  Board* const board = Board::active();
-  if (board == nullptr) return NEXT(nanosleep)(duration, left);
-  board->wait(microsecondsOf(*duration));
-  return 0;
-}
-
-STANDS_IN int clock_nanosleep(clockid_t id, int flags, const timespec* time, timespec* left) {
-  Board* const board = Board::active();
-  if (board == nullptr) return NEXT(clock_nanosleep)(id, flags, time, left);
-  std::int64_t microseconds = microsecondsOf(*time);
-  if ((flags & TIMER_ABSTIME) != 0) microseconds -= microsecondsOf(boardClock(*board, id));
-  board->wait(microseconds);
-  return 0;
-}
-
-STANDS_IN int gettimeofday(timeval* time, void* zone) noexcept {
-  const Board* const board = Board::active();
-  if (board == nullptr) return NEXT(gettimeofday)(time, zone);
-  const timespec now = boardClock(*board, CLOCK_REALTIME);
-  *time = {now.tv_sec, now.tv_nsec / 1000};
-  return 0;
-}
-
-STANDS_IN int clock_gettime(clockid_t id, timespec* time) noexcept {
-  const Board* const board = Board::active();
-  const bool ofProcess = id == CLOCK_PROCESS_CPUTIME_ID || id == CLOCK_THREAD_CPUTIME_ID || id < 0;
-  if (board == nullptr || ofProcess) return NEXT(clock_gettime)(id, time);
-  *time = boardClock(*board, id);
-  return 0;
-}
-
-STANDS_IN int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
-                             void* argument) noexcept {
-  Board* const board = Board::active();
-  if (board == nullptr) return NEXT(pthread_create)(thread, attributes, function, argument);
-  auto start = std::make_unique<ThreadStart>(ThreadStart{function, argument, board->clock().now()});
-  const int result = NEXT(pthread_create)(thread, attributes, runThread, start.get());
-  if (result == 0) static_cast<void>(start.release());  // the thread's own now
-  return result;
-}
-
-STANDS_IN int pthread_join(pthread_t thread, void** value) {
-  const int result = NEXT(pthread_join)(thread, value);
-  Board* const board = Board::active();
-  if (result != 0 || board == nullptr) return result;
-  const std::lock_guard lock{threadTimes().mutex};
-  const auto ended = threadTimes().ended.find(thread);
-  if (ended == threadTimes().ended.end()) return result;
-  board->clock().advanceTo(ended->second);
-  threadTimes().ended.erase(ended);
-  return result;
-}
+#define STANDS_IN_SCAN(name, entry_type)                                                    \
+  STANDS_IN int name(const char* path, entry_type*** list, int (*wants)(const entry_type*), \
+                     int (*compare)(const entry_type**, const entry_type**)) {              \
+    if (!lookAt(AT_FDCWD, path).mine) return NEXT(name)(path, list, wants, compare);        \
+    return scanBoardFolder(path, list, wants, compare);                                     \
+  }
+STANDS_IN_SCAN(scandir, dirent)
+STANDS_IN_SCAN(scandir64, dirent64)
 
 // -- the system
 // --------------------------------------------------------------------------------------------------------
 
 STANDS_IN long sysconf(int name) noexcept {
   const Board* const board = Board::active();
-  if (board != nullptr && (name == _SC_NPROCESSORS_CONF || name == _SC_NPROCESSORS_ONLN)) {
-    if (const std::optional<int> cores = board->configuredCores()) return *cores;
-  }
-  return NEXT(sysconf)(name);
+  std::optional<int> mine;
+  if (board != nullptr && name == _SC_NPROCESSORS_CONF) mine = board->configuredCores();
+  if (board != nullptr && name == _SC_NPROCESSORS_ONLN) mine = board->onlineCores();
+  if (board != nullptr && name == _SC_CLK_TCK) mine = board->ticksPerSecond();
+  return mine ? *mine : NEXT(sysconf)(name);
 }
 
 STANDS_IN int get_nprocs() noexcept { return static_cast<int>(::sysconf(_SC_NPROCESSORS_ONLN)); }
 STANDS_IN int get_nprocs_conf() noexcept { return static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF)); }
 
-namespace {
-
-// Sets a variable of the environment for as long as a child is started.
-class Variable {
- public:
-  Variable(const char* name, const std::string& value) : name_{name} {
-    const char* const old = std::getenv(name);
-    if (old != nullptr) old_ = old;
-    ::setenv(name, value.c_str(), 1);
-  }
-  ~Variable() {
-    if (old_) {
-      ::setenv(name_, old_->c_str(), 1);
-    } else {
-      ::unsetenv(name_);
-    }
-  }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-
- private:
-  const char* name_;
-  std::optional<std::string> old_;
-};
-
-std::FILE* popenOnFrozenBoard(const Board& board, const char* command, const char* type) {
-  const int frozen = ::memfd_create("board", 0U);
-  const std::string text = board.freeze();
-  if (frozen < 0 || ::write(frozen, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-    return nullptr;
-  const char* const path = std::getenv("PATH");
-  std::FILE* stream;
-  {
-    const Variable preload{"LD_PRELOAD", TESSARY_BOARD_LIBRARY};
-    const Variable source{"TESSARY_BOARD_FROZEN", "/proc/self/fd/" + std::to_string(frozen)};
-    const Variable commands{"PATH",
-                            std::string{TESSARY_BOARD_COMMANDS ":"} + (path != nullptr ? path : "/bin")};
-    stream = NEXT(popen)(command, type);
-  }
-  ::close(frozen);
-  return stream;
-}
-
-}  // namespace
-
-STANDS_IN std::FILE* popen(const char* command, const char* type) {
-  const Board* const board = Board::active();
-  if (board == nullptr || std::getenv("TESSARY_BOARD_FROZEN") != nullptr) return NEXT(popen)(command, type);
-  if (board->commandError() != 0) {
-    errno = board->commandError();
-    return nullptr;
-  }
-  return popenOnFrozenBoard(*board, command, type);
-}
-
 STANDS_IN void* dlopen(const char* file, int mode) noexcept {
-  const Board* const board = Board::active();
-  const std::optional<std::string> mine =
-      board != nullptr && file != nullptr ? board->libraryFile(file) : std::nullopt;
+  Board* const board = Board::active();
+  if (board == nullptr || file == nullptr) return NEXT(dlopen)(file, mode);
+  board->addLoad({file, mode});
+  const std::optional<std::string> mine = board->libraryFile(file);
   return NEXT(dlopen)(mine ? mine->c_str() : file, mode);
 }
 
@@ -664,7 +611,7 @@ STANDS_IN void* calloc(std::size_t count, std::size_t bytes) noexcept {
   if (function == nullptr) {
     if (resolving) return allocateEarly(count * bytes);
     resolving = true;
-    function = next<Calloc>("calloc");
+    function = simulator::next<Calloc>("calloc");
     resolving = false;
   }
   Board* const board = Board::active();
@@ -683,10 +630,11 @@ STANDS_IN __attribute__((format(printf, 3, 4))) int __android_log_print(int prio
   va_start(arguments, format);
   const int length = std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  if (board != nullptr) {
+  if (board != nullptr && board->keepsHistory()) {
     board->addLogLine({priority, tag, text});
     return length;
   }
-  static const auto function = next<int(int, const char*, const char*, ...)>("__android_log_print");
+  static const auto function =
+      simulator::next<int(int, const char*, const char*, ...)>("__android_log_print");
   return function != nullptr ? function(priority, tag, "%s", text) : 0;
 }

@@ -1,0 +1,9 @@
+#include "fuzz/target.h"
+#include "tessary/memory_mon.h"
+
+FUZZ_TARGET(text) {
+  static simulator::Board board;
+  static memory::MEMORY_MON monitor;
+  board.file("/proc/meminfo", text);
+  monitor.tessary_getMemStats();
+}

@@ -1,0 +1,112 @@
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/console.h"
+#include "base/table.h"
+#include "gpu/gpu_log.h"
+#include "tessary/gpu_mon.h"
+#include "tessary/zoltrace.h"
+
+static_assert(sizeof(ztRealtimeMetricProperties) == 40 && offsetof(ztRealtimeMetricProperties, name) == 8);
+static_assert(sizeof(ztRealtimeMetricValue) == 16 && offsetof(ztRealtimeMetricValue, value) == 8);
+
+namespace gpu {
+
+namespace {
+
+using State = GPU_MON::GPU_MON_INTERFACE;
+
+// In the order of the entries of requiredIndices.
+constexpr float State::*kSampledFields[] = {&State::clocksPerSecond, &State::utilizationPercent,
+                                            &State::busBusyPercent, &State::readBytesPerSec,
+                                            &State::writeBytesPerSec};
+
+GpuMetricEntry* allocateMap(std::size_t entries) {
+  auto* const map = tessary::allocateTable<GpuMetricEntry>(entries);
+  if (map != nullptr) std::uninitialized_value_construct_n(map, entries);
+  return map;
+}
+
+bool isBasicMetric(std::string_view name) {
+  return std::any_of(gpuBasicMetrics.begin(), gpuBasicMetrics.end(),
+                     [name](const std::string& basic) { return basic.compare(0, name.size(), name) == 0; });
+}
+
+void enterMetric(State& state, std::size_t position, const ztRealtimeMetricProperties& metric) {
+  const bool named = metric.name != nullptr;
+  if (state.metricIds != nullptr) state.metricIds[position] = metric.id;
+  if (gpuMap != nullptr) {
+    gpuMap[position] = {named ? metric.name : "", metric.id, static_cast<uint32_t>(position)};
+  }
+  if (named && isBasicMetric(metric.name)) {
+    requiredIndices.push_back(static_cast<int>(position));
+    gpuHeaders.emplace_back(metric.name);
+  }
+}
+
+}  // namespace
+
+// Goes on to the end whatever fails: the profiler answers calls that are out of order with a failure.
+GPU_MON::GPU_MON_INTERFACE::GPU_MON_INTERFACE() {
+  TESSARY_LOG_VERBOSE(kLog, "Inside the Metal GPU Constructor");
+  if (zoltrace_Init(nullptr, nullptr) != ztSuccess) {
+    tessary::printLine("could not initialize the profiler.");
+    TESSARY_LOG_ERROR(kLog, "Tessary: Could Not initialize Zoltrace");
+  }
+
+  ztRealtimeMetricProperties* metrics = nullptr;
+  uint64_t count = 0;
+  const ztResultCode listed = zoltrace_GetAvailableRealtimeMetrics(&metrics, &count);
+  metricIds = tessary::allocateTable<uint32_t>(count);
+  if (metricIds == nullptr) tessary::printLine("Calloc failed");
+  tessary::printLine("Num available metrics = " + std::to_string(count));
+  metricCount = count;
+  gpuMap = allocateMap(count);
+  if (listed != ztSuccess) {
+    tessary::printLine("Could not get available realtime metrics.");
+    zoltrace_Shutdown();
+  }
+  for (uint64_t i = 0; metrics != nullptr && i < count; ++i) enterMetric(*this, i, metrics[i]);
+
+  if (zoltrace_StartRealtimeMonitor(metricIds, static_cast<uint32_t>(count)) != ztSuccess) {
+    TESSARY_LOG_VERBOSE(kLog, "PIL : Could not start monitoring realtime metrics.");
+    zoltrace_Shutdown();
+  }
+  // Primes the profiler: what it has this soon is dropped.
+  ztRealtimeMetricValue* dropped = nullptr;
+  zoltrace_GetRealtimeValues(&dropped, &metricCount);
+  TESSARY_LOG_VERBOSE(kLog, "Constructor ended");
+  TESSARY_LOG_VERBOSE(kLog, "GPU_MON_INTERFACE : Constructor done.\n");
+}
+
+GPU_MON::GPU_MON_INTERFACE::~GPU_MON_INTERFACE() {
+  // The driver's figures end with the monitor; the profiler's last sample is left as it is.
+  currentFrequency = 0;
+  busyPercent = 0;
+  spareFigure = 0;
+  if (zoltrace_StopRealtimeMonitor() != ztSuccess) {
+    tessary::printLine("Could not stop monitoring the metrics.");
+    zoltrace_Shutdown();  // the next one comes all the same, by design
+  }
+  if (zoltrace_Shutdown() != ztSuccess) tessary::printLine("Could not shutdown the profiler.");
+  TESSARY_LOG_VERBOSE(kLog, "GPU_MON_INTERFACE : Destructor done.\n");
+}
+
+void GPU_MON::tessary_getGPUSample() {
+  State& state = *implementation;
+  ztRealtimeMetricValue* values = nullptr;
+  if (zoltrace_GetRealtimeValues(&values, &state.metricCount) != ztSuccess) {
+    tessary::printLine("Could not get realtime metric values.");
+  }
+  for (std::size_t k = 0; k < std::size(kSampledFields); ++k) {
+    const auto position = static_cast<std::size_t>(requiredIndices.at(k));
+    if (values == nullptr || position >= state.metricCount) continue;
+    state.*kSampledFields[k] = static_cast<float>(values[position].value);
+  }
+}
+
+}  // namespace gpu

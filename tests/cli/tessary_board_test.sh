@@ -1,0 +1,75 @@
+#!/bin/sh
+# tessary-board through its command line: tessary_board_test.sh TESSARY_BOARD PRELOAD_LIBRARY BUILD_FOLDER
+tessary_board=$1
+library=$2
+build=$3
+failures=0
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+# expect NAME STATUS OUTPUT COMMAND ..: both streams of the command, and what it ends with.
+expect() {
+  name=$1 status=$2 output=$3
+  shift 3
+  actual=$("$@" 2>&1)
+  actual_status=$?
+  [ "$actual_status" = "$status" ] && [ "$actual" = "$output" ] && return
+  printf 'FAILED: %s\nexpected %s: %s\ngot %s: %s\n' "$name" "$status" "$output" "$actual_status" "$actual" >&2
+  failures=$((failures + 1))
+}
+run() { "$tessary_board" run "$@"; }
+stepped() { board=$1 && shift && run "$board" --time stepped -- "$@"; }
+
+# Common programs see the board, each in its own way of reading.
+expect cat 0 VX4490P run vx4490p -- cat /sys/devices/soc0/machine
+expect getprop 0 brindle run vx4490p -- getprop ro.board.platform
+expect od 0 '           0           0           0     1048576' run vx4490p -- \
+  sh -c 'cat /sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem | od -An -t d4'
+expect ls 0 'eth0 lo wlan0' stepped hostile sh -c 'echo $(ls /sys/class/net)'
+expect grep 0 '/sys/class/thermal/thermal_zone4/type:frost' run hostile -- grep -r frost /sys/class/thermal
+expect find 0 5 stepped hostile sh -c 'find /sys/class/thermal -name temp -type f | wc -l'
+expect head 0 'MemTotal:        8000000 kB' run hostile -- head -n 1 /proc/meminfo
+expect glob 0 '/proc/1 /proc/2 /proc/3' stepped hostile sh -c 'echo /proc/[0-9]'
+expect 'not on the board' 1 'cat: /proc/vmstat: No such file or directory' run vx4490p -- cat /proc/vmstat
+
+# Stepped time passes by the waits, from a shell to its commands and back, and figures are exact.
+expect 'time of children' 0 '3600.00 3602.50 3603.50' stepped vx4490p sh -c \
+  'up() { cut -d" " -f1 /proc/uptime; }; a=$(up); sleep 2.5; b=$(up; sleep 1); c=$(up); echo $a $b $c'
+expect 'exact figures' 0 'cpu0 750 0 250 1000 0 0 0 0 0 0' stepped hostile sh -c 'sleep 2; grep "^cpu0 " /proc/stat'
+expect 'faults on time' 0 "cat: /sys/class/thermal/thermal_zone1/temp: Invalid argument
+50000" stepped hostile sh -c \
+  'sleep 2; cat /sys/class/thermal/thermal_zone1/temp; sleep 39; cat /sys/class/thermal/thermal_zone1/temp'
+readings() { run vx4490p --seed "$1" --time stepped -- sh -c 'sleep 3; cat /proc/stat /proc/*/stat' 2>&1; }
+[ "$(readings 5)" = "$(readings 5)" ] || { echo 'FAILED: one seed, two runs' >&2; failures=$((failures + 1)); }
+[ "$(readings 5)" != "$(readings 6)" ] || { echo 'FAILED: two seeds' >&2; failures=$((failures + 1)); }
+
+# Exit codes and mistakes.
+expect 'exit code' 7 '' run vx4490p -- sh -c 'exit 7'
+expect 'not found' 127 'tessary-board: nosuch: No such file or directory' run vx4490p -- nosuch
+expect 'not a program' 126 'tessary-board: /etc/passwd: Permission denied' run vx4490p -- /etc/passwd
+expect 'no command' 2 'tessary-board: no command: tessary-board run BOARD -- COMMAND ..' run vx4490p
+expect 'no board' 2 "tessary-board: there is no board nope; 'tessary-board list' shows those that there are" \
+  run nope -- true
+printf '{"model": "x",\n "cores": [{}],\n "disks": [{"name": "sda",\n  "raeds": 3}]}\n' >"$scratch/mine.json"
+expect mistake 2 "tessary-board: $scratch/mine.json:4: disks[0].raeds: is not known here" \
+  run "$scratch/mine.json" -- true
+expect 'no such file' 2 "tessary-board: $scratch/no.json: No such file or directory" run "$scratch/no.json" -- true
+"$tessary_board" run --bogus >/dev/null 2>&1
+expect usage 0 2 echo $?
+for command in '' run list show; do
+  # shellcheck disable=SC2086
+  "$tessary_board" $command --help | grep -q '^Example: tessary-board' ||
+    { echo "FAILED: no example in the help of '$command'" >&2; failures=$((failures + 1)); }
+done
+expect list 0 11 sh -c "'$tessary_board' list | wc -l"
+expect show 0 'faults           at 2.000 s for 3.000 s, core 3: offline' sh -c "'$tessary_board' show hostile | grep ^faults"
+
+# Preloaded without a board, nothing is different; an installed copy finds its own files.
+expect inactive 1 'cat: /sys/devices/soc0/machine: No such file or directory' \
+  env LD_PRELOAD="$library" cat /sys/devices/soc0/machine
+cmake --install "$build" --component board --prefix "$scratch/prefix" >/dev/null
+tessary_board=$scratch/prefix/bin/tessary-board
+expect installed 0 'VX2140 brindle' run vx2140 -- \
+  sh -c 'echo $(cat /sys/devices/soc0/machine; getprop ro.board.platform; tr "\0" "\n" </proc/self/maps | grep /build/)'
+
+[ "$failures" = 0 ]

@@ -1,0 +1,50 @@
+// A board with DSPs, and what the tests of the DSP monitor say of it.
+#ifndef TESSARY_TESTS_DSP_DSP_BOARD_H
+#define TESSARY_TESTS_DSP_DSP_BOARD_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulator/board.h"
+#include "simulator/dsp_service.h"
+#include "tessary/dsp_mon.h"
+
+using Lines = std::vector<std::string>;
+
+inline const std::string kAttach = R"(open '":;./\attachuserpd&_dom=)";
+inline const std::string kOpen =
+    "open file:///libtremloquery_skel.so?tremloquery_skel_handle_invoke&_modver=1.0&_dom=";
+
+inline std::string outputOf(const std::function<void()>& action) {
+  testing::internal::CaptureStdout();
+  action();
+  return testing::internal::GetCapturedStdout();
+}
+
+class DspBoard : public testing::Test {
+ protected:
+  DspBoard() {
+    dsps_.profile([](const std::string& dsp, simulator::Nanoseconds now) {
+      const bool adsp = dsp == "adsp";
+      return simulator::DspFigures{static_cast<float>(now / 100000000), adsp ? 900U : 0xffffffffU, 7};
+    });
+  }
+
+  // Binds the entry points.
+  void bind() { dsp::DSP_MON{2}; }
+
+  void expectNothingHeld() {
+    EXPECT_EQ(dsps_.openHandles(), 0U);
+    EXPECT_EQ(dsps_.liveBuffers(), 0U);
+    EXPECT_EQ(dsps_.wrongReleases(), 0);
+  }
+
+  simulator::Board board_;
+  simulator::DspService dsps_{board_};
+};
+
+#endif

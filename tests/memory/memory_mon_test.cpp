@@ -1,0 +1,121 @@
+#include "tessary/memory_mon.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "simulator/board.h"
+
+namespace {
+
+using simulator::Board;
+
+constexpr char kMeminfo[] = "/proc/meminfo";
+
+struct MeminfoBoard : Board {
+  explicit MeminfoBoard(const std::string& text) { file(kMeminfo, text); }
+};
+
+// What a call returns and what it writes.
+struct Sample {
+  memory::finalMemStats* figures;
+  std::string written;
+};
+
+Sample sample(memory::MEMORY_MON& monitor) {
+  testing::internal::CaptureStdout();
+  memory::finalMemStats* const figures = monitor.tessary_getMemStats();
+  return {figures, testing::internal::GetCapturedStdout()};
+}
+
+TEST(MemoryMonitor, UsedIsWhatIsNotAvailable) {
+  MeminfoBoard board{
+      "MemTotal:        8000000 kB\nMemFree:         1000000 kB\nMemAvailable:    5000000 kB\n"
+      "Buffers:           11 kB\nCached:           12 kB\nSwapCached:            13 kB\n"
+      "SwapTotal:       2000000 kB\nSwapFree:        1500000 kB\n"};
+  memory::MEMORY_MON monitor;
+  const auto [figures, written] = sample(monitor);
+  EXPECT_EQ(figures->totalMem, 8000000U);
+  EXPECT_EQ(figures->availableMem, 5000000U);
+  EXPECT_EQ(figures->usedMem, 3000000U);
+  EXPECT_EQ(figures->totalSwap, 2000000U);
+  EXPECT_EQ(figures->freeSwap, 1500000U);
+  EXPECT_EQ(figures->usedSwap, 500000U);
+  EXPECT_EQ(monitor.implementation->memStats->freeMem, 1000000U);
+  EXPECT_EQ(monitor.implementation->memStats->buffers, 11U);
+  EXPECT_EQ(monitor.implementation->memStats->cached, 12U);
+  EXPECT_EQ(written, "");
+}
+
+TEST(MemoryMonitor, EntriesAreThreeTokensWhateverTheLines) {
+  const struct {
+    const char* text;
+    uint64_t total;
+    uint64_t available;
+  } rows[] = {
+      {"MemTotal: 5 kB MemAvailable:\n3 kB", 5, 3},
+      {"MemTotalLater: 5 kB\n", 5, 0},
+      {"MemTotal: 5 kB\nMemTotal: 6 an-extraordinarily-long-unit-word\n", 6, 0},
+      // No unit: the next key is taken for it, and its number for a key. A number that fails to scan brings
+      // the tokens back into step.
+      {"HugePages_Total: 0\nMemTotal: 5 kB\nMemAvailable: 3 kB\n", 0, 3},
+      {"MemTotal: x kB\nMemAvailable: 3 kB\n", 0, 3},
+      {"MemTotal: 5", 0, 0},
+      {"", 0, 0},
+      {"MemTotal: 18446744073709551616 kB\nMemAvailable: -1 kB", UINT64_MAX, UINT64_MAX},
+  };
+  for (const auto& row : rows) {
+    MeminfoBoard board{row.text};
+    memory::MEMORY_MON monitor;
+    const memory::finalMemStats* const figures = monitor.tessary_getMemStats();
+    EXPECT_EQ(figures->totalMem, row.total) << row.text;
+    EXPECT_EQ(figures->availableMem, row.available) << row.text;
+    EXPECT_EQ(figures->usedMem, row.total - row.available) << row.text;
+  }
+}
+
+TEST(MemoryMonitor, AFileThatCannotBeOpenedLeavesTheFiguresOfTheLastReading) {
+  MeminfoBoard board{"MemTotal: 5 kB\n"};
+  memory::MEMORY_MON monitor;
+  memory::finalMemStats* const first = sample(monitor).figures;
+  board.refuse(kMeminfo, EMFILE);
+  const auto [figures, written] = sample(monitor);
+  EXPECT_EQ(figures, first);
+  EXPECT_EQ(figures->totalMem, 5U);
+  EXPECT_EQ(written, "/proc/meminfo cannot be opened. Failed.\n");
+}
+
+TEST(MemoryMonitor, RefusedMemoryIsReportedAndAskedForAgain) {
+  MeminfoBoard board{"MemTotal: 5 kB\n"};
+  const char* const complaints[] = {"Calloc failed for memStats\n", "Calloc failed for finalMemStats\n"};
+  for (const int record : {1, 2}) {
+    testing::internal::CaptureStdout();
+    board.failAllocation(record);
+    memory::MEMORY_MON monitor;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              std::string{"Constructor entered for memory mon interface\n"} + complaints[record - 1] +
+                  "Entered the memory mon constructor\n");
+    EXPECT_EQ(monitor.implementation->memStats, nullptr);
+    board.failAllocation(record);
+    EXPECT_EQ(sample(monitor).figures, nullptr);
+    EXPECT_EQ(sample(monitor).figures->totalMem, 5U);
+
+    board.failAllocation(1);
+    const auto [figures, written] = sample(monitor);
+    EXPECT_EQ(figures->totalMem, 5U);
+    EXPECT_EQ(written, "calloc failed for memItem\n");
+  }
+}
+
+TEST(MemoryMonitor, SpeaksOnStandardOutputInTheOrderOfItsLife) {
+  MeminfoBoard board{""};
+  testing::internal::CaptureStdout();
+  { const memory::MEMORY_MON monitor; }
+  EXPECT_EQ(
+      testing::internal::GetCapturedStdout(),
+      "Constructor entered for memory mon interface\nConstructor done\nEntered the memory mon constructor\n"
+      "Destructor for memory mon interface entered.\nDestructor for the memory mon reached\n");
+  EXPECT_TRUE(board.log().empty());
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "simulator/model.h"
+#include "tessary/board.h"
+#include "tessary/cpu_mon.h"
+#include "tests/simulator/board_text.h"
+
+namespace {
+
+using simulator::Board;
+
+constexpr unsigned kSecond = 1000000;
+
+TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [
+    {"capacity": 256, "load": {"user": 25, "system": 12.5}},
+    {"capacity": 256, "load": {"user": {"square": [100, 0], "period_ms": 400, "first_ms": 100}}},
+    {"capacity": 512, "load": {"user": {"ramp": [0, 80], "over_ms": 4000}, "iowait": 12.5, "steal": 2.5}}]})");
+  cpu::CPU_MON monitor;
+  ::usleep(kSecond);
+  monitor.implementation->samplingTime = 2000;
+
+  const double* const load = monitor.tessary_getPerCoreUsage();
+
+  EXPECT_EQ(load[1], 37.5);
+  EXPECT_EQ(load[2], 25);
+  EXPECT_EQ(load[3], 40 + 12.5 + 2.5);  // the ramp from 20 to 60
+  EXPECT_EQ(load[0], 37.5 / 4 + 25.0 / 4 + 55.0 / 2);
+  EXPECT_EQ(monitor.tessary_getPerCoreStealTime()[3], 2.5);
+  monitor.implementation->samplingTime = 40;
+  EXPECT_EQ(monitor.tessary_getPerCoreUsage()[1], 37.5);
+}
+
+// All that moves, as it stands after two waits.
+std::string readingsOf(std::uint64_t seed) {
+  Board board;
+  simulator::loadBoard(board, boardPath("vx4490p"), seed);
+  ::usleep(3 * kSecond + 123456);
+  ::usleep(700000);
+  std::string texts;
+  for (const char* const path :
+       {"/proc/stat", "/proc/meminfo", "/proc/diskstats", "/proc/412/stat", "/proc/1207/stat",
+        "/sys/class/thermal/thermal_zone2/temp", "/sys/class/net/eth0/statistics/tx_bytes",
+        "/sys/devices/system/cpu/cpu5/cpufreq/cpuinfo_cur_freq"}) {
+    texts += textOf(path);
+  }
+  return texts;
+}
+
+TEST(BoardFigures, AreThoseOfTheSeedAndTheWaits) {
+  const std::string first = readingsOf(7);
+  EXPECT_EQ(readingsOf(7), first);
+  EXPECT_NE(readingsOf(8), first);
+}
+
+TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
+  Board board;
+  simulator::loadBoardText(
+      board, R"({"model": "x", "cores": [{"min_khz": 1000, "max_khz": 3000, "load": {"user": 25}}],
+    "disks": [{"name": "mmcblk0", "major": 179, "partitions": 2, "sectors_read": 1001.5, "in_progress": 3}],
+    "interfaces": [{"name": "eth0", "rx_bytes": {"noise": [1000, 1000], "every_ms": 7}}],
+    "thermal_zones": [{"ambient": 20, "rise": 40, "lag_ms": 4000}],
+    "processes": [{"pid": 9, "name": "late", "user": 150, "system": 0.1, "born_ms": 1000, "ended_ms": 4000}]})");
+
+  EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
+  ::usleep(2 * kSecond);
+
+  EXPECT_EQ(textOf("/proc/diskstats"),
+            " 179       0 mmcblk0 0 0 2003 0 0 0 0 0 3 0 0 0 0 0 0 0 0\n"
+            " 179       1 mmcblk0p1 0 0 1001 0 0 0 0 0 1 0 0 0 0 0 0 0 0\n"
+            " 179       2 mmcblk0p2 0 0 1001 0 0 0 0 0 1 0 0 0 0 0 0 0 0\n");
+  EXPECT_EQ(textOf("/sys/class/net/eth0/statistics/rx_bytes"), "2000\n");
+  EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "1500\n");
+  EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone0/temp"),
+            "25000\n");  // half of the lag: half of 10 degrees
+  // 1.5 s of user time in the second since its birth, 1 ms of the system's, at 1000 ticks; born an hour and 1
+  // s after the machine's start.
+  EXPECT_EQ(textOf("/proc/9/stat").substr(0, 71),
+            "9 (late) S 1 9 9 0 -1 4194560 0 0 0 0 1500 1 0 0 20 0 1 0 3601000 0 0 1");
+  ::usleep(2 * kSecond);
+  EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
+}
+
+// The boards of the table, against the library's own.
+TEST(BoardFigures, OfTheTablesModelsAgreeWithTheLibrary) {
+  for (const CpuTopologyRow& row : CPU_topology) {
+    std::string name{row.socModel};
+    for (char& letter : name) letter = static_cast<char>(std::tolower(letter));
+    SCOPED_TRACE(name);
+    Board board;
+    simulator::loadBoard(board, boardPath(name));
+    cpu::CPU_MON monitor;
+
+    const auto& state = *monitor.implementation;
+    EXPECT_STREQ(state.platformName, boardInfoMap.platformName);
+    EXPECT_STREQ(state.socName, row.socModel);
+    EXPECT_EQ(state.featureID, row.featureID);
+    ASSERT_EQ(monitor.numCores, static_cast<int>(row.coreCount));
+    for (int core = 0; core < monitor.numCores; ++core)
+      EXPECT_EQ(state.cpuCapacity[core], row.capacity[core]);
+  }
+}
+
+TEST(BoardFigures, OfABigBoardAreAllThere) {
+  Board board;
+  simulator::loadBoard(board, boardPath("big64"));
+  EXPECT_EQ(::sysconf(_SC_NPROCESSORS_CONF), 64);
+  EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone39/type"), "ddr-7\n");
+  const auto processes = [] {
+    int count = 0;
+    DIR* const folder = ::opendir("/proc");
+    while (const dirent* const entry = ::readdir(folder))
+      count += entry->d_name[0] >= '0' && entry->d_name[0] <= '9';
+    ::closedir(folder);
+    return count;
+  };
+  EXPECT_EQ(processes(), 460);
+  ::usleep(3 * kSecond);
+  EXPECT_EQ(processes(), 500);
+}
+
+}  // namespace

@@ -1,0 +1,73 @@
+#include "simulator/board_file.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "simulator/json.h"
+#include "simulator/model.h"
+
+namespace {
+
+using simulator::Board;
+
+// What is wrong with the board; empty when nothing is.
+std::string mistakeIn(const std::string& text) {
+  Board board;
+  try {
+    simulator::loadBoardText(board, text);
+  } catch (const simulator::BoardFileError& error) {
+    return error.what();
+  }
+  return {};
+}
+
+// The member under test begins on the fourth line.
+std::string boardWith(const std::string& member) {
+  return "{\n\"model\": \"x\",\n\"cores\": [{\"count\": 2}],\n" + member + "\n}\n";
+}
+
+TEST(BoardFile, NamesFileLineAndKeyOfAMistake) {
+  const struct {
+    const char* member;
+    const char* message;
+  } kMistakes[] = {
+      {"\"colour\": 1", "board:4: colour: is not known here"},
+      {"\"thermal_zones\": [\n{\"type\": \"a\"},\n{\"typ\": \"b\"}]",
+       "board:6: thermal_zones[1].typ: is not known here"},
+      {"\"disks\": [{\"name\": \"sda\",\n\"reads\":\n\"12\"}]",
+       "board:5: disks[0].reads: must be a number or a signal"},
+      {"\"disks\": [{\"major\": 8}]", "board:4: disks[0]: has no \"name\""},
+      {"\"platform\": 7", "board:4: platform: must be a text"},
+      {"\"feature_id\": 256", "board:4: feature_id: must be from 0 to 255"},
+      {"\"feature_id\": 1.5", "board:4: feature_id: must be a whole number"},
+      {"\"model\": \"again\"", "board:4: model: is there twice"},
+      {"\"memory\": {\"total_kb\": 1,\n\"free_kb\": {\"sine\": [0.0001, 1], \"period_ms\": 10}}",
+       "board:5: memory.free_kb.sine[0]: has more than three decimals"},
+      {"\"memory\": {\"free_kb\": {\"square\": [1, 2], \"period_ms\": 10, \"first_ms\": 11}}",
+       "board:4: memory.free_kb: first_ms is longer than period_ms"},
+      {"\"interfaces\": [{\"name\": \"eth0\", \"rx_bytes\": -1}]",
+       "board:4: interfaces[0].rx_bytes: must be from 0 to 1000000000000"},
+      {"\"processes\": [{\"pid\": 5, \"name\": \"a\"},\n{\"pid\": 4, \"name\": \"b\", \"count\": 2}]",
+       "board:5: processes[1].pid: 5 is there already"},
+      {"\"faults\": [{\"core\": 2, \"kind\": \"offline\"}]", "board:4: faults[0].core: must be from 0 to 1"},
+      {"\"faults\": [{\"core\": 1, \"kind\": \"open\"}]", "board:4: faults[0].kind: must be one of: offline"},
+      {"\"faults\": [{\"node\": \"/proc/stat\", \"kind\": \"open\", \"error\": \"EWRONG\"}]",
+       "board:4: faults[0].error: must be the name of an error, such as EINVAL"},
+      {"\"faults\": [{\"kind\": \"vanish\",\n\"node\": \"/proc/start\"}]",
+       "board:4: faults[0]: /proc/start is not on this board"},
+      {"\"faults\": [{\"interface\": \"eth9\", \"kind\": \"wrap\", \"counter\": \"rx_bytes\"}]",
+       "board:4: faults[0].interface: is not on this board"},
+      {"\"disks\": [{\"name\": \"sda\" \"reads\": 3}]", "board:4: name: not JSON at '\"reads\"'"},
+  };
+  for (const auto& [member, message] : kMistakes) EXPECT_EQ(mistakeIn(boardWith(member)), message) << member;
+}
+
+TEST(BoardFile, KnowsThatACoreHasNoMoreThanAllOfItsTime) {
+  EXPECT_EQ(mistakeIn(R"({"model": "x", "cores": [
+{"load": {"user": {"sine": [10, 70], "period_ms": 1000}, "system": 20, "guest": 60}},
+{"load": {"user": {"sine": [10, 70], "period_ms": 1000}, "system": 30.001}}]})"),
+            "board:3: cores[1].load: comes to more than 100 percent");
+}
+
+}  // namespace

@@ -1,0 +1,85 @@
+#include "simulator/clock.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <thread>
+
+#include "simulator/board.h"
+
+namespace {
+
+using simulator::Board;
+using simulator::Clock;
+
+constexpr simulator::Nanoseconds kMillisecond = 1000000;
+
+TEST(BoardClock, RunsSideBySideInThreadsAndMeetsAtTheJoin) {
+  Board board;
+  ::usleep(1000);
+  std::thread shorter{[&] {
+    EXPECT_EQ(board.clock().now(), kMillisecond);
+    ::usleep(2000);
+  }};
+  std::thread longer{[] { ::usleep(5000); }};
+  EXPECT_EQ(board.clock().now(), kMillisecond);
+  shorter.join();
+  EXPECT_EQ(board.clock().now(), 3 * kMillisecond);
+  longer.join();
+  EXPECT_EQ(board.clock().now(), 6 * kMillisecond);
+}
+
+TEST(BoardClock, StepsOverATimeLimitThatNothingBeats) {
+  Board board;
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  pollfd file{ends[0], POLLIN, 0};
+  EXPECT_EQ(::poll(&file, 1, 40), 0);
+  EXPECT_EQ(board.clock().now(), 40 * kMillisecond);
+  ASSERT_EQ(::write(ends[1], "x", 1), 1);
+  EXPECT_EQ(::poll(&file, 1, 40), 1);
+  EXPECT_EQ(board.clock().now(), 40 * kMillisecond);
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
+TEST(BoardClock, LetsASignalInterruptARealWait) {
+  Board board{std::nullopt, Clock::Mode::kReal};
+  struct sigaction noted {};
+  noted.sa_handler = [](int) {};
+  ::sigaction(SIGALRM, &noted, nullptr);
+  const itimerval soon{{0, 0}, {0, 10000}};
+  ::setitimer(ITIMER_REAL, &soon, nullptr);
+  const timespec hour{3600, 0};
+  timespec left{};
+  EXPECT_EQ(::nanosleep(&hour, &left), -1);
+  EXPECT_EQ(errno, EINTR);
+  EXPECT_EQ(left.tv_sec, 3599);
+}
+
+TEST(BoardClock, GoesOnWhereAChildEnded) {
+  const int table = simulator::ProcessTimes::create(0);
+  Clock clock{Clock::Mode::kStepped};
+  clock.share(simulator::ProcessTimes::attach(("/proc/self/fd/" + std::to_string(table)).c_str()));
+  ::close(table);
+  Board board{clock};
+  const pid_t child = ::fork();
+  if (child == 0) {
+    board.clock().enterProcess();
+    ::usleep(7000);
+    ::_exit(0);
+  }
+  ::usleep(2000);
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(board.clock().now(), 7 * kMillisecond);
+}
+
+}  // namespace
