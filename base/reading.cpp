@@ -51,17 +51,6 @@ std::string_view TextBuffer::readAll(int descriptor) {
   return terminated(length);
 }
 
-std::string_view TextBuffer::readUpTo(int descriptor, std::size_t limit) {
-  const std::size_t wanted = std::min(limit, space_ - 1);
-  std::size_t length = 0;
-  while (length < wanted) {
-    const std::size_t count = readPiece(descriptor, data_ + length, wanted - length);
-    if (count == 0) break;
-    length += count;
-  }
-  return terminated(length);
-}
-
 std::string_view TextBuffer::readLine(int descriptor, std::size_t limit) {
   const std::size_t wanted = std::min(limit, space_ - 1);
   std::size_t length = 0;

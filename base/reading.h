@@ -52,9 +52,6 @@ class TextBuffer {
   // Reads until `read` returns 0: a /proc text arrives in pieces, however large the buffer is.
   std::string_view readAll(int descriptor);
 
-  // Reads until `limit` bytes are there or the text ends.
-  std::string_view readUpTo(int descriptor, std::size_t limit);
-
   // Reads until a line ends, `limit` bytes are there or the text ends, whichever comes first, and returns
   // what fgets would, the end of line included.
   std::string_view readLine(int descriptor, std::size_t limit);
