@@ -16,6 +16,9 @@ add_library(tessary SHARED
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
   ddr/ddr_mon.cpp
+  diskio/disk_mon.cpp
+  diskio/disk_samples.cpp
+  diskio/diskstats_text.cpp
   dsp/dsp_mon.cpp
   dsp/dsp_query.cpp
   dsp/remote_call.cpp
@@ -25,6 +28,9 @@ add_library(tessary SHARED
   gpu/gpu_realtime.cpp
   gpu/gpu_selftest.cpp
   gpu/gpu_tables.cpp
+  net/net_counters.cpp
+  net/net_mon.cpp
+  net/net_samples.cpp
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 
