@@ -131,9 +131,10 @@ void printRow(const char* title, const std::string& text) {
   if (text.empty()) return;
   std::string shown;
   for (const char character : text) {
-    const bool isControl = (character >= 0 && character < ' ') || character == 0x7f;
+    const auto byte = static_cast<unsigned char>(character);
+    const bool isControl = byte < ' ' || byte == 0x7f;
     if (isControl) {
-      append(shown, "\\x%02x", static_cast<unsigned>(character));
+      append(shown, "\\x%02x", byte);
     } else {
       shown += character;
     }
