@@ -21,8 +21,9 @@ using tool::Selection;
 using tool::Streams;
 
 const SectionInfo* const kSections[] = {&tool::kCpuSection,    &tool::kProcessSection, &tool::kProcmemSection,
-                                        &tool::kMemorySection, &tool::kThermalSection, &tool::kGpuSection,
-                                        &tool::kDspSection,    &tool::kDdrSection};
+                                        &tool::kMemorySection, &tool::kThermalSection, &tool::kDiskSection,
+                                        &tool::kNetSection,    &tool::kGpuSection,     &tool::kDspSection,
+                                        &tool::kDdrSection};
 
 // Reading it costs the kernel time in proportion to the memory in use: a recording has it when asked for.
 constexpr char kCostlySection[] = "procmem";

@@ -45,9 +45,9 @@ at 3 '{"pid":500,"name":"short_lived","cpu_percent":50.0,"user_seconds":0.5,"sys
 at 3 '"items":["zones[1].temperature_celsius"],"error":"/sys/class/thermal/thermal_zone#/temp: Invalid argument"'
 at 3 '{"zone":"thermal_zone4","temperature_celsius":-40.0}'
 at 4 '{"pid":501,"name":"late","cpu_percent":12.5,"user_seconds":0.125,"system_seconds":0.0}'
-at 5 '"items":["interfaces[1].rx_bytes_per_second"],"error":"the counter went back"'
+at 5 '{"interface":"eth0","rx_bytes_per_second":125000.0,'  # a wrap at 64 bits is none
 at 5 '"items":["interfaces[2].tx_bytes_per_second"],"error":"the counter went back"'
-at 6 '"items":["disks[0].read_bytes_per_second"],"error":"/proc/diskstats: its counter went back"'
+at 6 '{"disk":"sda","read_bytes_per_second":1048576.0,"write_bytes_per_second":524288.0}'
 at 6 '"write_bytes_per_second"],"error":"the GPU profiler gave no value"'
 at 7 '"memory":{"errors":[{"items":["*"],"error":"/proc/meminfo: holds no \"MemTotal:\""}]}'
 at 8 '"disk":{"errors":[{"items":["disks"],"error":"a disk appeared or disappeared during the interval"}]}'
@@ -56,8 +56,11 @@ at 9 '"items":["busy_percent"],"error":"/sys/class/vrdx/vrdx-3d0/gpu_busy_percen
 at 9 '"ddr":{"errors":[{"items":["*"],"error":"/dev/profiler: the device refused a request'
 at 10 '"items":["dsps[1].load","dsps[1].clock"],"error":"the DSP'
 at 10 '{"dsp":"adsp","load":12.5,"clock":614400}'
+at 10 '"interfaces[2].collisions_per_second"],"error":"no earlier reading to compare with"'
+at 11 '{"interface":"wlan0","rx_bytes_per_second":30000.0,'
 at 12 '"ddr":{"a1":1000,"a2":800,"a_total":1800,"b1":1200,"b2":600,"b_total":1800}'
 at 12 '"items":["top"],"error":"/proc/#/smaps_rollup: Permission denied (1 of 26 processes)"'
+at 13 '"disk":{"errors":[{"items":["disks"],"error":"/proc/diskstats: Too many open files"}]}'
 at 13 '"process":{"errors":[{"items":["*","top"],"error":"/proc: Too many open files"}]}'
 at 16 '"processes":26,"cpu_percent":72.5,'
 

@@ -22,7 +22,8 @@ grep -q '"procmem"' "$file" && fail "procmem is recorded without being asked for
 for signal in INT TERM; do
   for interval in 10 3600000; do
     rm -f "$file"
-    tessary record -o "$file" --interval $interval --monitors cpu,process,net 2>"$work/err" &
+    # Not by the function: the signal is for the tool, not for a shell that waits for it.
+    ${EMULATOR:-} "$TESSARY" record -o "$file" --interval $interval --monitors cpu,process,net 2>"$work/err" &
     until_true lines $((interval == 10 ? 4 : 1))
     kill -s $signal $!
     wait $! || fail "SIG$signal at interval $interval: exit code $?"

@@ -38,7 +38,7 @@ class DiskSection : public Section {
   Sample read() override {
     Sample sample(1);
     if (changed_) {
-      sample[0].absent = kDisksChanged;
+      sample[0].absent = absentBecause(kSources[0], kSources[0].target, kDisksChanged).reason;
     } else if (stats_.empty()) {
       sample[0].absent = absentBecause(kSources[0], kSources[0].target, "the machine has no disk").reason;
     } else {

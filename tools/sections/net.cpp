@@ -1,7 +1,7 @@
 #include <tessary/net_mon.h>
 
-#include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "tools/sections/sections.h"
 
@@ -43,6 +43,7 @@ class NetSection : public Section {
     monitor_.emplace();
     monitor_->tessary_setSamplingTime(intervalMs_);
     watch_.lap();
+    unread_ = unreadCounters();
   }
 
   std::vector<std::function<void()>> waits() override {
@@ -53,11 +54,13 @@ class NetSection : public Section {
   }
 
   Sample read() override {
+    const Unread before = std::exchange(unread_, unreadCounters());
     Sample sample(1);
-    const std::vector<net::netStats>& raw = monitor_->implementation->previousSample;
-    for (std::size_t at = 0; at < stats_.size() && at < raw.size(); ++at) {
+    for (std::size_t at = 0; at < stats_.size() && at < unread_.size(); ++at) {
       Row& row = sample[0].rows.emplace_back(Row{stats_[at].name});
-      for (const Counter& counter : kCounters) row.push_back(rate(counter, stats_[at], raw[at]));
+      for (std::size_t counter = 0; counter < kCounters.size(); ++counter) {
+        row.push_back(rate(counter, stats_[at], before[at][counter], unread_[at][counter]));
+      }
     }
     if (stats_.empty()) {
       sample[0].absent = absentBecause(kFolder, kFolder.target, "the machine has no interface").reason;
@@ -66,15 +69,31 @@ class NetSection : public Section {
   }
 
  private:
-  // A counter that cannot be read is 0 to the library, and a difference of nearly 2^64 when it could be
-  // before.
-  Value rate(const Counter& counter, const net::netStats& stats, const net::netStats& raw) const {
-    const std::uint64_t difference = stats.*counter.field;
-    const std::string node = expanded(counter.source.target, stats.name);
-    if (wrapped(difference)) return absentBecause(counter.source, node, "the counter went back");
-    if (raw.*counter.field == 0 && counter.source.check(node).state != State::kRead) {
-      return absentBecause(counter.source, node, "it could not be read");
+  using Unread = std::vector<std::vector<bool>>;  // by interface and counter
+
+  // A counter that cannot be read is 0 to the library, and the next difference is off by all that it has
+  // counted.
+  Unread unreadCounters() const {
+    Unread unread;
+    for (const net::netStats& raw : monitor_->implementation->previousSample) {
+      std::vector<bool>& row = unread.emplace_back();
+      for (const Counter& counter : kCounters) {
+        row.push_back(raw.*counter.field == 0 &&
+                      counter.source.check(expanded(counter.source.target, raw.name)).state != State::kRead);
+      }
     }
+    return unread;
+  }
+
+  Value rate(std::size_t index, const net::netStats& stats, bool unreadBefore, bool unreadNow) const {
+    const Counter& counter = kCounters[index];
+    const std::uint64_t difference = stats.*counter.field;
+    if (unreadNow) {
+      return absentBecause(counter.source, expanded(counter.source.target, stats.name),
+                           "it could not be read");
+    }
+    if (unreadBefore) return Absent{"no earlier reading to compare with"};
+    if (wrapped(difference)) return Absent{"the counter went back"};
     return finite(static_cast<double>(difference) / seconds_, "no time has passed");
   }
 
@@ -82,6 +101,7 @@ class NetSection : public Section {
   std::optional<net::NET_MON> monitor_;
   Stopwatch watch_;
   std::vector<net::netStats> stats_;
+  Unread unread_;  // of the monitor's last sample
   double seconds_ = 0;
 };
 

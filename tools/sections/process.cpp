@@ -16,6 +16,7 @@ const std::vector<Source> kSources{
 };
 
 constexpr char kEnded[] = "the process ended during the interval";
+constexpr char kUnread[] = "no permission, or a parenthesis or line end in the name";
 
 bool isSelected(const std::vector<int>& sorted, int pid) {
   return sorted.empty() || std::binary_search(sorted.begin(), sorted.end(), pid);
@@ -119,8 +120,7 @@ class ProcessSection : public Section {
       count += finding.state != State::kAbsent ? 1 : 0;
     }
     if (count == 0) return {};
-    return kSources[1].target + (": " + std::to_string(count)) +
-           " processes not read: no permission, or a parenthesis or line end in the name";
+    return kSources[1].target + (": " + std::to_string(count)) + " processes not read: " + kUnread;
   }
 
   static std::vector<int> idsOf(const std::vector<process::processStats>& sample) {
@@ -142,8 +142,9 @@ class ProcessSection : public Section {
     const auto info = std::find_if(used_.begin(), used_.end(),
                                    [pid](const auto& candidate) { return candidate.pid == pid; });
     if (info != used_.end()) return row(*info);
-    const Absent reason =
-        absentBecause(kSources[1], expanded(kSources[1].target, std::to_string(pid)), kEnded);
+    const bool unread = std::binary_search(unread_.begin(), unread_.end(), pid);
+    const Absent reason = absentBecause(kSources[1], expanded(kSources[1].target, std::to_string(pid)),
+                                        unread ? kUnread : kEnded);
     return {static_cast<std::int64_t>(pid), reason, reason, reason, reason};
   }
 
