@@ -179,13 +179,14 @@ std::FILE* openStream(const char* path, const char* mode) {
   if (!isTracked(descriptor)) return ::fdopen(descriptor, mode);
   // The C library's own read would not be asked here.
   cookie_io_functions_t calls{};
-  calls.read = [](void* cookie, char* target, std::size_t bytes) {
-    return ::read(static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)), target, bytes);
+  calls.read = [](void* file, char* target, std::size_t bytes) {
+    return ::read(*static_cast<const int*>(file), target, bytes);
   };
-  calls.close = [](void* cookie) {
-    return ::close(static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)));
+  calls.close = [](void* file) {
+    const std::unique_ptr<int> owned{static_cast<int*>(file)};
+    return ::close(*owned);
   };
-  return ::fopencookie(reinterpret_cast<void*>(std::intptr_t{descriptor}), mode, calls);
+  return ::fopencookie(new int{descriptor}, mode, calls);
 }
 
 }  // namespace
@@ -553,14 +554,17 @@ int scanBoardFolder(const char* path, Entry*** list, Wants wants, Compare compar
 
 }  // namespace
 
-#define STANDS_IN_SCAN(name, entry_type)                                                    \
-  STANDS_IN int name(const char* path, entry_type*** list, int (*wants)(const entry_type*), \
-                     int (*compare)(const entry_type**, const entry_type**)) {              \
-    if (!lookAt(AT_FDCWD, path).mine) return NEXT(name)(path, list, wants, compare);        \
-    return scanBoardFolder(path, list, wants, compare);                                     \
-  }
-STANDS_IN_SCAN(scandir, dirent)
-STANDS_IN_SCAN(scandir64, dirent64)
+STANDS_IN int scandir(const char* path, dirent*** list, int (*wants)(const dirent*),
+                      int (*compare)(const dirent**, const dirent**)) {
+  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir)(path, list, wants, compare);
+  return scanBoardFolder(path, list, wants, compare);
+}
+
+STANDS_IN int scandir64(const char* path, dirent64*** list, int (*wants)(const dirent64*),
+                        int (*compare)(const dirent64**, const dirent64**)) {
+  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir64)(path, list, wants, compare);
+  return scanBoardFolder(path, list, wants, compare);
+}
 
 // -- the system
 // --------------------------------------------------------------------------------------------------------

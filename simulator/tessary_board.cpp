@@ -41,7 +41,7 @@ fs::path boardsFolder() { return besideExecutable(TESSARY_BOARDS_FROM_BIN); }
 
 fs::path findBoard(const std::string& board) {
   const bool isPath = board.find('/') != std::string::npos || fs::path{board}.extension() == ".json";
-  const fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
+  fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
   if (!isPath && !fs::exists(path))
     throw Failure{"there is no board " + board + "; 'tessary-board list' shows those that there are"};
   return path;
