@@ -99,8 +99,8 @@ OpenFile openFile(int descriptor) {
 std::string absolutePath(int folder, const char* path) {
   if (path == nullptr) return {};
   if (path[0] == '/') return path;
-  if (!isTracked(folder)) return {};
-  return openFile(folder).folder + "/" + path;
+  const std::string base = isTracked(folder) ? openFile(folder).folder : std::string{};
+  return base.empty() ? base : base + "/" + path;
 }
 
 Board::Opening lookAt(int folder, const char* path) {
@@ -127,6 +127,7 @@ int openPlaceholder(int flags, OpenFile file) {
 int openText(const std::string& path, const Node& node, int flags) {
   const int descriptor = ::memfd_create(path.c_str(), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
   if (descriptor < 0) return descriptor;
+  untrack(descriptor);  // the C library's own fclose is not seen here
   const std::string text = node.text ? node.text() : std::string{};
   for (std::size_t written = 0; written < text.size();) {
     const ssize_t count = ::write(descriptor, text.data() + written, text.size() - written);
@@ -167,7 +168,9 @@ mode_t modeArgument(int flags, std::va_list arguments) {
 int openAtAs(int folder, const char* path, int flags, mode_t mode) {
   int descriptor = -1;
   if (boardOpens(folder, path, flags, descriptor)) return descriptor;
-  return NEXT(openat)(folder, path, flags, mode);
+  descriptor = NEXT(openat)(folder, path, flags, mode);
+  untrack(descriptor);
+  return descriptor;
 }
 
 std::FILE* openStream(const char* path, const char* mode) {

@@ -85,8 +85,9 @@ int run(RunOptions options) {
 
   Environment environment;
   const char* const preloaded = std::getenv("LD_PRELOAD");
+  // After what is preloaded already: a sanitizer's runtime insists on being the first.
   environment.set("LD_PRELOAD",
-                  library.string() + (preloaded != nullptr ? std::string{":"} + preloaded : ""));
+                  (preloaded != nullptr ? std::string{preloaded} + ":" : "") + library.string());
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kTimeVariable, options.time);
