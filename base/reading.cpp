@@ -31,14 +31,6 @@ Directory openDirectory(const char* path) { return Directory{::opendir(path)}; }
 Folder::Folder(const char* path, int parent)
     : folder_{::openat(parent, path, O_PATH | O_DIRECTORY | O_CLOEXEC)}, error_{folder_ ? 0 : errno} {}
 
-Descriptor Folder::open(const char* file) const {
-  if (!folder_) {
-    errno = error_;
-    return Descriptor{};
-  }
-  return openForReading(file, folder_.get());
-}
-
 CommandStream runCommand(const char* command) { return CommandStream{::popen(command, "re")}; }
 
 std::string_view TextBuffer::readAll(int descriptor) {

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 #include <string_view>
@@ -25,7 +26,11 @@ class Folder {
  public:
   explicit Folder(const char* path, int parent = AT_FDCWD);
 
-  Descriptor open(const char* file) const;
+  Descriptor open(const char* file) const {
+    if (folder_) return openForReading(file, folder_.get());
+    errno = error_;
+    return Descriptor{};
+  }
   int descriptor() const { return folder_.get(); }
 
  private:

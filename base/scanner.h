@@ -91,13 +91,15 @@ class Scanner {
   template <typename Real>
   Scanner& real(Real& target) {
     static_assert(std::is_floating_point_v<Real>);
-    if (!atToken()) return *this;
+    if (!matching_) return *this;
     if (!plainDigits(target)) {
+      if (!atToken()) return *this;
       const std::size_t length = parseReal(rest(), target);
       cursor_ += length;
       matching_ = length != 0;
+      if (!matching_) return *this;
     }
-    if (matching_) ++converted_;
+    ++converted_;
     return *this;
   }
 
@@ -177,8 +179,8 @@ class Scanner {
   // The two's complement bits of the number: saturated to the signed or to the unsigned 64-bit range.
   bool integer(std::uint64_t& bits, bool isSigned);
 
-  // The common case of a real: a counter of up to 18 digits, exact in 64 bits and rounded once on the way to
-  // the target.
+  // The common case of a real: behind one blank, a counter of up to 18 digits, exact in 64 bits and rounded
+  // once on the way to the target.
   template <typename Real>
   bool plainDigits(Real& target);
 
@@ -225,9 +227,10 @@ bool Scanner::plainDigits(Real& target) {
   constexpr std::ptrdiff_t kExactDigits = 18;
 
   std::uint64_t value;
-  const char* const p = digits(cursor_, value);
+  const char* const first = *cursor_ == ' ' ? cursor_ + 1 : cursor_;
+  const char* const p = digits(first, value);
   const bool goesOn = isAboveSpace(*p);  // with a point, an exponent, or not as a number at all
-  if (goesOn || p == cursor_ || p - cursor_ > kExactDigits) return false;
+  if (goesOn || p == first || p - first > kExactDigits) return false;
   target = static_cast<Real>(static_cast<std::int64_t>(value));
   cursor_ = p;
   return true;

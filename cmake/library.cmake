@@ -16,6 +16,9 @@ add_library(tessary SHARED
   cpu/cpu_load.cpp
   cpu/cpu_mon.cpp
   ddr/ddr_mon.cpp
+  diskio/disk_mon.cpp
+  diskio/disk_samples.cpp
+  diskio/diskstats_text.cpp
   dsp/dsp_mon.cpp
   dsp/dsp_query.cpp
   dsp/remote_call.cpp
@@ -27,6 +30,9 @@ add_library(tessary SHARED
   gpu/gpu_tables.cpp
   memory/meminfo.cpp
   memory/memory_mon.cpp
+  net/net_counters.cpp
+  net/net_mon.cpp
+  net/net_samples.cpp
   process/process_diff.cpp
   process/process_mon.cpp
   process/process_reader.cpp

@@ -27,8 +27,8 @@ struct processMemoryMap {
 // Kernel threads, that is process 2 and its children, are left out, and so are processes whose stat cannot be
 // opened. Where smaps_rollup cannot be opened (no permission) or is empty (a process that has ended and is
 // not yet reaped) pss, rss and privateMem are 0; an empty one also stays open, one descriptor each time, by
-// design. A name with a blank puts the rest of the stat line out of step: ppid and vmSize of that process are
-// -1 and 0 then or, right after a kernel thread, those of the kernel thread, and it is left out like it.
+// design. A name with a blank puts the rest of the stat line out of step: ppid and vmSize are mostly -1 and 0
+// then or, right after a kernel thread, still that one's, so that the process is left out, too.
 //
 // Messages go to the platform log under "libtessary : procmem_mon". When memory is refused at construction,
 // every call asks for it again, and reports and returns nothing while it is still refused.

@@ -1,0 +1,10 @@
+#include "fuzz/target.h"
+#include "tessary/disk_mon.h"
+
+FUZZ_TARGET(text) {
+  static simulator::Board board;
+  static diskio::DISK_MON monitor;
+  board.folder("/sys/block/vda");
+  board.file("/proc/diskstats", text);
+  monitor.tessary_getIOStats();
+}
