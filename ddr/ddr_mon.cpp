@@ -88,7 +88,8 @@ std::int64_t rate(const counterPair (&pairs)[6], std::int32_t counterPair::*coun
                   std::int64_t countsInUnit, double factor) {
   std::int64_t sum = 0;
   for (const counterPair& pair : pairs) sum += pair.*counter;
-  return static_cast<std::int64_t>(static_cast<double>(sum / countsInUnit) * factor);
+  const std::int64_t units = sum / countsInUnit;
+  return static_cast<std::int64_t>(static_cast<double>(units) * factor);
 }
 
 void storeHalf(std::uint64_t* figures, std::int64_t first, std::int64_t second) {
@@ -131,7 +132,6 @@ DDR_MON::DDR_MON_INTERFACE::DDR_MON_INTERFACE()
     legacyCommand = tessary::allocateTable<legacyCommandRecord>();
   }
   results = tessary::allocateTable<uint64_t>(kFigures);
-  if (results == nullptr) errorFlag = 1;
 
   descriptor = ::open(kProfilerDevice, O_RDWR | O_CLOEXEC);
   if (descriptor < 0) {
@@ -164,6 +164,7 @@ uint64_t* DDR_MON::DDR_MON_INTERFACE::getDDRStats(int samplingTimeMs) {
     std::printf("BWProfiler: ioctl call get failed with ret = %d", result);
     errorFlag = 1;
   }
+  if (results == nullptr) errorFlag = 1;
   if (errorFlag != 0) {
     tessary::printLine("Error in DDR Profiling.");
     return nullptr;

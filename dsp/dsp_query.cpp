@@ -25,11 +25,13 @@ constexpr int kNoMemory = 2;
 constexpr int kHeapId = -1;
 constexpr uint32_t kHeapFlags = 0x08000001;
 
-// What a query holds. An entry is cleared as it is released, so that nothing is released twice; what a query
-// that never came to its end still holds is released before its entry is used again.
+// What a query holds. An entry is cleared as it is released, so that nothing is released twice. The next
+// query of the name takes the slot over as it stands, but for one whose end has failed: that is over, and is
+// released first.
 struct Slot {
   uint64_t handle;
   dspProfile* profile;
+  bool endFailed;
 
   void releaseProfile() {
     if (profile != nullptr) dsp::freeShared(std::exchange(profile, nullptr));
@@ -77,7 +79,7 @@ int tremlo_query_setup(const char* name) {
   // call of a method.
   tessary::Path<kUriBytes> uri;
   dsp::attachTo(processor->domain);
-  slot.closeHandle();
+  if (slot.endFailed) slot.closeHandle();
   tremloquery_open(uri.join(kModuleUri, processor->domain.suffix), &slot.handle);
 
   const int status = tremloquery_init(slot.handle, processor->npuFlag);
@@ -88,7 +90,7 @@ int tremlo_query_setup(const char* name) {
     return status;
   }
 
-  slot.releaseProfile();
+  if (std::exchange(slot.endFailed, false)) slot.releaseProfile();
   slot.profile = static_cast<dspProfile*>(dsp::allocateShared(kHeapId, kHeapFlags, sizeof(dspProfile)));
   if (slot.profile == nullptr) {
     std::puts("local_rpcmem_alloc failed");
@@ -121,6 +123,7 @@ int tremlo_query_exit(const char* name) {
   if (processor == nullptr) return kUnknownName;
   Slot& slot = processor->slot;
   const int status = tremloquery_deinit(slot.handle, processor->npuFlag);
+  slot.endFailed = status != 0;
   if (status != 0) return status;
   slot.releaseProfile();
   slot.closeHandle();

@@ -28,7 +28,7 @@ int DSP_MON::DSP_MON_INTERFACE::dsp_library_open() {
     libraryHandle = ::dlopen("libcdsprpc.so", RTLD_NOW | RTLD_GLOBAL);
   }
   if (libraryHandle == nullptr) {
-    // No reason is pending when no opening was tried.
+    // Absent when no opening was tried, unless the process has another failure pending.
     const char* const reason = ::dlerror();
     tessary::printLine(reason != nullptr ? reason : "");
     return -1;

@@ -66,11 +66,12 @@ GPU_MON::GPU_MON_INTERFACE::GPU_MON_INTERFACE() {
   tessary::printLine("Num available metrics = " + std::to_string(count));
   metricCount = count;
   gpuMap = allocateMap(count);
+  // Before the shutdown that follows a failed listing: the array is the profiler's.
+  for (uint64_t i = 0; metrics != nullptr && i < count; ++i) enterMetric(*this, i, metrics[i]);
   if (listed != ztSuccess) {
     tessary::printLine("Could not get available realtime metrics.");
     zoltrace_Shutdown();
   }
-  for (uint64_t i = 0; metrics != nullptr && i < count; ++i) enterMetric(*this, i, metrics[i]);
 
   if (zoltrace_StartRealtimeMonitor(metricIds, static_cast<uint32_t>(count)) != ztSuccess) {
     TESSARY_LOG_VERBOSE(kLog, "PIL : Could not start monitoring realtime metrics.");
@@ -84,7 +85,6 @@ GPU_MON::GPU_MON_INTERFACE::GPU_MON_INTERFACE() {
 }
 
 GPU_MON::GPU_MON_INTERFACE::~GPU_MON_INTERFACE() {
-  // The driver's figures end with the monitor; the profiler's last sample is left as it is.
   currentFrequency = 0;
   busyPercent = 0;
   spareFigure = 0;

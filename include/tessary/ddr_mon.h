@@ -58,7 +58,8 @@ class TESSARY_API DDR_MON {
 
   DDR_MON();
 
-  // Stops profiling on the device.
+  // Stops profiling on the device, closes it, and releases the records and the figures. A device that refuses
+  // is reported on standard output.
   ~DDR_MON();
   DDR_MON(const DDR_MON&) = delete;
   DDR_MON& operator=(const DDR_MON&) = delete;
@@ -72,7 +73,8 @@ class TESSARY_API DDR_MON {
   // the sampling time; on the newer one they are the driver's own, whatever the sampling time. The array
   // belongs to the monitor, lives until it is destroyed, and is overwritten by the next call.
   //
-  // Null once anything has failed on the device, and from then on, though the device is still asked.
+  // Null once anything has failed on the device or memory was refused, and from then on, though the device is
+  // still asked.
   uint64_t* tessary_getDDRStats();
 
   int count;         // of figures: 6
@@ -94,8 +96,8 @@ class TESSARY_API DDR_MON::DDR_MON_INTERFACE {
   uint64_t* results;                   // six figures; null when their memory was refused
   int count;                           // of figures: 6
   int descriptor;                      // of /dev/profiler, -1 when it could not be opened
-  legacyCommandRecord* legacyCommand;  // null on the newer interface
-  gen3CommandRecord* gen3Command;      // null on the older interface
+  legacyCommandRecord* legacyCommand;  // null on the newer interface, and when its memory was refused
+  gen3CommandRecord* gen3Command;      // null on the older interface, and when its memory was refused
   configurationRecord configuration;
   int errorFlag;  // 1 once anything has failed
 };

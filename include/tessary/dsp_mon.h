@@ -9,10 +9,11 @@
 
 namespace dsp {
 
-// Samples one DSP: id 2 is "adsp", id 3 is "cdsp". Construction loads the remote-call library libcdsprpc.so,
-// the first time and every time, and never unloads it; it always succeeds. A monitor of any other id or name,
-// or without that library, stays in place and fails each sample. A name is compared with its first four
-// letters, in lower case only: "adspX" is the adsp, "ADSP" is none, nor is a null pointer.
+// Samples one DSP: id 2 is "adsp", id 3 is "cdsp". Construction for one of them loads the remote-call library
+// libcdsprpc.so, the first time and every time, and never unloads it; it always succeeds. A monitor of any
+// other id or name, or without that library, stays in place and fails each sample. A name is compared with
+// its first four letters, in lower case only: "adspX" is the adsp, "ADSP" is none, nor is a null pointer. Its
+// text is neither changed nor kept.
 //
 // Messages go to the platform log under "libtessary : dsp_mon"; those of the loader and of the query
 // (dsp_query.h) go to standard output.
@@ -41,7 +42,7 @@ class TESSARY_API DSP_MON {
   // Starts a query on the DSP, waits one sampling time on the caller's thread, takes the figures and ends the
   // query. Returns 0; -1 when the monitor is not usable, the query could not be started, the hook stopped it
   // or the DSP gave no figures: load and clock keep their values then. When only the end of the query failed,
-  // load and clock are new, and the result is the status of the end.
+  // load and clock are new, and the result is the status of the end, which may be -1 as well.
   int tessary_getDSPSample();
 
   // The clock of the last sample, in the unit of the DSP's service; 0 before the first.
@@ -69,14 +70,15 @@ class TESSARY_API DSP_MON::DSP_MON_INTERFACE {
 
   // Each takes on the identity of a DSP, opens the remote-call library, sets the state from that and the
   // sampling time to 500 ms. Returns 0, or -1 when the library is not there. The ids known are 2, 3 and 0,
-  // the last being no DSP, without a name and a library; any other id returns -1 and changes neither id nor
-  // state. A name that is not a DSP's is taken for id 0.
+  // the last being no DSP, without a name and a library; any other id returns -1, clears the
+  // name, sets the sampling time to 500 ms, and changes neither id nor state. A name that is not a DSP's is
+  // taken for id 0.
   int dsp_mon_init_by_id(int id);
   int dsp_mon_init_by_name(char* dspName);
 
   // Loads libcdsprpc.so and stores its entry points (remote_call.h); for an id other than 2 and 3 it takes
-  // the handle that is there already. Returns 0; without a library -1, and the dynamic loader's reason in a
-  // line on standard output.
+  // the handle that is there already. Returns 0; without a library -1, and a line on standard output with
+  // what the dynamic loader has to say: nothing, or an older failure, where it was not asked.
   int dsp_library_open();
 
   char name[8];    // empty: no DSP

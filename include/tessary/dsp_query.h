@@ -23,16 +23,18 @@ struct dspProfile {
 
 // Starts the query: opens the service on the DSP, starts its measurement and allocates the profile record,
 // zeroed. Returns 0; 1 for an unknown name; 2 when the record could not be allocated; else the status of
-// starting the measurement. After a failure nothing is held. A query of the same DSP that was not ended, or
-// whose end failed, gives way: its handle and its record are released.
+// starting the measurement, which may be 1 or 2 as well. After a failure nothing is held. A query of the same
+// DSP whose end failed is released first; one that was not ended is taken over, and its handle and record are
+// lost.
 TESSARY_API int tremlo_query_setup(const char* name);
 
-// Reads the profile record and the number of its metrics. The record belongs to the query and lives until
-// tremlo_query_exit. Null when the reading failed, for an unknown name, or without no_metrics.
+// Reads the profile record and the number of its metrics, of a query that was set up. The record belongs to
+// the query and lives until tremlo_query_exit. Null when the reading failed, for an unknown name, or without
+// no_metrics.
 TESSARY_API dspProfile* tremlo_query_getprof(const char* name, uint32_t* no_metrics);
 
 // Ends the query and releases what it holds. Returns 0; 1 for an unknown name; else the status of ending the
-// measurement: the query is kept then, and may be ended again.
+// measurement, which may be 1 as well: the query is kept then, and may be ended again.
 TESSARY_API int tremlo_query_exit(const char* name);
 
 }  // extern "C"

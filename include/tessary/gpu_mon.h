@@ -79,8 +79,9 @@ class TESSARY_API GPU_MON {
   float tessary_getWriteBandwidth();  // bytes per second
 
   // The last sample's utilization in percent, as the profiler measures it. -1.0 until
-  // GPU_MON_INTERFACE::get_GPU_MaxClock has read the maximum clock: for comparison, each call reads the busy
-  // percentage too, weighs it by the clock's share of the maximum, and logs it.
+  // GPU_MON_INTERFACE::get_GPU_MaxClock has read the maximum clock, and again after it has failed to: for
+  // comparison, each call reads the busy percentage too, weighs it by the clock's share of the maximum, and
+  // logs it.
   float tessary_getGPUUtilization();
 
   // The busy percentage from /sys/class/vrdx/vrdx-3d0/gpu_busy_percentage, read at the call; -1.0 when the
@@ -105,7 +106,8 @@ class TESSARY_API GPU_MON::GPU_MON_INTERFACE {
   void setGPUHeaders();
 
   // Reads /sys/class/vrdx/vrdx-3d0/max_clock_mhz into the target's maxClock: -1.0 when the node cannot be
-  // opened, the previous figure when it holds no number. Nothing but the host calls it.
+  // opened, the previous figure when it holds no number. The target is not null. Nothing but the host calls
+  // it.
   void get_GPU_MaxClock(GPU_MON_INTERFACE* target);
 
   float currentFrequency = 0;     // always 0: only logged
@@ -114,10 +116,10 @@ class TESSARY_API GPU_MON::GPU_MON_INTERFACE {
   float maxClock = -1;            // MHz; -1.0 not read
   uint32_t* metricIds = nullptr;  // of all metrics on offer, in the profiler's order; null when refused
   uint64_t metricCount = 0;       // metrics on offer; then, values in the profiler's last reading
-  float clocksPerSecond = 0;      // Hz
+  float clocksPerSecond = 0;      // Hz, of the last sample like the four below
   float utilizationPercent = 0;
   float busBusyPercent = 0;
-  float readBytesPerSec = 0;
+  float readBytesPerSec = 0;  // bytes per second
   float writeBytesPerSec = 0;
 };
 

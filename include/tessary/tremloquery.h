@@ -1,9 +1,9 @@
 // The client side of the query interface, which the module libtremloquery_skel.so offers on a DSP: one
 // function for each remote method, and the description of the interface.
 //
-// Every function returns 0 on success, else the status of the remote-call library unchanged; -1 where that
-// library is not loaded or lacks the entry point. Nothing is logged. The functions keep no state: they are as
-// safe to use from several threads as the remote-call library is.
+// Every function but get_full_uri_info returns 0 on success, else the status of the remote-call library
+// unchanged; -1 where that library is not loaded or lacks the entry point. Nothing is logged. The functions
+// keep no state: they are as safe to use from several threads as the remote-call library is.
 #ifndef TESSARY_TREMLOQUERY_H
 #define TESSARY_TREMLOQUERY_H
 
@@ -14,16 +14,17 @@
 
 extern "C" {
 
-// Opens the query module of a domain: "file:///libtremloquery_skel.so?tremloquery_skel_handle_invoke&
-// _modver=1.0" (in one piece), followed by "&_dom=adsp", "&_dom=sdsp" or "&_dom=cdsp".
+// Opens the query module of a domain. Its URI is
+//   file:///libtremloquery_skel.so?tremloquery_skel_handle_invoke&_modver=1.0
+// followed by "&_dom=adsp", "&_dom=sdsp" or "&_dom=cdsp". The handle is for tremloquery_close to release.
 TESSARY_API int tremloquery_open(const char* uri, uint64_t* handle);
 TESSARY_API int tremloquery_close(uint64_t handle);
 
 // Starts the measurement on the DSP; npu_flag is 1 for the neural processor of the domain, else 0.
 TESSARY_API int tremloquery_init(uint64_t handle, uint32_t npu_flag);
 
-// Fills `length` bytes at profdata_ptr with the profile record, and stores the number of its metrics. On a
-// status other than 0, *no_metrics keeps its value.
+// Fills `length` bytes (not negative) at profdata_ptr with the profile record, and stores the number of its
+// metrics. On a status other than 0, *no_metrics keeps its value. Neither pointer is null.
 TESSARY_API int tremloquery_get_profdata(uint64_t handle, unsigned char* profdata_ptr, int length,
                                          uint32_t* no_metrics, uint32_t npu_flag);
 

@@ -31,14 +31,15 @@ struct ztRealtimeMetricProperties {
 // The current value of a metric. 16 bytes.
 struct ztRealtimeMetricValue {
   uint32_t id;
-  double
-      value;  // in the unit that the metric's name tells: Hz for "Clocks / Second", percent, bytes per second
+  // In the unit that the metric's name tells: Hz for "Clocks / Second", percent, bytes per second.
+  double value;
 };
 
 // The two pointers are unknown here: libtessary.so passes null.
 ztResultCode zoltrace_Init(void*, void*);
 
-// Hands out the metrics on offer. The array and its texts belong to the profiler.
+// Hands out the metrics on offer. The array and its texts belong to the profiler, which does not say for how
+// long: use them before the next call.
 ztResultCode zoltrace_GetAvailableRealtimeMetrics(ztRealtimeMetricProperties** metrics, uint64_t* count);
 
 ztResultCode zoltrace_StartRealtimeMonitor(const uint32_t* ids, uint32_t count);

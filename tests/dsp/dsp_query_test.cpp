@@ -101,7 +101,7 @@ TEST_F(DspQuery, KeepsAQueryWhoseEndFailedForAnotherTry) {
   EXPECT_EQ(tremlo_query_exit("adsp"), 0);
 }
 
-TEST_F(DspQuery, ReleasesAKeptQueryBeforeItsSlotIsUsedAgain) {
+TEST_F(DspQuery, ReleasesAQueryWhoseEndFailedBeforeItsSlotIsUsedAgain) {
   dsps_.fail(RemoteCall::kDeinit, 14);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(tremlo_query_setup("adsp"), 0);
