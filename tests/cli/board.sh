@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# The tool on simulated boards, where time passes by the waits alone and every figure is known. With UPDATE_GOLDEN set,
+# what it writes becomes what is expected.
+. "$(dirname "$0")/lib.sh"
+
+golden=$(dirname "$0")/golden
+# BOARD SEED ARGUMENT..
+on() { "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
+same() { cmp -s "$1" "$2" || fail "$3: $(diff "$1" "$2" | head -n 20)"; }
+
+# Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds.
+on hostile 1 report --top 5 >"$work/out" 2>"$work/err" || fail "report: exit code $?"
+empty err
+[ -z "${UPDATE_GOLDEN:-}" ] || cp "$work/out" "$golden/report.txt"
+same "$golden/report.txt" "$work/out" "the report of the hostile board is another"
+on hostile 1 report --json >"$work/out"
+valid report "$work/out"
+
+# The same seed, the same figures.
+for seed in 7 7 8; do on vx4490p $seed report >>"$work/seed$seed"; done
+half=$(($(wc -l <"$work/seed7") / 2))
+head -n $half "$work/seed7" >"$work/first"
+tail -n $half "$work/seed7" >"$work/second"
+same "$work/first" "$work/second" "two runs with one seed differ"
+cmp -s "$work/first" "$work/seed8" && fail "two seeds give the same figures"
+
+# Everything goes wrong, one thing after the other: each figure is absent for as long as it cannot be read, and says so.
+on hostile 1 record -o "$work/recording" --duration 16 --monitors \
+  cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr >"$work/out" 2>"$work/err" || fail "record: exit code $?"
+empty err
+head -n 1 "$work/recording" >"$work/header"
+valid record_header "$work/header"
+valid record_sample "$work/recording" --lines
+[ "$(wc -l <"$work/recording")" -eq 17 ] || fail "the recording has $(wc -l <"$work/recording") lines"
+
+# SECOND TEXT: the sample that ends that long after the start holds the text.
+at() {
+  sed -n "$(($1 + 1))p" "$work/recording" | grep -qF -- "$2" || fail "second $1 lacks $2"
+}
+at 1 '"boot_time_ns":3601000000000,"interval_ms":1000.0,"cpu":{"cores_configured":8,"load_percent":69.248'
+at 2 '"items":["load_percent","steal_percent","cores[*].load_percent","cores[*].steal_percent"],"error":"/proc/stat: the lines'
+at 3 '"items":["cores[3].load_percent","cores[3].steal_percent"],"error":"the core is offline'
+at 3 '{"core":4,"load_percent":75.0,"steal_percent":0.0,"clock_khz":1180800,'
+at 3 '{"pid":500,"name":"short_lived","cpu_percent":50.0,"user_seconds":0.5,"system_seconds":0.0}'
+at 3 '"items":["zones[1].temperature_celsius"],"error":"/sys/class/thermal/thermal_zone#/temp: Invalid argument"'
+at 3 '{"zone":"thermal_zone4","temperature_celsius":-40.0}'
+at 4 '{"pid":501,"name":"late","cpu_percent":12.5,"user_seconds":0.125,"system_seconds":0.0}'
+at 5 '{"interface":"eth0","rx_bytes_per_second":125000.0,'  # a wrap at 64 bits is none
+at 5 '"items":["interfaces[2].tx_bytes_per_second"],"error":"the counter went back"'
+at 6 '{"disk":"sda","read_bytes_per_second":1048576.0,"write_bytes_per_second":524288.0}'
+at 6 '"write_bytes_per_second"],"error":"the GPU profiler gave no value"'
+at 7 '"memory":{"errors":[{"items":["*"],"error":"/proc/meminfo: holds no \"MemTotal:\""}]}'
+at 8 '"disk":{"errors":[{"items":["disks"],"error":"a disk appeared or disappeared during the interval"}]}'
+at 8 '"error":"/sys/class/net/*/statistics/rx_bytes: No such file or directory"'
+at 9 '"items":["busy_percent"],"error":"/sys/class/vrdx/vrdx-3d0/gpu_busy_percentage: Permission denied"'
+at 9 '"ddr":{"errors":[{"items":["*"],"error":"/dev/profiler: the device refused a request'
+at 10 '"items":["dsps[1].load","dsps[1].clock"],"error":"the DSP'
+at 10 '{"dsp":"adsp","load":12.5,"clock":614400}'
+at 10 '"interfaces[2].collisions_per_second"],"error":"no earlier reading to compare with"'
+at 11 '{"interface":"wlan0","rx_bytes_per_second":30000.0,'
+at 12 '"ddr":{"a1":1000,"a2":800,"a_total":1800,"b1":1200,"b2":600,"b_total":1800}'
+at 12 '"items":["top"],"error":"/proc/#/smaps_rollup: Permission denied (1 of 26 processes)"'
+at 13 '"disk":{"errors":[{"items":["disks"],"error":"/proc/diskstats: Too many open files"}]}'
+at 13 '"process":{"errors":[{"items":["*","top"],"error":"/proc: Too many open files"}]}'
+at 16 '"processes":26,"cpu_percent":72.5,'
+
+on hostile 1 doctor --monitors thermal,ddr >"$work/out" || fail "doctor: exit code $?"
+grep -qE 'thermal +/sys/class/thermal/thermal_zone#/temp +5 +read +0.000 ms$' "$work/out" || fail "$(cat "$work/out")"
+on hostile 1 selftest >"$work/out" || fail "selftest: exit code $?"
+holds out "run_test: passed"
+
+finish

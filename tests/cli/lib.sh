@@ -1,0 +1,42 @@
+# Sourced by the tests of the host tool. The build's test command sets TESSARY, the tool; SCHEMA_CHECK and SCHEMA, which
+# tell whether a text is what docs/report.schema.json says; EMULATOR, which runs them both, if need be.
+set -u
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+fail() {
+  echo "FAILED: $*" >&2
+  failures=$((failures + 1))
+}
+
+finish() { exit $((failures > 0)); }
+
+tessary() { ${EMULATOR:-} "$TESSARY" "$@"; }
+
+# CODE ARGUMENT..: runs the tool, which has to end with CODE; what it wrote is in $work/out and $work/err.
+run() {
+  local code=$1 got=0
+  shift
+  tessary "$@" >"$work/out" 2>"$work/err" </dev/null || got=$?
+  [ "$got" -eq "$code" ] || fail "tessary $*: exit code $got, not $code: $(head -c 300 "$work/err")"
+}
+
+# FILE TEXT
+holds() { grep -qF -- "$2" "$work/$1" || fail "no '$2' in $1: $(head -c 600 "$work/$1")"; }
+lacks() { ! grep -qF -- "$2" "$work/$1" || fail "'$2' in $1: $(head -c 600 "$work/$1")"; }
+empty() { [ ! -s "$work/$1" ] || fail "$1 is not empty: $(head -c 600 "$work/$1")"; }
+
+# DEFINITION FILE: the whole file is one such document; with --lines every line after the first is.
+valid() { ${EMULATOR:-} "$SCHEMA_CHECK" "$SCHEMA" "$@" || fail "$* is not what the schema says"; }
+
+# Waits for a condition that another process brings about, half a minute at most; without it there is no going on.
+until_true() {
+  local tries
+  for tries in $(seq 1500); do
+    "$@" && return
+    sleep 0.02
+  done
+  fail "never: $*"
+  finish
+}

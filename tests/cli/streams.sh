@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Only the tool's own words are in its output, and an output that fails is told of once.
+. "$(dirname "$0")/lib.sh"
+
+run 0 report --interval 20
+empty err
+lacks out "Changed Sample Time"
+lacks out "CPU_MON"
+grep -q $'\033' "$work/out" && fail "colour without a terminal"
+run 0 report --interval 20 --monitors cpu --diagnostics
+holds err "Changed Sample Time = 20"
+holds err "CPU_MON_INTERFACE : Constructor done."
+lacks out "Changed Sample Time"
+
+# A reader that has gone is no error, and no noise.
+tessary report --interval 20 2>"$work/err" | true
+[ "${PIPESTATUS[0]}" -eq 0 ] || fail "a closed pipe is an error"
+empty err
+tessary record -o - --interval 1 --monitors memory 2>"$work/err" | head -n 2 >"$work/out"
+[ "$(wc -l <"$work/out")" -eq 2 ] || fail "the first two lines of a recording are not there"
+empty err
+
+if [ -w /dev/full ]; then
+  for command in "report --interval 20" "report --interval 20 --json" "doctor" "--help" "version"; do
+    # shellcheck disable=SC2086
+    tessary $command >/dev/full 2>"$work/err" && fail "$command: a full disk is no error"
+    holds err "standard output: No space left on device"
+  done
+fi
+tessary report --interval 20 >&- 2>"$work/err" && fail "a closed output is no error"
+holds err "standard output: Bad file descriptor"
+
+finish

@@ -1,0 +1,78 @@
+#include "tools/output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace tool {
+
+namespace {
+
+constexpr int kAboveStandard = 3;
+
+int copyOf(int descriptor) { return ::fcntl(descriptor, F_DUPFD_CLOEXEC, kAboveStandard); }
+
+}  // namespace
+
+Sink::~Sink() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+Sink::Sink(Sink&& other) noexcept
+    : name_{std::move(other.name_)},
+      descriptor_{std::exchange(other.descriptor_, -1)},
+      written_{other.written_} {}
+
+Sink Sink::file(const std::string& path) {
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (descriptor < 0) throw Failure{path + ": " + std::strerror(errno)};
+  return Sink{path, descriptor};
+}
+
+void Sink::write(std::string_view text) {
+  for (std::string_view left = text; !left.empty();) {
+    const ssize_t count = ::write(descriptor_, left.data(), left.size());
+    if (count >= 0) {
+      left.remove_prefix(static_cast<std::size_t>(count));
+      continue;
+    }
+    const int error = errno;
+    if (error == EINTR) continue;
+    if (left.size() != text.size()) static_cast<void>(::ftruncate(descriptor_, static_cast<off_t>(written_)));
+    if (error == EPIPE) throw ClosedPipe{};
+    throw Failure{name_ + ": " + std::strerror(error)};
+  }
+  written_ += text.size();
+}
+
+bool Sink::isTerminal() const { return ::isatty(descriptor_) != 0; }
+
+Streams::Streams()
+    : out{"standard output", copyOf(STDOUT_FILENO)}, error{"standard error", copyOf(STDERR_FILENO)} {
+  // What was closed must not be taken by a file that is opened later.
+  while (true) {
+    const int descriptor = ::open("/dev/null", O_RDWR);
+    if (descriptor < 0 || descriptor > STDERR_FILENO) {
+      ::close(descriptor);
+      return;
+    }
+  }
+}
+
+void Streams::divertLibrary(bool diagnostics) {
+  if (diagnostics) {
+    ::setenv("ANDROID_LOG_TAGS", "*:V", 0);
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    return;
+  }
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  ::dup2(nowhere, STDOUT_FILENO);
+  ::dup2(nowhere, STDERR_FILENO);
+  ::close(nowhere);
+}
+
+}  // namespace tool
