@@ -26,6 +26,11 @@ std::string folderOf(const std::string& path) {
   return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
 }
 
+std::string entryOf(std::string folder, const std::string& name) {
+  if (folder != "/") folder += '/';
+  return folder += name;
+}
+
 std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 // /proc//12/../12/./stat -> /proc/12/stat
@@ -337,7 +342,7 @@ std::vector<std::string> Board::list(const std::string& path) const {
   const auto append = [&](const std::vector<std::string>& names) {
     for (const std::string& name : names) {
       Node node;
-      if (!nodeChanges_.empty()) applyChanges((key == "/" ? key : key + "/") + name, node);
+      if (!nodeChanges_.empty()) applyChanges(entryOf(key, name), node);
       if (!node.isGone) entries.push_back(name);
     }
   };
@@ -416,8 +421,9 @@ std::string Board::freeze() const {
     for (const std::string& name : residents.names()) {
       const std::optional<Node> resident = residents.find(name);
       if (!resident) continue;
-      if (!resident->isFolder) paths.push_back(folder + "/" + name);
-      for (const std::string& entry : resident->entries) paths.push_back(folder + "/" + name + "/" + entry);
+      const std::string path = entryOf(folder, name);
+      if (!resident->isFolder) paths.push_back(path);
+      for (const std::string& entry : resident->entries) paths.push_back(entryOf(path, entry));
     }
   }
 

@@ -109,7 +109,7 @@ std::vector<std::pair<const char*, Signal>> readMemory(const JsonValue& value) {
 ProcessFile readProcess(JsonObject& object) {
   ProcessFile process;
   process.pid = static_cast<int>(object.need("pid").whole(1, kLargestId - kMostItems)) + object.number();
-  process.name = object.need("name").text();
+  process.name = object.need("name").name();
   object.read("ppid", process.parent, 0, kLargestId);
   std::string state(1, process.state);
   object.read("state", state);
@@ -128,6 +128,7 @@ ProcessFile readProcess(JsonObject& object) {
   process.started = started * kMicrosecondsInSecond;
   object.readTime("born_ms", process.life.from);
   object.readTime("ended_ms", process.life.to);
+  if (process.life.to <= process.life.from) object.fail("ended_ms is not after born_ms");
   return process;
 }
 
@@ -146,7 +147,7 @@ std::vector<ProcessFile> readProcesses(const JsonValue& list) {
 
 DiskFile readDisk(JsonObject& object) {
   DiskFile disk;
-  disk.name = object.need("name").text();
+  disk.name = object.need("name").name();
   object.read("major", disk.major, 0, 4095);
   object.read("minor", disk.minor, 0, 1 << 20);
   object.read("partitions", disk.partitions, 0, 128);
@@ -157,7 +158,7 @@ DiskFile readDisk(JsonObject& object) {
 
 InterfaceFile readInterface(JsonObject& object) {
   InterfaceFile interface;
-  interface.name = object.need("name").text();
+  interface.name = object.need("name").name();
   readCounters(object, kNetworkKeys, interface.counters);
   return interface;
 }
@@ -170,7 +171,7 @@ GpuFile readGpu(const JsonValue& value) {
   if (const auto metrics = object.find("metrics")) {
     gpu.metrics = readGroups<GpuMetricFile>(*metrics, [](JsonObject& metric) {
       return GpuMetricFile{static_cast<std::uint32_t>(metric.need("id").whole(0, 0xffffffff)),
-                           metric.need("name").text(),
+                           metric.need("name").name(),
                            metric.need("value").signal(-kLargestNumber, kLargestNumber)};
     });
   }
@@ -180,7 +181,7 @@ GpuFile readGpu(const JsonValue& value) {
 
 DspFile readDsp(JsonObject& object) {
   DspFile dsp;
-  dsp.name = object.need("name").text();
+  dsp.name = object.need("name").name();
   object.read("load", dsp.load, 0, 100);
   object.read("clock", dsp.clock, 0, 0xffffffff);
   return dsp;
@@ -199,6 +200,14 @@ std::vector<std::pair<std::string, std::string>> readTexts(const JsonValue& valu
   JsonObject object{value};
   for (const std::string& name : value.names()) texts.emplace_back(name, object.need(name).text());
   return texts;
+}
+
+std::vector<std::pair<std::string, std::string>> readNodes(const JsonValue& value) {
+  std::vector<std::pair<std::string, std::string>> nodes = readTexts(value);
+  for (const auto& [path, text] : nodes) {
+    if (path.empty() || path.front() != '/') JsonObject{value}.need(path).fail("is no absolute path");
+  }
+  return nodes;
 }
 
 // -- what goes wrong with it
@@ -348,7 +357,7 @@ BoardFile readBoard(const JsonValue& root, BoardFile board) {
   object.read("soc", board.soc);
   if (const auto id = object.find("feature_id")) board.featureId = static_cast<int>(id->whole(0, 255));
   if (const auto properties = object.find("properties")) board.properties = readTexts(*properties);
-  if (const auto nodes = object.find("nodes")) board.nodes = readTexts(*nodes);
+  if (const auto nodes = object.find("nodes")) board.nodes = readNodes(*nodes);
   object.read("ticks_per_second", board.ticksPerSecond, 1, 1000000);
 
   const JsonValue cores = object.need("cores");

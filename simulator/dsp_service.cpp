@@ -140,7 +140,8 @@ int DspService::open(const char* uri, std::uint64_t* handle) {
   record("open " + text + " -> " + (status == 0 ? module.name : "none"), status);
   if (status != 0) return status;
   *handle = kFirstHandle + opened_;
-  modules_[*handle] = module;
+  // Nobody closes what is attached.
+  if (keepsCalls_ || !module.attached) modules_[*handle] = module;
   return 0;
 }
 

@@ -99,8 +99,8 @@ OpenFile openFile(int descriptor) {
 std::string absolutePath(int folder, const char* path) {
   if (path == nullptr) return {};
   if (path[0] == '/') return path;
-  if (!isTracked(folder)) return {};
-  return openFile(folder).folder + "/" + path;
+  const std::string base = isTracked(folder) ? openFile(folder).folder : std::string{};
+  return base.empty() ? base : base + "/" + path;
 }
 
 Board::Opening lookAt(int folder, const char* path) {
@@ -127,6 +127,7 @@ int openPlaceholder(int flags, OpenFile file) {
 int openText(const std::string& path, const Node& node, int flags) {
   const int descriptor = ::memfd_create(path.c_str(), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
   if (descriptor < 0) return descriptor;
+  untrack(descriptor);  // the C library's own fclose is not seen here
   const std::string text = node.text ? node.text() : std::string{};
   for (std::size_t written = 0; written < text.size();) {
     const ssize_t count = ::write(descriptor, text.data() + written, text.size() - written);
@@ -167,7 +168,9 @@ mode_t modeArgument(int flags, std::va_list arguments) {
 int openAtAs(int folder, const char* path, int flags, mode_t mode) {
   int descriptor = -1;
   if (boardOpens(folder, path, flags, descriptor)) return descriptor;
-  return NEXT(openat)(folder, path, flags, mode);
+  descriptor = NEXT(openat)(folder, path, flags, mode);
+  untrack(descriptor);
+  return descriptor;
 }
 
 std::FILE* openStream(const char* path, const char* mode) {
@@ -179,13 +182,14 @@ std::FILE* openStream(const char* path, const char* mode) {
   if (!isTracked(descriptor)) return ::fdopen(descriptor, mode);
   // The C library's own read would not be asked here.
   cookie_io_functions_t calls{};
-  calls.read = [](void* cookie, char* target, std::size_t bytes) {
-    return ::read(static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)), target, bytes);
+  calls.read = [](void* file, char* target, std::size_t bytes) {
+    return ::read(*static_cast<const int*>(file), target, bytes);
   };
-  calls.close = [](void* cookie) {
-    return ::close(static_cast<int>(reinterpret_cast<std::intptr_t>(cookie)));
+  calls.close = [](void* file) {
+    const std::unique_ptr<int> owned{static_cast<int*>(file)};
+    return ::close(*owned);
   };
-  return ::fopencookie(reinterpret_cast<void*>(std::intptr_t{descriptor}), mode, calls);
+  return ::fopencookie(new int{descriptor}, mode, calls);
 }
 
 }  // namespace
@@ -553,14 +557,17 @@ int scanBoardFolder(const char* path, Entry*** list, Wants wants, Compare compar
 
 }  // namespace
 
-#define STANDS_IN_SCAN(name, entry_type)                                                    \
-  STANDS_IN int name(const char* path, entry_type*** list, int (*wants)(const entry_type*), \
-                     int (*compare)(const entry_type**, const entry_type**)) {              \
-    if (!lookAt(AT_FDCWD, path).mine) return NEXT(name)(path, list, wants, compare);        \
-    return scanBoardFolder(path, list, wants, compare);                                     \
-  }
-STANDS_IN_SCAN(scandir, dirent)
-STANDS_IN_SCAN(scandir64, dirent64)
+STANDS_IN int scandir(const char* path, dirent*** list, int (*wants)(const dirent*),
+                      int (*compare)(const dirent**, const dirent**)) {
+  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir)(path, list, wants, compare);
+  return scanBoardFolder(path, list, wants, compare);
+}
+
+STANDS_IN int scandir64(const char* path, dirent64*** list, int (*wants)(const dirent64*),
+                        int (*compare)(const dirent64**, const dirent64**)) {
+  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir64)(path, list, wants, compare);
+  return scanBoardFolder(path, list, wants, compare);
+}
 
 // -- the system
 // --------------------------------------------------------------------------------------------------------

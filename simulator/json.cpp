@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 namespace simulator {
@@ -142,8 +143,14 @@ void JsonValue::expect(Json::Kind kind, const char* what) const {
 std::string JsonValue::text() const {
   expect(Json::Kind::kText, "a text");
   std::string text = json_->text;
-  const std::size_t place = text.find("%d");
+  const std::size_t place = number_ != kNoGroup ? text.find("%d") : std::string::npos;
   return place == std::string::npos ? text : text.replace(place, 2, std::to_string(number_));
+}
+
+std::string JsonValue::name() const {
+  std::string name = text();
+  if (name.empty()) fail("is empty");
+  return name;
 }
 
 bool JsonValue::flag() const {
@@ -163,9 +170,9 @@ Thousandths JsonValue::figure(std::int64_t least, std::int64_t most) const {
   if (!(number >= static_cast<double>(least) && number <= static_cast<double>(most)))
     fail(rangeText(least, most));
   const double thousandths = number * kOne;
-  // What the decimal text cannot say exactly in binary is off by far less than this.
-  if (std::abs(thousandths - std::round(thousandths)) > 1e-6 * std::max(1.0, std::abs(number)))
-    fail("has more than three decimals");
+  // A decimal text is off by no more than this in binary.
+  const double inexact = 4 * std::numeric_limits<double>::epsilon() * std::abs(thousandths);
+  if (std::abs(thousandths - std::round(thousandths)) > inexact) fail("has more than three decimals");
   return std::llround(thousandths);
 }
 

@@ -44,19 +44,21 @@ struct JsonSource {
   std::shared_ptr<const Wave> noise;
 };
 
+constexpr int kNoGroup = -1;
 constexpr std::int64_t kLargestNumber = 1000000000000;  // 10^12
 
 // A value at its place in the file, of which the reader says what it must be.
 class JsonValue {
  public:
-  JsonValue(const JsonSource& source, const Json& json, std::string key, int number = 0)
+  JsonValue(const JsonSource& source, const Json& json, std::string key, int number = kNoGroup)
       : source_{&source}, json_{&json}, key_{std::move(key)}, number_{number} {}
 
   [[noreturn]] void fail(const std::string& message) const;
   int line() const { return json_->line; }
   const std::string& key() const { return key_; }
 
-  std::string text() const;  // with "%d" replaced by the number of the item within its group
+  std::string text() const;  // with "%d" replaced by the number of the item, within a group
+  std::string name() const;  // a text that is not empty
   bool flag() const;
   std::int64_t whole(std::int64_t least, std::int64_t most) const;
   Thousandths figure(std::int64_t least, std::int64_t most) const;
@@ -79,7 +81,7 @@ class JsonValue {
 // An object whose members are read by name. What nobody asked for is a mistake: see end().
 class JsonObject {
  public:
-  explicit JsonObject(const JsonValue& value, int number = 0);
+  explicit JsonObject(const JsonValue& value, int number = kNoGroup);
 
   std::optional<JsonValue> find(const std::string& key);
   JsonValue need(const std::string& key);

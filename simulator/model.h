@@ -38,7 +38,7 @@ inline Microseconds boardTime(const Board& board) { return board.clock().now() /
 
 // What a percentage of the time comes to, in clock ticks.
 constexpr std::uint64_t ticksOf(Wide percentIntegral, int ticksPerSecond) {
-  return static_cast<std::uint64_t>(percentIntegral * ticksPerSecond / (100 * kOne * kMicrosecondsInSecond));
+  return static_cast<std::uint64_t>(percentIntegral * ticksPerSecond / (100 * kOneForASecond));
 }
 
 __attribute__((format(printf, 2, 3))) void append(std::string& text, const char* format, ...);

@@ -38,7 +38,7 @@ class OlderCounters {
     const bool isB = word >= kFirstWord + 2 * kCounters;
     const Signal& perSecond = ddr_.perSecond[(isB ? kB1 : kA1) + static_cast<std::size_t>(word % 2)];
     const Wide counted = (perSecond.integral(to_) - perSecond.integral(from_)) *
-                         (isB ? kCountsOfB : kCountsOfA) / (kOne * kMicrosecondsInSecond);
+                         (isB ? kCountsOfB : kCountsOfA) / kOneForASecond;
     const int counter = (word - kFirstWord) / 2 % kCounters;
     const Wide share = counted / kCounters + (counter < static_cast<int>(counted % kCounters) ? 1 : 0);
     return static_cast<std::uint32_t>(std::min<Wide>(share, std::numeric_limits<std::int32_t>::max()));

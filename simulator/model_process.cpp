@@ -23,7 +23,7 @@ struct Moment {
   std::int64_t kB(const Signal& size) const { return size.at(now) / kOne; }
   std::uint64_t startTicks() const {
     const Microseconds start = process.life.from == 0 ? process.started : uptimeAtStart + process.life.from;
-    return ticksOf(Wide{100 * kOne} * start, file.ticksPerSecond);
+    return ticksOf(Signal{100 * kOne}.integral(start), file.ticksPerSecond);
   }
 };
 

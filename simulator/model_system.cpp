@@ -35,7 +35,7 @@ std::string uptimeText(const BoardFile& file, const Clock& clock) {
 // The busy cores in the mean of the last one, five and fifteen minutes.
 std::string loadText(const BoardFile& file, Microseconds now) {
   std::string text;
-  for (const int minutes : {1, 5, 15}) {
+  for (const std::int64_t minutes : {1, 5, 15}) {
     const Microseconds span = minutes * 60 * kMicrosecondsInSecond;
     const Microseconds before = now < span ? 0 : now - span;
     Wide busy = 0;

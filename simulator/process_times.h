@@ -17,6 +17,8 @@ using Nanoseconds = std::int64_t;
 
 class ProcessTimes {
  public:
+  ProcessTimes() = delete;
+
   // A new table, with the machine's boot clock at the board's start in it. A descriptor, or -1 and errno.
   static int create(Nanoseconds origin);
 
@@ -38,7 +40,6 @@ class ProcessTimes {
   static constexpr std::size_t kProcesses = std::size_t{1} << 22;
   using Time = std::atomic<Nanoseconds>;
 
-  ProcessTimes() = delete;
   Time& entry(pid_t process) { return times_[static_cast<std::size_t>(process) % kProcesses]; }
   const Time& entry(pid_t process) const { return times_[static_cast<std::size_t>(process) % kProcesses]; }
 

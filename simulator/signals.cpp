@@ -29,7 +29,7 @@ std::shared_ptr<const Wave> Wave::sine() {
     std::vector<std::int64_t> levels;
     for (int step = 0; step < kSineSteps; ++step) {
       const double angle = 2 * 3.14159265358979323846 * (step + 0.5) / kSineSteps;
-      levels.push_back(std::llround(kFull / 2 * (1 + std::sin(angle))));
+      levels.push_back(std::llround(0.5 * kFull * (1 + std::sin(angle))));
     }
     return std::shared_ptr<const Wave>{new Wave{std::move(levels)}};
   }();
@@ -37,9 +37,8 @@ std::shared_ptr<const Wave> Wave::sine() {
 }
 
 std::shared_ptr<const Wave> Wave::noise(std::uint64_t seed) {
-  std::vector<std::int64_t> levels;
-  for (int step = 0; step < kNoiseSteps; ++step)
-    levels.push_back(static_cast<std::int64_t>(nextRandom(seed) % (kFull + 1)));
+  std::vector<std::int64_t> levels(kNoiseSteps);
+  for (std::int64_t& level : levels) level = static_cast<std::int64_t>(nextRandom(seed) % (kFull + 1));
   return std::shared_ptr<const Wave>{new Wave{std::move(levels)}};
 }
 
@@ -132,7 +131,7 @@ Wide Signal::integral(Microseconds time) const {
 }
 
 std::uint64_t Counter::at(Microseconds time) const {
-  const auto moved = static_cast<std::uint64_t>(perSecond.integral(time) / (kOne * kMicrosecondsInSecond));
+  const auto moved = static_cast<std::uint64_t>(perSecond.integral(time) / kOneForASecond);
   const std::uint64_t count = start + moved;
   return bits < 64 ? count & ((std::uint64_t{1} << bits) - 1) : count;
 }

@@ -18,6 +18,7 @@ __extension__ typedef __int128 Wide;
 
 constexpr Thousandths kOne = 1000;
 constexpr Microseconds kMicrosecondsInSecond = 1000000;
+constexpr Wide kOneForASecond = Wide{kOne} * kMicrosecondsInSecond;  // the integral
 
 // Steps of equal length that repeat, each a level from 0 to kFull.
 class Wave {

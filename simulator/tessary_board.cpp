@@ -41,7 +41,7 @@ fs::path boardsFolder() { return besideExecutable(TESSARY_BOARDS_FROM_BIN); }
 
 fs::path findBoard(const std::string& board) {
   const bool isPath = board.find('/') != std::string::npos || fs::path{board}.extension() == ".json";
-  const fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
+  fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
   if (!isPath && !fs::exists(path))
     throw Failure{"there is no board " + board + "; 'tessary-board list' shows those that there are"};
   return path;
@@ -85,8 +85,9 @@ int run(RunOptions options) {
 
   Environment environment;
   const char* const preloaded = std::getenv("LD_PRELOAD");
+  // After what is preloaded already: a sanitizer's runtime insists on being the first.
   environment.set("LD_PRELOAD",
-                  library.string() + (preloaded != nullptr ? std::string{":"} + preloaded : ""));
+                  (preloaded != nullptr ? std::string{preloaded} + ":" : "") + library.string());
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kTimeVariable, options.time);

@@ -33,8 +33,9 @@ void mergeFields(std::vector<Gap>& all, std::size_t block, const std::vector<Col
   const auto figures =
       std::count_if(columns.begin(), columns.end(), [](const Column& c) { return !c.label; });
   for (Gap& gap : all) {
-    if (static_cast<std::ptrdiff_t>(gap.items.size()) == figures && figures > 1)
+    if (static_cast<std::ptrdiff_t>(gap.items.size()) == figures && figures > 1) {
       gap.items = {{block, nullptr, {}}};
+    }
   }
 }
 

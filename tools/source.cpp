@@ -120,8 +120,9 @@ Finding checkCommand(const std::string& line) {
   bool word = false;
   for (int c = std::fgetc(output); c != EOF; c = std::fgetc(output)) word = word || std::isspace(c) == 0;
   const int status = ::pclose(output);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == kCommandNotFound)
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kCommandNotFound) {
     return {State::kAbsent, "command not found"};
+  }
   return word ? Finding{} : malformed("prints nothing");
 }
 
@@ -165,8 +166,9 @@ std::vector<int> processIds() {
 Value numberOf(const Source& source, const std::string& node) {
   Finding finding;
   const std::optional<std::string> text = readSome(node, finding);
-  if (text && beginsWithNumber(*text))
+  if (text && beginsWithNumber(*text)) {
     return static_cast<std::int64_t>(std::strtoll(text->c_str(), nullptr, 10));
+  }
   return absentBecause(source, node, "it could not be read");
 }
 

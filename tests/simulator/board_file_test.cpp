@@ -37,6 +37,7 @@ TEST(BoardFile, NamesFileLineAndKeyOfAMistake) {
        "board:6: thermal_zones[1].typ: is not known here"},
       {"\"disks\": [{\"name\": \"sda\",\n\"reads\":\n\"12\"}]",
        "board:5: disks[0].reads: must be a number or a signal"},
+      {"\"disks\": [{\"name\": \"\"}]", "board:4: disks[0].name: is empty"},
       {"\"disks\": [{\"major\": 8}]", "board:4: disks[0]: has no \"name\""},
       {"\"platform\": 7", "board:4: platform: must be a text"},
       {"\"feature_id\": 256", "board:4: feature_id: must be from 0 to 255"},

@@ -28,8 +28,8 @@ const std::vector<Source> kSources{
      "the kernel needs the fuse driver of the board"},
 };
 
+constexpr char kLinesChanged[] = "/proc/stat: the lines of the cores changed: one went on- or offline";
 constexpr int kUnread = -1;  // clocks and capacities are positive
-constexpr char kStoodStill[] = "its counters stood still";
 
 std::size_t countWords(const char* text) {
   std::size_t words = 0;
@@ -55,10 +55,13 @@ std::vector<int> coreLines() {
   return cores;
 }
 
+// The kernel corrects its idle and iowait counters by a tick or two now and then, so that an idle core may
+// come out a little below 0 and a busy one above 100. What is further off is no load.
 Value percentage(double value) {
-  if (!std::isfinite(value)) return Absent{kStoodStill};
-  if (value < 0 || value > 100) return Absent{"/proc/stat: its counters went back"};
-  return value;
+  constexpr double kCorrection = 10;
+  if (!std::isfinite(value)) return Absent{"its counters stood still"};
+  if (value < -kCorrection || value > 100 + kCorrection) return Absent{"/proc/stat: its counters went back"};
+  return std::clamp(value, 0.0, 100.0);
 }
 
 class CpuSection : public Section {
@@ -117,8 +120,7 @@ class CpuSection : public Section {
   // The row of a table of the library that belongs to the core, or why there is none.
   Value share(std::size_t core, const double* table) const {
     if (usage_ == nullptr || table == nullptr) return notMeasured();
-    if (before_ != after_)
-      return Absent{"/proc/stat: the lines of the cores changed: one went on- or offline"};
+    if (before_ != after_) return Absent{kLinesChanged};
     const auto line = std::find(after_.begin(), after_.end(), static_cast<int>(core));
     if (line == after_.end()) return Absent{"the core is offline: it has no line in /proc/stat"};
     const std::size_t row = static_cast<std::size_t>(line - after_.begin()) + 1;
@@ -176,8 +178,7 @@ class CpuSection : public Section {
 
   Value capacityShare(std::size_t core) {
     const float* const shares = inner().cpuFactor;
-    if (shares != nullptr)
-      return finite(static_cast<double>(shares[core]), "the capacities add up to nothing");
+    if (shares != nullptr) return finite(static_cast<double>(shares[core]), "no capacity is above 0");
     Value own = capacity(core);
     if (own.index() == 0) return own;
     return Absent{"the library could not read the capacity of every core"};

@@ -125,6 +125,7 @@ class ProcessSection : public Section {
 
   static std::vector<int> idsOf(const std::vector<process::processStats>& sample) {
     std::vector<int> ids;
+    ids.reserve(sample.size());
     for (const process::processStats& stats : sample) ids.push_back(stats.pid);
     std::sort(ids.begin(), ids.end());
     return ids;
