@@ -10,7 +10,8 @@ namespace memory {
 
 constexpr std::size_t kKeyBytes = 128;
 
-// Stores what the text says of the seven keys; the others keep their values. `key` is room for kKeyBytes.
+// Stores what the text, which must be followed by a NUL, says of the seven keys; the others keep their
+// values. `key` is room for kKeyBytes.
 void parseMeminfo(std::string_view text, char* key, memStats& stats);
 
 }  // namespace memory

@@ -1,11 +1,13 @@
 #include "tessary/thermal_mon.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
 
 #include "base/log.h"
+#include "base/path.h"
 #include "base/reading.h"
 #include "base/scanner.h"
 
@@ -24,16 +26,17 @@ void logConstruction() { TESSARY_LOG_VERBOSE(kLog, "THERMAL_MON : Constructor do
 // Opens the temp nodes of zones, by their names within the folder that most of them are in.
 class ZoneOpener {
  public:
-  tessary::Descriptor open(const std::string& zone) {
-    path_.assign(zone).append(kNode);
-    const std::size_t prefix = sizeof kThermalFolder;  // and the slash
-    const bool inFolder = path_.compare(0, prefix - 1, kThermalFolder) == 0 && path_[prefix - 1] == '/';
-    return inFolder ? folder_.open(path_.c_str() + prefix) : tessary::openForReading(path_.c_str());
+  tessary::Descriptor open(std::string_view zone) {
+    constexpr std::size_t kPrefix = sizeof kThermalFolder;  // and the slash
+    const bool inFolder = zone.size() > kPrefix && zone.substr(0, kPrefix - 1) == kThermalFolder &&
+                          zone[kPrefix - 1] == '/' && zone[kPrefix] != '/';
+    if (inFolder) return folder_.open(path_.join(zone.substr(kPrefix), kNode));
+    return tessary::openForReading(path_.join(zone, kNode));
   }
 
  private:
   tessary::Folder folder_{kThermalFolder};
-  std::string path_;
+  tessary::Path<PATH_MAX + 1> path_;  // a path that is too long is still too long when it is cut here
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "simulator/board.h"
 
@@ -71,6 +72,32 @@ TEST(MemoryMonitor, EntriesAreThreeTokensWhateverTheLines) {
     EXPECT_EQ(figures->totalMem, row.total) << row.text;
     EXPECT_EQ(figures->availableMem, row.available) << row.text;
     EXPECT_EQ(figures->usedMem, row.total - row.available) << row.text;
+  }
+}
+
+// Behind the last of the seven keys the text is only searched for one of them, and scanned where it holds
+// one.
+TEST(MemoryMonitor, KeysCountWhereverTheyStand) {
+  const std::string seven =
+      "MemTotal:              1 kB\nMemFree:               2 kB\nMemAvailable:          3 kB\n"
+      "Buffers:               4 kB\nCached:                5 kB\nSwapCached:            0 kB\n"
+      "SwapTotal:             6 kB\nSwapFree:              7 kB\nMapped:               11 kB\n";
+  const struct {
+    const char* rest;
+    memory::memStats figures;  // total, available, free, cached, buffers, total and free swap
+  } rows[] = {
+      {"", {1, 3, 2, 5, 4, 6, 7}},
+      {"Shmem: 12 kB\nMemTotalLater:\t20000000000000000001 kB\nCache: 13 kB", {UINT64_MAX, 3, 2, 5, 4, 6, 7}},
+      {"HugePages_Total: 0\nCached: 8 kB\nBuffers: 9 pages", {1, 3, 2, 5, 9, 6, 7}},
+      {"MemAvailable: 8 kB\nMemFree: 9 kB\nSwapTotal: 10 kB\nSwapFree: 11 kB\n", {1, 8, 9, 5, 4, 10, 11}},
+      {"SReclaimable: 1 SwapFree: 8 kB\n", {1, 3, 2, 5, 4, 6, 7}},
+      {"NotMemFree: 8 kB\nM", {1, 3, 2, 5, 4, 6, 7}},
+  };
+  for (const auto& row : rows) {
+    MeminfoBoard board{seven + row.rest};
+    memory::MEMORY_MON monitor;
+    monitor.tessary_getMemStats();
+    EXPECT_EQ(std::memcmp(monitor.implementation->memStats, &row.figures, sizeof row.figures), 0) << row.rest;
   }
 }
 

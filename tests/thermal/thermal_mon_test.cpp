@@ -62,8 +62,9 @@ TEST(ThermalMonitor, AZoneOutsideTheFolderIsReadByItsPath) {
   ThermalBoard board;
   board.file("/sys/class/thermal_more/zone/temp", "7\n");
   thermal::THERMAL_MON monitor;
-  monitor.implementation->zonePaths = {"/sys/class/thermal_more/zone"};
-  EXPECT_EQ(*monitor.tessary_getThermalStats(), Temperatures{7});
+  board.file("/sys/class/thermal/temp", "8\n");
+  monitor.implementation->zonePaths = {"/sys/class/thermal_more/zone", "/sys/class/thermal/"};
+  EXPECT_EQ(*monitor.tessary_getThermalStats(), (Temperatures{7, 8}));
 }
 
 TEST(ThermalMonitor, LogsItsConstructionTwiceAndItsEnd) {
