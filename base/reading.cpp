@@ -62,7 +62,7 @@ std::string_view TextBuffer::readAttribute(int descriptor) {
 }
 
 bool TextBuffer::grow() {
-  if (space_ > kLongestText) return false;
+  if (space_ >= kLongestText) return false;
   std::unique_ptr<char[]> larger{new (std::nothrow) char[space_ * 2]};
   if (!larger) return false;
   std::memcpy(larger.get(), data_, space_);

@@ -1,7 +1,7 @@
 #include "base/scanner.h"
 
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <system_error>
@@ -16,27 +16,43 @@ namespace {
 
 bool isOneOf(char c, const char* set) { return c != '\0' && std::strchr(set, c) != nullptr; }
 
+#ifdef __cpp_lib_to_chars
+
+bool beginsHex(std::string_view text) {
+  if (text.size() < 3 || text[0] != '0' || !isOneOf(text[1], "xX")) return false;
+  constexpr char kDigits[] = "0123456789abcdefABCDEF";
+  return isOneOf(text[2], kDigits) || (text[2] == '.' && text.size() > 3 && isOneOf(text[3], kDigits));
+}
+
+// Whether a number beyond the range is too large and not too small, which from_chars does not say: by the place of its
+// first digit that is not 0.
+bool isTooLarge(std::string_view number, bool hex) {
+  const std::size_t mark = std::min(number.find_first_of(hex ? "pP" : "eE"), number.size());
+  const std::string_view mantissa = number.substr(0, mark);
+  const auto point = static_cast<std::int64_t>(std::min(mantissa.find('.'), mantissa.size()));
+  const auto first = static_cast<std::int64_t>(std::min(mantissa.find_first_not_of("0."), mantissa.size()));
+  std::int64_t exponent = 0;
+  if (mark != number.size()) Scanner{number.substr(mark + 1)}.number(exponent);
+  constexpr std::int64_t kBeyondAll = std::int64_t{1} << 40;
+  exponent = std::clamp(exponent, -kBeyondAll, kBeyondAll);
+  return (point - first) * (hex ? 4 : 1) + exponent > 0;
+}
+
+#endif
+
 // The magnitude that `first` begins with, or 0 for the length when there is no number. The sign is read
 // already.
 template <typename Real>
 std::size_t parseMagnitude(const char* first, std::size_t length, Real& value) {
 #ifdef __cpp_lib_to_chars
-  const bool hex = length > 2 && first[0] == '0' && isOneOf(first[1], "xX");
+  const bool hex = beginsHex({first, length});  // else "0x" is the number 0 followed by an x
   const char* const start = hex ? first + 2 : first;
   const auto result = std::from_chars(start, first + length, value,
                                       hex ? std::chars_format::hex : std::chars_format::general);
-  if (result.ec == std::errc::invalid_argument) {
-    if (!hex) return 0;
-    value = 0;  // "0x" without digits is the number 0 followed by an x
-    return 1;
-  }
+  if (result.ec == std::errc::invalid_argument) return 0;
   if (result.ec == std::errc::result_out_of_range) {
-    // from_chars does not say in which direction; the sign of the exponent, or its absence, does.
-    const std::string_view token{start, static_cast<std::size_t>(result.ptr - start)};
-    const std::size_t exponent = token.find_last_of(hex ? "pP" : "eE");
-    const bool tiny = exponent != std::string_view::npos ? token[exponent + 1] == '-'
-                                                         : token.find_first_of("123456789") > token.find('.');
-    value = tiny ? Real{0} : std::numeric_limits<Real>::infinity();
+    const std::string_view number{start, static_cast<std::size_t>(result.ptr - start)};
+    value = isTooLarge(number, hex) ? std::numeric_limits<Real>::infinity() : Real{0};
   }
   return static_cast<std::size_t>(result.ptr - first);
 #else

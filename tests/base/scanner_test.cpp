@@ -88,6 +88,10 @@ TEST(Scanner, RealsFollowScanf) {
       {"37 %", 37, " %"},
       {"0x1p4", 16, ""},
       {"0xg", 0, "xg"},
+      {"0x-5", 0, "x-5"},
+      {"0xinf", 0, "xinf"},
+      {"1" + std::string(400, '0') + "e-5", infinity, ""},
+      {"0." + std::string(400, '0') + "1e5", 0, ""},
       {"1e400", infinity, ""},
       {"-1e400", -infinity, ""},
       {"1e-400", 0, ""},
@@ -109,6 +113,9 @@ TEST(Scanner, RealsFollowScanf) {
   double value = 7;
   Scanner{"nan"}.row().real(value);
   EXPECT_TRUE(std::isnan(value));
+  float single = 7;
+  Scanner{"1e39"}.row().real(single);
+  EXPECT_EQ(single, std::numeric_limits<float>::infinity());
 }
 
 TEST(Scanner, AgreesWithScanfOnWholeRows) {
