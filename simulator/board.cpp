@@ -279,7 +279,7 @@ bool Board::keepsHistory() const {
 Board::Opening Board::open(const std::string& path) {
   const std::lock_guard lock{mutex_};
   Opening opening = look(path);
-  if (keepsHistory_ && opening.mine && !opening.isFolder) opened_.push_back(normalized(path));
+  if (keepsHistory_ && opening.mine && !opening.isFolder) opened_.push_back(opening.path);
   return opening;
 }
 
@@ -329,6 +329,7 @@ Board::Opening Board::look(const std::string& path) const {
   if (!node) return opening;
   if (!node->isGone) applyChanges(key, *node);
   opening.mine = true;
+  opening.path = key;
   opening.error = node->isGone ? ENOENT : node->openError;
   opening.isFolder = node->isFolder;
   opening.node = std::move(*node);

@@ -80,7 +80,6 @@ class Board {
   static Board* active();
 
   // -- what is on the board
-  // ------------------------------------------------------------------------------------------
 
   void file(const std::string& path, std::string text);
   void file(const std::string& path, Text text);
@@ -97,7 +96,6 @@ class Board {
   void library(const std::string& name, const std::string& file);
 
   // -- faults
-  // --------------------------------------------------------------------------------------------------------
 
   void refuse(const std::string& path, int error);    // opening, listing and testing it fail; it stays listed
   void failRead(const std::string& path, int error);  // it opens, and reading it fails
@@ -105,14 +103,14 @@ class Board {
   void refuseCommands(int error);                               // no shell can be started; 0 ends it
   void refuseCommands(std::function<int()> error);              // the same, asked at each start
 
+  // The library's countdown-th zero-filled allocation from now on fails; 1 is the next.
+  void failAllocation(int countdown);
+
   // Whatever else: the change sees the node, and every node below it, as it is about to be opened, listed or
   // tested, and makes of it what it likes. It is asked each time, so that it can come and go.
   void change(const std::string& path, std::function<void(Node&)> change);
-  void failAllocation(
-      int countdown);  // the library's countdown-th zero-filled allocation from now on fails (1: next)
 
   // -- time
-  // ----------------------------------------------------------------------------------------------------------
 
   // Runs at the end of the next wait; several run at one wait each, in order.
   void afterWait(std::function<void()> change);
@@ -120,7 +118,6 @@ class Board {
   const Clock& clock() const { return clock_; }
 
   // -- what happened
-  // -------------------------------------------------------------------------------------------------
 
   std::vector<std::int64_t> waits() const;  // microseconds, in order
   std::vector<std::string> opened() const;  // paths of the board's files, in order, refused ones included
@@ -135,10 +132,10 @@ class Board {
   bool keepsHistory() const;
 
   // -- for the calls that stand in front of the C library
-  // ------------------------------------------------------------
 
   struct Opening {
     bool mine = false;  // false: the path is the machine's
+    std::string path;   // its one name, whatever it was called by
     int error = 0;
     bool isFolder = false;
     Node node;

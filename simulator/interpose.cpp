@@ -51,7 +51,6 @@ using simulator::Board;
 using simulator::Node;
 
 // -- the table of what is open
-// -----------------------------------------------------------------------------------------
 
 struct OpenFile {
   std::string folder;  // the path, for a folder
@@ -116,7 +115,6 @@ int fail(int error) {
 }
 
 // -- opening
-// -----------------------------------------------------------------------------------------------------------
 
 int openPlaceholder(int flags, OpenFile file) {
   const int descriptor = NEXT(open)("/dev/null", O_RDWR | (flags & O_CLOEXEC));
@@ -288,7 +286,6 @@ STANDS_IN int fcntl64(int descriptor, int command, ...) {
 }
 
 // -- reading
-// -----------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -327,7 +324,6 @@ STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
 }
 
 // -- testing
-// -----------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -360,7 +356,7 @@ bool boardStates(int folder, const char* path, Status* status, int& result) {
   status->st_nlink = 1;
   status->st_blksize = 4096;
   // Walks over a tree take two nodes with one number for the same.
-  status->st_ino = std::hash<std::string>{}(absolutePath(folder, path));
+  status->st_ino = std::hash<std::string>{}(opening.path);
   result = 0;
   return true;
 }
@@ -439,7 +435,6 @@ STANDS_IN int statx(int folder, const char* path, int flags, unsigned mask, stru
 }
 
 // -- folders
-// -----------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -570,7 +565,6 @@ STANDS_IN int scandir64(const char* path, dirent64*** list, int (*wants)(const d
 }
 
 // -- the system
-// --------------------------------------------------------------------------------------------------------
 
 STANDS_IN long sysconf(int name) noexcept {
   const Board* const board = Board::active();

@@ -3,10 +3,13 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 #include "simulator/model.h"
 #include "tessary/board.h"
 #include "tessary/cpu_mon.h"
+#include "tessary/ddr_mon.h"
+#include "tessary/dsp_mon.h"
 #include "tests/simulator/board_text.h"
 
 namespace {
@@ -84,6 +87,36 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
             "9 (late) S 1 9 9 0 -1 4194560 0 0 0 0 1500 1 0 0 20 0 1 0 3601000 0 0 1");
   ::usleep(2 * kSecond);
   EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
+}
+
+// The older device counts since the last time, the newer one says how it is; the DSPs of a file are asked by
+// name.
+TEST(BoardFigures, ReachTheDdrAndDspMonitors) {
+  for (const char* const platform : {"taupe", "brindle"}) {
+    SCOPED_TRACE(platform);
+    Board board;
+    simulator::loadBoardText(board,
+                             R"({"model": "x", "cores": [{}], "platform": ")" + std::string{platform} + R"(",
+      "ddr": {"a1": 1000, "a2": {"square": [500, 700], "period_ms": 10000}, "b1": 20, "b2": 4},
+      "dsps": [{"name": "cdsp", "load": 62.5, "clock": {"ramp": [0, 4000], "over_ms": 4000}}]})");
+    testing::internal::CaptureStdout();
+    ::usleep(3 * kSecond);
+    ddr::DDR_MON monitor;
+    monitor.tessary_setSamplingTime(500);
+    ::usleep(kSecond / 2);
+    const uint64_t* const figures = monitor.tessary_getDDRStats();
+    ASSERT_NE(figures, nullptr);
+    EXPECT_EQ(std::vector<uint64_t>(figures, figures + 6),
+              (std::vector<uint64_t>{1000, 500, 1500, 20, 4, 24}));
+
+    dsp::DSP_MON there{3};
+    EXPECT_EQ(there.tessary_getDSPSample(), 0);
+    EXPECT_EQ(there.tessary_getDSPUtilization(), 62.5F);
+    EXPECT_EQ(there.tessary_getDSPFrequency(), 4000U);
+    dsp::DSP_MON absent{2};
+    EXPECT_EQ(absent.tessary_getDSPSample(), -1);
+    testing::internal::GetCapturedStdout();
+  }
 }
 
 // The boards of the table, against the library's own.

@@ -1,0 +1,104 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "simulator/board.h"
+#include "tests/simulator/board_text.h"
+
+namespace {
+
+using simulator::Board;
+
+constexpr char kZones[] = "/sys/class/thermal";
+
+struct ZoneBoard : Board {
+  ZoneBoard() {
+    file("/sys/class/thermal/thermal_zone1/temp", "41000\n");
+    file("/sys/class/thermal/thermal_zone0/temp", "40000\n");
+  }
+};
+
+TEST(Interposition, AFolderStaysOneThroughItsDuplicates) {
+  ZoneBoard board;
+  const int folder = ::open(kZones, O_RDONLY | O_DIRECTORY);
+  const int duplicate = ::fcntl(folder, F_DUPFD_CLOEXEC, 3);
+  ::close(folder);
+  struct stat status {};
+  EXPECT_EQ(::fstat(duplicate, &status), 0);
+  EXPECT_TRUE(S_ISDIR(status.st_mode));
+  struct stat byPath {};
+  EXPECT_EQ(::lstat(kZones, &byPath), 0);
+  EXPECT_EQ(status.st_ino, byPath.st_ino);
+  const int zone = ::openat(duplicate, "thermal_zone1/temp", O_RDONLY);
+  EXPECT_GE(zone, 0);
+  EXPECT_EQ(::openat(zone, "temp", O_RDONLY), -1);
+  ::close(zone);
+
+  // What takes the number of a closed folder is none.
+  const int null = ::open("/dev/null", O_RDONLY);
+  ASSERT_EQ(::dup2(null, duplicate), duplicate);
+  EXPECT_EQ(::openat(duplicate, "thermal_zone1/temp", O_RDONLY), -1);
+  EXPECT_EQ(errno, ENOTDIR);
+  ::close(null);
+  ::close(duplicate);
+}
+
+TEST(Interposition, FoldersAreScannedInOrder) {
+  ZoneBoard board;
+  dirent** entries = nullptr;
+  const auto isZone = [](const dirent* entry) { return entry->d_name[0] == 't' ? 1 : 0; };
+  ASSERT_EQ(::scandir(kZones, &entries, isZone, ::alphasort), 2);
+  EXPECT_STREQ(entries[0]->d_name, "thermal_zone0");
+  EXPECT_STREQ(entries[1]->d_name, "thermal_zone1");
+  std::free(entries[0]);
+  std::free(entries[1]);
+  std::free(entries);
+}
+
+TEST(Interposition, StreamsSeeAFailingReadAndForgetItWhenTheyAreClosed) {
+  ZoneBoard board;
+  board.failRead("/sys/class/thermal/thermal_zone0/temp", EIO);
+  std::FILE* const stream = std::fopen("/sys/class/thermal/thermal_zone0/temp", "r");
+  ASSERT_NE(stream, nullptr);
+  EXPECT_EQ(std::fgetc(stream), EOF);
+  EXPECT_NE(std::ferror(stream), 0);
+  EXPECT_EQ(errno, EIO);
+  std::fclose(stream);
+  EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone1/temp"), "41000\n");
+
+  const int failing = ::open("/sys/class/thermal/thermal_zone0/temp", O_RDONLY);
+  std::fclose(::fdopen(failing, "r"));
+  EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone1/temp"), "41000\n");
+}
+
+TEST(Interposition, CommandsReadAndWriteTheirStreams) {
+  Board board;
+  board.file("/sys/devices/soc0/machine", "VX4490P\n");
+  std::FILE* const reading = ::popen("cat /sys/devices/soc0/machine; exit 3", "re");
+  char word[16] = {};
+  EXPECT_EQ(std::fscanf(reading, "%15s", word), 1);
+  EXPECT_STREQ(word, "VX4490P");
+  EXPECT_EQ(::pclose(reading), 3 << 8);
+  std::FILE* const writing = ::popen("read word; test \"$word\" = sent", "w");
+  std::fputs("sent\n", writing);
+  EXPECT_EQ(::pclose(writing), 0);
+  EXPECT_EQ(::popen("true", "x"), nullptr);
+}
+
+// The folders of the calling program are the machine's even where /proc is the board's.
+TEST(Interposition, TheProgramsOwnFolderStays) {
+  Board board;
+  board.folder("/proc");
+  EXPECT_EQ(::access("/proc/self/maps", R_OK), 0);
+  EXPECT_EQ(::access(("/proc/" + std::to_string(::getpid()) + "/maps").c_str(), R_OK), 0);
+  EXPECT_EQ(::access("/proc/1/stat", R_OK), -1);
+}
+
+}  // namespace
