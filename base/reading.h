@@ -42,9 +42,9 @@ class Folder {
 CommandStream runCommand(const char* command);
 
 // Holds the text of one node at a time; the next reading overwrites it. The text is followed by a NUL that is
-// not part of it. A failing `read` ends the text where it is, as it ends a stdio stream. Texts shorter than the
-// inline space cost no allocation; longer ones move to the heap, and one beyond kLongestText is cut there, so
-// that a node without an end cannot exhaust the memory.
+// not part of it. A failing `read` ends the text where it is, as it ends a stdio stream. Texts shorter than
+// the inline space cost no allocation; longer ones move to the heap, and one beyond kLongestText is cut
+// there, so that a node without an end cannot exhaust the memory.
 class TextBuffer {
  public:
   static constexpr std::size_t kInlineSpace = std::size_t{16} << 10;

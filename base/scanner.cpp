@@ -24,8 +24,8 @@ bool beginsHex(std::string_view text) {
   return isOneOf(text[2], kDigits) || (text[2] == '.' && text.size() > 3 && isOneOf(text[3], kDigits));
 }
 
-// Whether a number beyond the range is too large and not too small, which from_chars does not say: by the place of its
-// first digit that is not 0.
+// Whether a number beyond the range is too large and not too small, which from_chars does not say: by the
+// place of its first digit that is not 0.
 bool isTooLarge(std::string_view number, bool hex) {
   const std::size_t mark = std::min(number.find_first_of(hex ? "pP" : "eE"), number.size());
   const std::string_view mantissa = number.substr(0, mark);

@@ -5,9 +5,9 @@
 //   scanner.row().word(key).number(value).word(unit).space();
 //   if (scanner.converted() == 3) ..
 //
-// A conversion skips white space first, except character(). One that fails leaves its target alone and the
-// cursor on the offending token, and ends the row: what follows in the same row does nothing, white space and
-// literals included. The next row starts at the cursor, on whatever line that is.
+// A conversion skips white space first, except skipCharacter(). One that fails leaves its target alone and
+// the cursor on the offending token, and ends the row: what follows in the same row does nothing, white space
+// included. The next row starts at the cursor, on whatever line that is.
 //
 // Numbers are decimal. Beyond the 64-bit range they saturate; a target narrower than that takes the low bits;
 // an unsigned conversion takes a negative number modulo 2^64. Words are cut to their field, and the rest of
@@ -39,7 +39,7 @@ class Scanner {
   // Conversions of the current row that stored a value; what is skipped does not count.
   int converted() const { return converted_; }
 
-  // False once a conversion or a literal of the current row has failed.
+  // False once a conversion of the current row has failed.
   bool matching() const { return matching_; }
 
   bool atEnd() const { return cursor_ == end_; }

@@ -62,7 +62,8 @@ void CPU_MON::CPU_MON_INTERFACE::getFeatureID(CPU_MON_INTERFACE* target) {
       target->featureID = -1;
       return;
     }
-    // A line of the dump holds up to four words; the tail of the last line is what counts.
+    // A line of the dump holds up to four words; the tail of the last line is what counts, even where it
+    // begins within a word.
     while (std::fgets(piece, sizeof piece, output.get()) != nullptr) {
       TESSARY_LOG_VERBOSE(kLog, "CPU_MON : The read value = %s\n", piece);
     }
@@ -74,7 +75,7 @@ void CPU_MON::CPU_MON_INTERFACE::getFeatureID(CPU_MON_INTERFACE* target) {
 
 void CPU_MON::CPU_MON_INTERFACE::getPlatformName(CPU_MON_INTERFACE* target) {
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON : Getting the platform name.\n");
-  char name[kPlatformBytes];
+  char name[kPlatformBytes] = {};
   static_assert(sizeof name == sizeof target->platformName);
   std::memset(target->platformName, 0, sizeof target->platformName);
   if (!readWord(kPlatformCommand, name)) {
@@ -82,20 +83,20 @@ void CPU_MON::CPU_MON_INTERFACE::getPlatformName(CPU_MON_INTERFACE* target) {
     return;
   }
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE : The buffer reads = %s\n", name);
-  std::strcpy(target->platformName, name);
+  std::memcpy(target->platformName, name, sizeof name);
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE: The platform name = %s\n", target->platformName);
 }
 
 void CPU_MON::CPU_MON_INTERFACE::getSOCName(CPU_MON_INTERFACE* target) {
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON : Reading the SOC name now.\n");
-  char name[sizeof target->socName];
+  char name[sizeof target->socName] = {};
   std::memset(target->socName, 0, sizeof target->socName);
   if (!readWord(kSocCommand, name)) {
     TESSARY_LOG_ERROR(kLog, "CPU_MON_INTERFACE : popen() failed.\n");
     return;
   }
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE : The SOC name = %s\n", name);
-  std::strcpy(target->socName, name);
+  std::memcpy(target->socName, name, sizeof name);
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE : The SOC name read from the object = %s\n", target->socName);
 }
 

@@ -57,7 +57,7 @@ void weighTotals(State& state, int cores) {
   state.stealTime[0] = 0;
   for (int core = 0; core < cores; ++core) {
     const double share =
-        state.cpuFactor != nullptr ? static_cast<double>(state.cpuFactor[core]) : 1.0 / cores;
+        state.cpuFactor != nullptr ? static_cast<double>(state.cpuFactor[core]) : 1.0 / state.numCores;
     state.cpuUsage[0] += state.cpuUsage[core + 1] * share;
     state.stealTime[0] += state.stealTime[core + 1] * share;
     TESSARY_LOG_VERBOSE(kLog, "CPU_MON : cpu%d cpu_load = %lf.\n", core, state.cpuUsage[core + 1]);

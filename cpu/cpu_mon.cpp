@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 #include "base/console.h"
 #include "base/table.h"
@@ -28,7 +27,7 @@ CPU_MON::CPU_MON() : numCores(0), implementation(new CPU_MON_INTERFACE) {
 
 CPU_MON::~CPU_MON() {
   implementation.reset();
-  numCores = 0;
+  numCores = 0;  // what a host sees that goes on using the object's memory
 }
 
 void CPU_MON::tessary_setSamplingTime(int ms) {
@@ -38,8 +37,6 @@ void CPU_MON::tessary_setSamplingTime(int ms) {
 
 CPU_MON::CPU_MON_INTERFACE::CPU_MON_INTERFACE()
     : boardValid(-1), numCores(static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF))) {
-  std::memset(platformName, 0, sizeof platformName);
-  std::memset(socName, 0, sizeof socName);
   getCPUCapacity(this);
 
   cpuUsage = allocateRows<double>(numCores);

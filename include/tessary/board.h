@@ -1,7 +1,7 @@
 // The boards that the library knows, and the check for the newest generation of them.
 //
-// The tables are writable process-wide data: a host may correct a row before it constructs a monitor. Nothing
-// guards them against use from several threads.
+// The tables are writable process-wide data, looked at by each validation and each use of the topology: a
+// host may correct a row before. Nothing guards them against use from several threads.
 #ifndef TESSARY_BOARD_H
 #define TESSARY_BOARD_H
 
@@ -11,7 +11,7 @@
 
 struct BoardInfoRow {
   char socModel[12];   // as the soc0 machine node names it, NUL-padded
-  uint32_t featureID;  // of the fuse words
+  uint32_t featureID;  // compared with the other rows' alone
   uint32_t coreCount;  // read by nothing
 };
 

@@ -72,12 +72,15 @@ class TESSARY_API CPU_MON::CPU_MON_INTERFACE {
   CPU_MON_INTERFACE(const CPU_MON_INTERFACE&) = delete;
   CPU_MON_INTERFACE& operator=(const CPU_MON_INTERFACE&) = delete;
 
+  // The readers below that allocate do so anew at each call, and the earlier table is lost.
+
   // Allocates cpuCapacity, reads /sys/devices/system/cpu/cpu<i>/cpu_capacity of each core, and goes on to
   // getCPUFactor. Ends at the first node that cannot be opened, without factors. The nodes stay open, by
   // design.
   void getCPUCapacity(CPU_MON_INTERFACE* target);
 
-  // Allocates cpuFactor: each core's share of the sum of the capacities, not finite when that sum is 0.
+  // Allocates cpuFactor: each core's share of the sum of the capacities, not finite when that sum is 0, and
+  // zeros while there are no capacities.
   void getCPUFactor(CPU_MON_INTERFACE* target);
 
   // Allocates cpuCapacity2 (at least eight entries) and copies the eight capacities of the first CPU_topology
@@ -104,18 +107,18 @@ class TESSARY_API CPU_MON::CPU_MON_INTERFACE {
   // feature ID that was read takes no part: the one of the matching row does.
   void validateBoardInfo(CPU_MON_INTERFACE* target);
 
-  int* cpuCapacity = nullptr;       // N, the kernel's scale (largest core 1024)
-  float* cpuFactor = nullptr;       // N, shares of 1; null when a capacity could not be read
-  double* cpuUsage = nullptr;       // N+1, percent
+  int* cpuCapacity = nullptr;  // N, the kernel's scale (largest core 1024)
+  float* cpuFactor = nullptr;  // N, shares of 1; null when a capacity could not be read or memory was refused
+  double* cpuUsage = nullptr;  // N+1, percent
   double* prevTotalTime = nullptr;  // N+1, ticks, one entry for each row of /proc/stat
   double* prevIdleTime = nullptr;   // N+1, ticks
   int64_t* cpuFrequency = nullptr;  // N, kHz
-  int64_t featureID = 0;
-  char platformName[10];
-  char socName[32];
-  int* cpuCapacity2 = nullptr;
-  float* cpuFactor2 = nullptr;
-  double* reserved1 = nullptr;
+  int64_t featureID = 0;            // -1 when it could not be read; the two names are empty then
+  char platformName[10] = {};
+  char socName[32] = {};
+  int* cpuCapacity2 = nullptr;  // N, at least eight, the kernel's scale; null until getCPUFactor2
+  float* cpuFactor2 = nullptr;  // N, shares of 1; null until getCPUFactor2
+  double* reserved1 = nullptr;  // N+1; used by nothing, like the other two
   double* reserved2 = nullptr;
   double* stealTime = nullptr;      // N+1, percent
   double* prevStealTime = nullptr;  // N+1, ticks

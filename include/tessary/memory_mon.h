@@ -9,7 +9,7 @@
 
 namespace memory {
 
-// As /proc/meminfo gives them, in kB.
+// As /proc/meminfo gives them, in kB of 1024 bytes.
 struct memStats {
   uint64_t totalMem;
   uint64_t availableMem;
@@ -46,12 +46,14 @@ class TESSARY_API MEMORY_MON {
   // could, zeros if there was none; a key that the file lacks keeps its value likewise. The differences are
   // unsigned and may wrap.
   //
-  // A record whose memory was refused at construction is asked for again; null while it is refused.
+  // A record whose memory was refused at construction is asked for again, with the same message; null while
+  // it is refused. The figures stay the old ones, too, when the memory for the file's keys is refused.
   finalMemStats* tessary_getMemStats();
 
   std::unique_ptr<MEMORY_MON_INTERFACE> implementation;
 };
 
+// The two records, which the object owns.
 class TESSARY_API MEMORY_MON::MEMORY_MON_INTERFACE {
  public:
   MEMORY_MON_INTERFACE();

@@ -32,15 +32,17 @@ class TESSARY_API THERMAL_MON {
   // call.
   std::vector<int>* tessary_getThermalStats();
 
+  // The zones that were found at construction; 0 without the folder.
   int tessary_getNumSensors();
 
   // The entry of each zone in /sys/class/thermal, as "thermal_zone0", in the order of the folder: it is not
-  // sorted.
+  // sorted. The vector is a copy.
   std::vector<std::string> tessary_getSensorNames();
 
   std::unique_ptr<THERMAL_MON_INTERFACE> implementation;
 };
 
+// The zones and their last reading.
 class TESSARY_API THERMAL_MON::THERMAL_MON_INTERFACE {
  public:
   THERMAL_MON_INTERFACE();
@@ -48,8 +50,8 @@ class TESSARY_API THERMAL_MON::THERMAL_MON_INTERFACE {
   THERMAL_MON_INTERFACE(const THERMAL_MON_INTERFACE&) = delete;
   THERMAL_MON_INTERFACE& operator=(const THERMAL_MON_INTERFACE&) = delete;
 
-  // Adds the zones that are there now. Their number; -1 when the folder cannot be listed, with the system's
-  // message on standard error.
+  // Adds the zones that are there now, those that it found before once more. Their number; -1 when the folder
+  // cannot be listed, with the system's message on standard error.
   int getThermalZones();
 
   // Reads temperatures, and returns it.

@@ -31,6 +31,23 @@ TEST(BoardIdentity, ComesFromThePropertyTheMachineNodeAndTheFuses) {
   EXPECT_EQ(monitor.implementation->boardValid, -1);
 }
 
+TEST(BoardIdentity, TheFeatureIsInTheLastPieceOfTheLastLine) {
+  const struct {
+    std::string fuses;
+    int64_t feature;
+  } rows[] = {
+      {std::string(4, '\0') + std::string("\x00\x00\x20\x02\x00\x00\x20\x01", 8),
+       0},  // three words: the end of the second
+      {std::string(12, '\0') + std::string("\x00\x00\x20\x81", 4),
+       0xEE},  // four: the last, cut behind its sign
+  };
+  for (const auto& row : rows) {
+    IdentifiedBoard board{"brindle", "VX4490P"};
+    board.file(kFuses, row.fuses);
+    EXPECT_EQ(cpu::CPU_MON{}.implementation->featureID, row.feature);
+  }
+}
+
 TEST(BoardIdentity, LongNamesAreCutAndMissingOnesEmpty) {
   IdentifiedBoard board{"brindle_and_more", std::string(40, 'V')};
   board.file(kFuses, "");

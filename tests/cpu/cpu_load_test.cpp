@@ -46,6 +46,28 @@ TEST(CpuLoad, IsTheShareOfTheIntervalThatWasNotIdleWeightedByCapacity) {
   EXPECT_EQ(board.logged(kVerbose).back(), "CPU_MON : cpu1 cpu_load = 60.000000.\n");
 }
 
+TEST(CpuMonitor, SpeaksInTheOrderOfItsLife) {
+  CpuBoard board{{1024}};
+  board.property("ro.board.platform", "brindle");
+  board.file("/sys/devices/soc0/machine", "VX2200\n");
+  board.file("/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem", std::string("\x00\x00\x50\x00", 4));
+  {
+    cpu::CPU_MON monitor;
+    EXPECT_EQ(monitor.tessary_getPerCoreStealTime()[1], 0.0);
+  }
+  EXPECT_EQ(
+      board.logged(kVerbose),
+      (std::vector<std::string>{
+          "CPU_MON : cpu 0 cpu_capacity = 1024.\n", "CPU_MON_INTERFACE : cpu 0 cpu_factor = 1.000000.\n",
+          "CPU_MON : Getting the feature ID for the board.\n", "CPU_MON : The read value =      5242880\n\n",
+          "CPU_MON_INTERFACE : The feature ID = 5\n", "CPU_MON : Getting the platform name.\n",
+          "CPU_MON_INTERFACE : The buffer reads = brindle\n",
+          "CPU_MON_INTERFACE: The platform name = brindle\n", "CPU_MON : Reading the SOC name now.\n",
+          "CPU_MON_INTERFACE : The SOC name = VX2200\n",
+          "CPU_MON_INTERFACE : The SOC name read from the object = VX2200\n",
+          "CPU_MON_INTERFACE : Constructor done.\n", "CPU_MON_INTERFACE : Destructor done.\n"}));
+}
+
 TEST(CpuLoad, GuestTimeCountsASecondTime) {
   CpuBoard board{{1024}};
   board.file("/proc/stat", "cpu 0\ncpu0 0 0 0 0 0 0 0 0 0 0\n");

@@ -23,6 +23,9 @@ TEST(CpuFrequency, IsEachNodesNumberInOrder) {
   EXPECT_EQ(clocks[2], 2419200);
   EXPECT_EQ(board.logged(kVerbose).back(), "CPU_MON : cpu 2 freq = 2419200.\n");
   EXPECT_TRUE(board.waits().empty());
+  board.file(clockNode(2), "unknown\n");
+  EXPECT_EQ(monitor.tessary_getCPUFrequency(), clocks);
+  EXPECT_EQ(clocks[2], 2419200);
 }
 
 TEST(CpuFrequency, StopsAtTheFirstNodeThatCannotBeOpened) {
@@ -76,7 +79,7 @@ TEST(CpuCapacity, ANodeThatCannotBeOpenedLeavesNoFactors) {
             "Error while reading the CPU capacity node for CPU1. Error number = 2\n");
 }
 
-TEST(CpuCapacity, SumsWrapIn32BitsAndMayBeZero) {
+TEST(CpuCapacity, SumsWrapIn32Bits) {
   CpuBoard wrapping{{2147483647, 1}};
   EXPECT_EQ(cpu::CPU_MON{}.implementation->cpuFactor[1], 1.0F / -2147483648.0F);
 }

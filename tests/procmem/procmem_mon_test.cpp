@@ -51,7 +51,7 @@ struct ProcessMemory : testing::Test {
 
   static int openDescriptors() {
     int count = 0;
-    for (int descriptor = 0; descriptor < 256; ++descriptor) count += ::fcntl(descriptor, F_GETFD) >= 0;
+    for (int descriptor = 0; descriptor < 4096; ++descriptor) count += ::fcntl(descriptor, F_GETFD) >= 0;
     return count;
   }
 
