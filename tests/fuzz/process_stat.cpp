@@ -1,4 +1,4 @@
-#include "fuzz/target.h"
+#include "tests/fuzz/target.h"
 #include "tessary/process_mon.h"
 #include "tessary/procmem_mon.h"
 

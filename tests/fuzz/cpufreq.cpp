@@ -1,4 +1,4 @@
-#include "fuzz/target.h"
+#include "tests/fuzz/target.h"
 #include "tessary/cpu_mon.h"
 
 FUZZ_TARGET(text) {
