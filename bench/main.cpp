@@ -5,6 +5,8 @@
 //   tessary_bench --run ROW COUNT      the library's sample COUNT times and nothing else, for an instruction
 //   counter
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -84,6 +86,27 @@ void measure(benchmark::State& state, const bench::Subject& subject) {
       static_cast<double>(allocations - before) / static_cast<double>(state.iterations());
 }
 
+// The monitors' own lines on standard output are not the table's.
+class Quiet {
+ public:
+  Quiet() : output_{::dup(STDOUT_FILENO)} {
+    std::fflush(stdout);
+    const int nowhere = ::open("/dev/null", O_WRONLY);
+    ::dup2(nowhere, STDOUT_FILENO);
+    ::close(nowhere);
+  }
+  ~Quiet() {
+    std::fflush(stdout);
+    ::dup2(output_, STDOUT_FILENO);
+    ::close(output_);
+  }
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+
+ private:
+  int output_;
+};
+
 int printRatios(int argc, char** argv) {
   for (const bench::Subject& subject : bench::subjects()) {
     const std::string name = subject.row + "@" + kWho[static_cast<int>(subject.who)];
@@ -98,7 +121,10 @@ int printRatios(int argc, char** argv) {
   int count = static_cast<int>(arguments.size());
   benchmark::Initialize(&count, arguments.data());
   Medians medians;
-  benchmark::RunSpecifiedBenchmarks(&medians);
+  {
+    const Quiet quiet;
+    benchmark::RunSpecifiedBenchmarks(&medians);
+  }
 
   std::printf("%-36s %10s %14s %14s %10s %12s\n", "sample", "time, us", "library/floor", "library/peer",
               "adds, us", "allocations");
