@@ -33,6 +33,32 @@ TEST(Reading, ATextThatArrivesInPiecesOrOutgrowsTheBufferIsReadWhole) {
   }
 }
 
+TEST(Reading, ATextWithoutAnEndIsCut) {
+  TextBuffer buffer;
+  const tessary::Descriptor endless = tessary::openForReading("/dev/zero");
+  ASSERT_TRUE(endless);
+  EXPECT_EQ(buffer.readAll(endless.get()).size(), TextBuffer::kLongestText - 1);
+}
+
+TEST(Reading, ALineEndsAtItsNewlineItsLimitOrTheTextsEnd) {
+  Board board;
+  TextBuffer buffer;
+  const struct {
+    const char* text;
+    std::size_t limit;
+    const char* line;
+  } rows[] = {
+      {"one\ntwo\n", 255, "one\n"}, {"one", 255, "one"}, {"one\n", 2, "on"}, {"\n", 255, "\n"}, {"", 9, ""}};
+  for (const std::size_t atOnce : {1U, 2U, 255U}) {
+    for (const auto& row : rows) {
+      board.file(kNode, row.text);
+      board.limitReads(kNode, atOnce);
+      const tessary::Descriptor node = tessary::openForReading(kNode);
+      EXPECT_EQ(buffer.readLine(node.get(), row.limit), row.line) << atOnce;
+    }
+  }
+}
+
 TEST(Reading, AFailingReadEndsTheText) {
   Board board;
   TextBuffer buffer;

@@ -1,5 +1,6 @@
 #include "tessary/ddr_mon.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -200,6 +201,18 @@ TEST_F(OlderDdrBoard, WithoutADeviceReportsEachRequest) {
                 "Failure in DDR Profiler.\nDDR_MON constructor called\n"
                 "BWProfiler: ioctl call get failed with ret = -1Error in DDR Profiling.\n"
                 "BWProfiler: ioctl call close failed with ret = -1DDR_MON destructor called\n");
+}
+
+TEST_F(OlderDdrBoard, KeepsTheDeviceOpenForReadingAndWritingUntilItsEnd) {
+  for (const bool refused : {false, true}) {
+    construct();
+    const int descriptor = monitor_->implementation->descriptor;
+    EXPECT_EQ(::fcntl(descriptor, F_GETFL) & O_ACCMODE, O_RDWR);
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+    if (refused) device_.answer(8, -EIO);  // three requests and a close before, three now
+    destroy();
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1) << refused;
+  }
 }
 
 TEST_F(DdrBoard, ReportsARefusedAllocationAtEachGet) {

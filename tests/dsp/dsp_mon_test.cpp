@@ -186,6 +186,18 @@ TEST_F(DspMonitor, AnswersTheStatusOfAnEndThatFailed) {
   expectNothingHeld();
 }
 
+// Only the ids of DSPs open the library; any other takes the handle that it finds.
+TEST_F(DspMonitor, BindsThroughAHandleThatIsThereAlready) {
+  DSP_MON monitor{2};
+  DSP_MON::DSP_MON_INTERFACE& state = *monitor.implementation;
+  const std::size_t loads = board_.loads().size();
+  state.dspId = 7;
+  local_rpcmem_free = nullptr;
+  EXPECT_EQ(state.dsp_library_open(), 0);
+  EXPECT_NE(local_rpcmem_free, nullptr);
+  EXPECT_EQ(board_.loads().size(), loads);
+}
+
 // The query is the process's: the inner sample takes the slot over and ends its own query, and the outer one
 // finds none. What the outer one held may be in use, and is lost, not released.
 TEST_F(DspMonitor, LosesItsQueryToAnotherMonitorOfTheSameDsp) {

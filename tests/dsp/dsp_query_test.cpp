@@ -117,15 +117,24 @@ TEST(DspQueryWithoutALibrary, FailsEachCall) {
   const auto open = std::exchange(local_remote_handle64_open, nullptr);
   const auto invoke = std::exchange(local_remote_handle64_invoke, nullptr);
   const auto close = std::exchange(local_remote_handle64_close, nullptr);
-  std::uint32_t metrics = 0;
-  outputOf([&] {
-    EXPECT_EQ(tremlo_query_setup("cdsp"), -1);
-    EXPECT_EQ(tremlo_query_getprof("cdsp", &metrics), nullptr);
-    EXPECT_EQ(tremlo_query_exit("cdsp"), -1);
-  });
+  const auto alloc = std::exchange(local_rpcmem_alloc, nullptr);
+  const auto free = std::exchange(local_rpcmem_free, nullptr);
+  std::uint32_t metrics = 5;
+  EXPECT_EQ(outputOf([&] {
+              EXPECT_EQ(tremlo_query_setup("cdsp"), -1);
+              EXPECT_EQ(tremlo_query_getprof("cdsp", &metrics), nullptr);
+              EXPECT_EQ(tremlo_query_exit("cdsp"), -1);
+            }),
+            "tremloquery_init failed, return value: -1\ntremloquery_get_profdata failed, return value: -1\n");
+  EXPECT_EQ(metrics, 5U);
+  // The measurement starts, and there is no memory for its record.
+  local_remote_handle64_invoke = [](auto, auto, auto) { return 0; };
+  EXPECT_EQ(outputOf([] { EXPECT_EQ(tremlo_query_setup("cdsp"), 2); }), "local_rpcmem_alloc failed\n");
   local_remote_handle64_open = open;
   local_remote_handle64_invoke = invoke;
   local_remote_handle64_close = close;
+  local_rpcmem_alloc = alloc;
+  local_rpcmem_free = free;
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-#include "tests/fuzz/target.h"
 #include "tessary/process_mon.h"
 #include "tessary/procmem_mon.h"
+#include "tests/fuzz/target.h"
 
 // Both readers of /proc/<pid>/stat, which scan it differently.
 FUZZ_TARGET(text) {

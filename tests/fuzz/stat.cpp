@@ -1,5 +1,5 @@
-#include "tests/fuzz/target.h"
 #include "tessary/cpu_mon.h"
+#include "tests/fuzz/target.h"
 
 FUZZ_TARGET(text) {
   static simulator::Board board{simulator::Cores{8}};

@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/board.h"
@@ -130,6 +131,68 @@ TEST_F(GpuMon, GoesOnWhenTheProfilerCannotBeInitialised) {
   EXPECT_EQ(log(), (Texts{"-> GetRealtimeValues(null, 0)", "-> StopRealtimeMonitor()", "-> Shutdown()",
                           "-> Shutdown()", "V GPU_MON_INTERFACE : Destructor done.\n",
                           "V GPU MON destructor called."}));
+}
+
+// The listing fails after it has handed out its array, which the shutdown then takes back.
+TEST_F(GpuMon, EntersTheMetricsOfAFailedListingBeforeItShutsDown) {
+  profiler->offer(7, "GPU", [] { return 1; });
+  profiler->answerListing(
+      [this](auto** metrics, auto* count) {
+        static ztRealtimeMetricProperties record{7, "GPU", {}};
+        profiler->onCall([](const std::string& call) {
+          std::cout << "-> " << call << '\n';
+          if (call == "Shutdown()") record.name = nullptr;
+        });
+        return *metrics = &record, *count = 1, ztInternalFailure;
+      },
+      1);
+  { GPU_MON monitor; }
+  EXPECT_EQ(gpuHeaders, Texts{"GPU"});
+  EXPECT_EQ(gpuMap[0].name, "GPU");
+  EXPECT_EQ(output().find("-> Init(null, null)\n"
+                          "-> GetAvailableRealtimeMetrics(null, 0)\n"
+                          "Num available metrics = 1\n"
+                          "Could not get available realtime metrics.\n"
+                          "-> Shutdown()\n"
+                          "-> StartRealtimeMonitor({7}, 1)\n"),
+            0U);
+}
+
+TEST_F(GpuMon, AnswersEachFailureOfTheProfilerWithItsOwnCalls) {
+  const struct {
+    std::vector<std::pair<Function, int>> failing;  // the function and which of its calls
+    const char* output;                             // from the start of the monitoring on
+  } rows[] = {
+      {{{Function::kStartRealtimeMonitor, 1}},
+       "-> StartRealtimeMonitor({7}, 1)\n-> Shutdown()\n-> GetRealtimeValues(null, 1)\n"
+       "Constructor worked successfully for GPU MON Interface\nDestructor called for the interface\n"
+       "-> StopRealtimeMonitor()\nCould not stop monitoring the metrics.\n-> Shutdown()\n-> Shutdown()\n"
+       "Could not shutdown the profiler.\n"},
+      {{{Function::kGetRealtimeValues, 1}},  // the priming read, which nobody looks at
+       "-> StartRealtimeMonitor({7}, 1)\n-> GetRealtimeValues(null, 1)\n"
+       "Constructor worked successfully for GPU MON Interface\nDestructor called for the interface\n"
+       "-> StopRealtimeMonitor()\n-> Shutdown()\n"},
+      {{{Function::kStopRealtimeMonitor, 1}, {Function::kShutdown, 2}},
+       "-> StartRealtimeMonitor({7}, 1)\n-> GetRealtimeValues(null, 1)\n"
+       "Constructor worked successfully for GPU MON Interface\nDestructor called for the interface\n"
+       "-> StopRealtimeMonitor()\nCould not stop monitoring the metrics.\n-> Shutdown()\n-> Shutdown()\n"
+       "Could not shutdown the profiler.\n"},
+      {{{Function::kShutdown, 1}},
+       "-> StartRealtimeMonitor({7}, 1)\n-> GetRealtimeValues(null, 1)\n"
+       "Constructor worked successfully for GPU MON Interface\nDestructor called for the interface\n"
+       "-> StopRealtimeMonitor()\n-> Shutdown()\nCould not shutdown the profiler.\n"},
+  };
+  for (const auto& row : rows) {
+    profiler.reset();
+    profiler.emplace();
+    profiler->onCall([](const std::string& call) { std::cout << "-> " << call << '\n'; });
+    profiler->offer(7, "GPU", [] { return 1; });
+    for (const auto& [function, call] : row.failing) profiler->fail(function, ztInvalidParameter, call);
+    output();
+    { GPU_MON monitor; }
+    const std::string all = output();
+    EXPECT_EQ(all.substr(all.find("-> Start")), row.output);
+  }
 }
 
 TEST_F(GpuMon, HasItsSysfsFiguresOnAMachineWithoutAProfiler) {
