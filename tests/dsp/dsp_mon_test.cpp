@@ -182,8 +182,15 @@ TEST_F(DspMonitor, AnswersTheStatusOfAnEndThatFailed) {
   dsps_.fail(RemoteCall::kDeinit, 14, 1);
   EXPECT_EQ(outputOf([&] { EXPECT_EQ(monitor.tessary_getDSPSample(), 14); }), "");
   EXPECT_EQ(monitor.tessary_getDSPFrequency(), 900U);
+  // The next query overwrites what that one kept: it releases its own alone.
+  dsps_.forgetCalls();
   EXPECT_EQ(monitor.tessary_getDSPSample(), 0);
-  expectNothingHeld();
+  EXPECT_EQ(dsps_.calls(),
+            (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4", "invoke h4 02010000 in 00000000",
+                   "alloc -1 08000001 12 -> m2", "invoke h4 03010200 in 0c00000000000000 out 4 12",
+                   "invoke h4 04010000 in 00000000", "free m2", "close h4"}));
+  EXPECT_EQ(dsps_.openHandles(), 1U);
+  EXPECT_EQ(dsps_.liveBuffers(), 1U);
 }
 
 // Only the ids of DSPs open the library; any other takes the handle that it finds.
