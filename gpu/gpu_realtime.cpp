@@ -104,8 +104,8 @@ void GPU_MON::tessary_getGPUSample() {
   }
   for (std::size_t k = 0; k < std::size(kSampledFields); ++k) {
     const auto position = static_cast<std::size_t>(requiredIndices.at(k));
-    if (values == nullptr || position >= state.metricCount) continue;
-    state.*kSampledFields[k] = static_cast<float>(values[position].value);
+    // Whatever count the profiler left: it may answer "none" while it warms up, and leave that alone later.
+    if (values != nullptr) state.*kSampledFields[k] = static_cast<float>(values[position].value);
   }
 }
 

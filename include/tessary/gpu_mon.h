@@ -65,8 +65,8 @@ class TESSARY_API GPU_MON {
   //
   // Throws std::out_of_range when requiredIndices holds fewer than five entries, as without a working
   // profiler; the fields before the missing one are new then. A reading that fails is reported on standard
-  // output. A field keeps its value when the profiler hands out no values, or too few to have one at its
-  // position.
+  // output. The fields keep their values when the profiler hands out no array of values. An array is read at
+  // the five positions whatever count comes with it: the profiler hands out one value for each metric on offer.
   void tessary_getGPUSample();
 
   // A copy of gpuHeaders.

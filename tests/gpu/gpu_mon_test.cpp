@@ -240,13 +240,12 @@ TEST_F(GpuMon, ReadsWhateverAReadingLeaves) {
       [](auto** array, auto* count) { return *array = records, *count = 5, ztResultCode{7}; }, 4);
   profiler->answerReading([](auto** array, auto* count) { return *array = nullptr, *count = 5, ztSuccess; },
                           5);
-  profiler->answerReading([](auto** array, auto* count) { return *array = records, *count = 2, ztSuccess; },
+  profiler->answerReading([](auto** array, auto* count) { return *array = records, *count = 0, ztSuccess; },
                           7);
   GPU_MON monitor;
   const Fields usual = {585e6F, 40, 12.5F, 1e9F, 2.5e8F};
   const Fields left = {1, 2, 3, 4, 5};
-  const Fields cut = {1, 2, 12.5F, 1e9F, 2.5e8F};
-  for (const Fields& expected : {usual, usual, left, left, usual, cut}) {
+  for (const Fields& expected : {usual, usual, left, left, usual, left}) {
     monitor.tessary_getGPUSample();
     EXPECT_EQ(sampledFields(monitor), expected);
   }
