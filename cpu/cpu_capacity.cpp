@@ -67,7 +67,7 @@ void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity(CPU_MON_INTERFACE* target) {
                         core, errno);
       return;
     }
-    tessary::Scanner{text.readAttribute(node.get())}.number(target->cpuCapacity[core]);
+    tessary::Scanner{text.readOnce(node.get())}.number(target->cpuCapacity[core]);
     TESSARY_LOG_VERBOSE(kLog, "CPU_MON : cpu %d cpu_capacity = %d.\n", core, target->cpuCapacity[core]);
     node.leaveOpen();
   }

@@ -24,7 +24,7 @@ uint64_t readCounter(const tessary::Descriptor& node, tessary::TextBuffer& text)
     tessary::printLine("Unable to open files.");
     return 0;
   }
-  return parseCounter(text.readAttribute(node.get()));
+  return parseCounter(text.readOnce(node.get()));
 }
 
 template <typename Entry>
