@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -119,6 +120,7 @@ void PROCESS_MON::PROCESS_MON_INTERFACE::getDiff(std::vector<processStats>& prev
     tessary::printLine("Calloc failed for result");
     return;
   }
+  results.reserve(results.size() + std::max(previous.size(), current.size()));
   Recorder record{*scratch, secondsBetween(startTime, endTime), results};
   if (previous.size() == current.size()) {
     walkAsMany(previous, current, record);
