@@ -115,7 +115,7 @@ void walkMore(const Sample& previous, const Sample& current, Recorder& record) {
 void PROCESS_MON::PROCESS_MON_INTERFACE::getDiff(std::vector<processStats>& previous,
                                                  std::vector<processStats>& current) {
   ::gettimeofday(&endTime, nullptr);
-  auto* const scratch = tessary::allocateTable<resultProcInfo>();  // never freed, by design
+  auto* const scratch = tessary::allocateForever<resultProcInfo>();
   if (scratch == nullptr) {
     tessary::printLine("Calloc failed for result");
     return;
