@@ -9,21 +9,9 @@ using dsp::DSP_MON;
 using simulator::Board;
 using simulator::RemoteCall;
 
-constexpr int kVerbose = 2;
-constexpr int kError = 6;
 constexpr char kNotInitialised[] = "DSP_MON : Init not happened properly.\n";
 constexpr char kUnknownId[] =
     "DSP_MON : dsp_mon constructor : ERR : Please enter the correct id for the dsp.\n";
-
-int hookCalledWith;
-int proceed(int id) {
-  hookCalledWith = id;
-  return 'n';
-}
-int stop(int id) {
-  hookCalledWith = id;
-  return 0;
-}
 
 using DspMonitor = DspBoard;
 
@@ -84,7 +72,7 @@ TEST_F(DspMonitor, OfNoDspFailsEachSample) {
     EXPECT_EQ(monitor->implementation->dspId, 0);
     EXPECT_EQ(monitor->implementation->state, -1);
     EXPECT_EQ(monitor->tessary_getDSPSample(), -1);
-    EXPECT_EQ(board_.logged(kError).back(), kNotInitialised);
+    EXPECT_EQ(lastLogged(board_, kError), kNotInitialised);
   }
   EXPECT_TRUE(board_.loads().empty());
 }
@@ -137,14 +125,14 @@ TEST_F(DspMonitor, WaitsBySleepOrByHook) {
   EXPECT_EQ((DSP_MON{name, 100L}.tessary_getDSPSample()), 0);
   EXPECT_EQ((DSP_MON{3, 0L}.tessary_getDSPSample()), 0);
   EXPECT_EQ(board_.waits(), (std::vector<std::int64_t>{100000, 0}));
-  EXPECT_EQ((DSP_MON{3, proceed}.tessary_getDSPSample()), 0);
-  EXPECT_EQ(hookCalledWith, 3);
+  EXPECT_EQ((DSP_MON{3, hook<kProceed>}.tessary_getDSPSample()), 0);
+  EXPECT_EQ(hookCaller, 3);
   dsps_.forgetCalls();
 
-  DSP_MON stopped{name, stop};
+  DSP_MON stopped{name, hook<0>};
   stopped.implementation->load = 42;
   EXPECT_EQ(stopped.tessary_getDSPSample(), -1);
-  EXPECT_EQ(hookCalledWith, 2);
+  EXPECT_EQ(hookCaller, 2);
   EXPECT_EQ(stopped.tessary_getDSPUtilization(), 42);
   EXPECT_EQ(dsps_.calls()[4], "invoke h8 04010000 in 00000000");  // after the allocation, nothing is read
   EXPECT_EQ(board_.waits().size(), 2U);
@@ -213,7 +201,7 @@ TEST_F(DspMonitor, LosesItsQueryToAnotherMonitorOfTheSameDsp) {
   inner = &other;
   DSP_MON outer{2, [](int) {
                   EXPECT_EQ(inner->tessary_getDSPSample(), 0);
-                  return 110;
+                  return kProceed;
                 }};
   outputOf([&] { EXPECT_EQ(outer.tessary_getDSPSample(), -1); });
   EXPECT_EQ(dsps_.openHandles(), 1U);

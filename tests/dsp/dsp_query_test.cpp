@@ -116,9 +116,9 @@ struct DspQueryOverAnother : DspQuery {
 TEST_F(DspQueryOverAnother, ReleasesItsOwnHandleAndRecordAlone) {
   EXPECT_EQ(tremlo_query_setup("adsp"), 0);
   EXPECT_EQ(tremlo_query_exit("adsp"), 0);
-  EXPECT_EQ(dsps_.calls(), (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4",
-                                  "invoke h4 02010000 in 00000000", "alloc -1 08000001 12 -> m2",
-                                  "invoke h4 04010000 in 00000000", "free m2", "close h4"}));
+  EXPECT_EQ(dsps_.calls(),
+            (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4", "invoke h4 02010000 in 00000000",
+                   "alloc -1 08000001 12 -> m2", "invoke h4 04010000 in 00000000", "free m2", "close h4"}));
 }
 
 TEST_F(DspQueryOverAnother, StartsOnTheKeptHandleWhenNothingOpens) {
