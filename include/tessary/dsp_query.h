@@ -25,8 +25,8 @@ struct dspProfile {
 // zeroed. Returns 0; 1 for an unknown name; 2 when the record could not be allocated; else the status of
 // starting the measurement, which may be 1 or 2 as well. A query of the same DSP that was not ended, or whose
 // end failed, is overwritten: what it held is lost. Its handle serves once more when the service hands out no
-// new one. After a failure nothing is held: when the measurement does not start, the record of such a query is
-// released, too.
+// new one. After a failure nothing is held: when the measurement does not start, the record of such a query
+// is released, too.
 TESSARY_API int tremlo_query_setup(const char* name);
 
 // Reads the profile record and the number of its metrics, of a query that was set up. The record belongs to
