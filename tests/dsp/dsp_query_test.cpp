@@ -124,7 +124,7 @@ TEST_F(DspQueryOverAnother, ReleasesItsOwnHandleAndRecordAlone) {
 TEST_F(DspQueryOverAnother, StartsOnTheKeptHandleWhenNothingOpens) {
   dsps_.fail(RemoteCall::kOpen, 15, 1);
   EXPECT_EQ(tremlo_query_setup("adsp"), 0);
-  EXPECT_EQ(dsps_.calls()[2], "invoke h2 02010000 in 00000000");
+  EXPECT_EQ(dsps_.calls().at(2), "invoke h2 02010000 in 00000000");
   EXPECT_EQ(tremlo_query_exit("adsp"), 0);
   EXPECT_EQ(dsps_.openHandles(), 0U);
   EXPECT_EQ(dsps_.liveBuffers(), 1U);
@@ -133,8 +133,8 @@ TEST_F(DspQueryOverAnother, StartsOnTheKeptHandleWhenNothingOpens) {
 TEST_F(DspQueryOverAnother, ReleasesTheKeptRecordWhenItDoesNotStart) {
   dsps_.fail(RemoteCall::kInit, 39, 1);
   outputOf([] { EXPECT_EQ(tremlo_query_setup("adsp"), 39); });
-  EXPECT_EQ(dsps_.calls()[3], "free m1");
-  EXPECT_EQ(dsps_.calls()[4], "close h4");
+  EXPECT_EQ(dsps_.calls(), (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4",
+                                  "invoke h4 02010000 in 00000000 = 39", "free m1", "close h4"}));
   dsps_.fail(RemoteCall::kInit, 39, 1);
   outputOf([] { EXPECT_EQ(tremlo_query_setup("adsp"), 39); });  // not a second time
 }
