@@ -1,9 +1,11 @@
 // Measures every subject and prints the table of ratios.
 //
-//   tessary_bench                      CPU time: medians of interleaved repetitions, as ratios; allocations a
-//   sample tessary_bench --list               the rows, each with its pieces: "8 core /proc/stat, 8 cores"
-//   tessary_bench --run ROW COUNT      the library's sample COUNT times and nothing else, for an instruction
-//   counter
+//   tessary_bench
+//       CPU time: medians of interleaved repetitions, as ratios; allocations a sample
+//   tessary_bench --list
+//       the rows, each with its pieces: "8 core /proc/stat, 8 cores"
+//   tessary_bench --run ROW COUNT
+//       the library's sample COUNT times and nothing else, for an instruction counter
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -107,13 +109,22 @@ class Quiet {
   int output_;
 };
 
-int printRatios(int argc, char** argv) {
+std::shared_ptr<void> setScene(const bench::Row& row) { return row.scene ? row.scene() : nullptr; }
+
+void measureRow(const bench::Row& row, Medians& medians) {
+  const std::shared_ptr<void> scene = setScene(row);
   for (const bench::Subject& subject : bench::subjects()) {
+    if (subject.row != row.name) continue;
     const std::string name = subject.row + "@" + kWho[static_cast<int>(subject.who)];
     benchmark::RegisterBenchmark(name.c_str(), [&](benchmark::State& state) { measure(state, subject); })
         ->Repetitions(9)
         ->ReportAggregatesOnly();
   }
+  benchmark::RunSpecifiedBenchmarks(&medians);
+  benchmark::ClearRegisteredBenchmarks();
+}
+
+int printRatios(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
   char interleaved[] = "--benchmark_enable_random_interleaving=true";
   char minimum[] = "--benchmark_min_time=0.05";
@@ -123,7 +134,7 @@ int printRatios(int argc, char** argv) {
   Medians medians;
   {
     const Quiet quiet;
-    benchmark::RunSpecifiedBenchmarks(&medians);
+    for (const bench::Row& row : bench::rows()) measureRow(row, medians);
   }
 
   std::printf("%-36s %10s %14s %14s %10s %12s\n", "sample", "time, us", "library/floor", "library/peer",
@@ -149,14 +160,17 @@ int printRatios(int argc, char** argv) {
   return 0;
 }
 
-int runLibrary(const std::string& row, long count) {
+int runLibrary(const std::string& name, long count) {
+  const auto row = std::find_if(bench::rows().begin(), bench::rows().end(),
+                                [&](const bench::Row& other) { return other.name == name; });
   for (const bench::Subject& subject : bench::subjects()) {
-    if (subject.row != row || subject.who != bench::Who::kLibrary) continue;
+    if (subject.row != name || subject.who != bench::Who::kLibrary) continue;
+    const std::shared_ptr<void> scene = setScene(*row);
     const std::function<void()> sample = subject.prepare();
     while (count-- > 0) sample();
     return 0;
   }
-  std::fprintf(stderr, "tessary_bench: there is no row \"%s\"\n", row.c_str());
+  std::fprintf(stderr, "tessary_bench: there is no row \"%s\"\n", name.c_str());
   return 2;
 }
 
