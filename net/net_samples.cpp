@@ -18,8 +18,6 @@ namespace {
 constexpr char kNetFolder[] = "/sys/class/net/";
 constexpr char kStatistics[] = "/statistics/";
 
-constexpr int kCounterCount = static_cast<int>(std::size(kCounters));
-
 using NodePath =
     tessary::Path<PATH_MAX + 1>;  // a path that is too long is still too long when it is cut here
 
@@ -68,10 +66,10 @@ void NET_MON::NET_MON_INTERFACE::getNetStats() {
   NodePath path;
   for (const std::string& name : interfaceNames) {
     const tessary::Folder statistics{path.join(kNetFolder, name, kStatistics)};
-    for (int stat = 0; stat < kCounterCount; ++stat) {
-      const char* const file = nameAt(statNames, stat);
-      scratch.*kCounters[stat].field =
-          readCounter(file != nullptr ? statistics.open(file) : tessary::Descriptor{}, text);
+    for (std::size_t k = 0; k < std::size(kCounters); ++k) {
+      scratch.*kCounters[k].field = k < statNames.size()
+                                        ? readCounter(statistics.open(statNames[k].c_str()), text)
+                                        : readCounter(tessary::Descriptor{}, text);
     }
     scratch.name = name;
     currentSample.push_back(scratch);
