@@ -1,7 +1,8 @@
 # Warnings for all of the project's own code, and the sanitizers for what runs in the tests' process. The simulator
 # is never instrumented: it is preloaded into shells that are not.
 add_library(tessary_options INTERFACE)
-target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR})
+configure_file(cmake/version.h.in ${PROJECT_BINARY_DIR}/generated/version/generated.h @ONLY)
+target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
 target_compile_options(tessary_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror
   # The terminating variadic macro of the log takes a format alone, too.
