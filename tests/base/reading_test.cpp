@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <string>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

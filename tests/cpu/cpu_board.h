@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 struct CpuBoard : simulator::Board {
   // One capacity for each core, on the kernel's scale.

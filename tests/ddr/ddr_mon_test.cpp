@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "simulator/bandwidth_device.h"
-#include "simulator/board.h"
+#include "simulator/board/board.h"
+#include "simulator/devices/bandwidth_device.h"
 #include "tessary/board.h"
 
 namespace {

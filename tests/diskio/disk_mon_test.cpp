@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

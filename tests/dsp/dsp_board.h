@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
-#include "simulator/dsp_service.h"
+#include "simulator/board/board.h"
+#include "simulator/devices/dsp_service.h"
 #include "tessary/dsp_mon.h"
 
 using Lines = std::vector<std::string>;

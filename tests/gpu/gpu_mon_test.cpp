@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "simulator/board.h"
-#include "simulator/gpu_profiler.h"
+#include "simulator/board/board.h"
+#include "simulator/devices/gpu_profiler.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
-#include "simulator/gpu_profiler.h"
+#include "simulator/board/board.h"
+#include "simulator/devices/gpu_profiler.h"
 
 namespace {
 

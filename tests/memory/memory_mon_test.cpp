@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

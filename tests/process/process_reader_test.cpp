@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 #include "tessary/process_mon.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/model.h"
+#include "simulator/model/model.h"
 #include "tessary/board.h"
 #include "tessary/cpu_mon.h"
 #include "tessary/ddr_mon.h"

@@ -1,11 +1,11 @@
-#include "simulator/board_file.h"
+#include "simulator/model/board_file.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "simulator/json.h"
-#include "simulator/model.h"
+#include "simulator/model/json.h"
+#include "simulator/model/model.h"
 
 namespace {
 

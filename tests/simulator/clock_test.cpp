@@ -1,4 +1,4 @@
-#include "simulator/clock.h"
+#include "simulator/board/clock.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -12,7 +12,7 @@
 #include <ctime>
 #include <thread>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 #include "tests/simulator/board_text.h"
 
 namespace {

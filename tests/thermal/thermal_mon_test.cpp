@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 

@@ -1,0 +1,76 @@
+#include "simulator/board/clock.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace simulator {
+
+namespace {
+
+// Stepped time begins on 2024-01-01 00:00:00 UTC, on a board that has been up for an hour.
+constexpr Nanoseconds kDate = 1704067200 * kNanosecondsInSecond;
+constexpr Nanoseconds kUptime = 3600 * kNanosecondsInSecond;
+
+thread_local Nanoseconds threadTime = 0;
+
+// By the system call itself: the functions of the C library answer for the board.
+Nanoseconds machineClock(int id) {
+  timespec time{};
+  ::syscall(SYS_clock_gettime, id, &time);
+  return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;
+}
+
+}  // namespace
+
+Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{bootTime() - start} { threadTime = start; }
+
+Clock Clock::since(Nanoseconds origin) { return Clock{Mode::kReal, bootTime() - origin}; }
+
+Nanoseconds Clock::bootTime() { return machineClock(CLOCK_BOOTTIME); }
+
+Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? threadTime : bootTime() - origin_; }
+
+Nanoseconds Clock::wait(Nanoseconds duration) {
+  duration = std::max<Nanoseconds>(duration, 0);
+  if (mode_ == Mode::kStepped) {
+    threadTime += duration;
+    publish();
+    return 0;
+  }
+  timespec time{duration / kNanosecondsInSecond, duration % kNanosecondsInSecond};
+  timespec left{};
+  if (::syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, &left) == 0) return 0;
+  return left.tv_sec * kNanosecondsInSecond + left.tv_nsec;
+}
+
+void Clock::advanceTo(Nanoseconds time) {
+  if (threadTime >= time) return;
+  threadTime = time;
+  publish();
+}
+
+Nanoseconds Clock::read(int id) const {
+  if (mode_ == Mode::kReal) return machineClock(id);
+  const bool date = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
+  return (date ? kDate : kUptime) + now();
+}
+
+Nanoseconds Clock::uptimeAtStart() const { return mode_ == Mode::kStepped ? kUptime : origin_; }
+
+void Clock::enterProcess() const {
+  if (times_ != nullptr) times_->begin(::getpid(), threadTime);
+}
+
+void Clock::joinProcess(pid_t process) {
+  if (times_ == nullptr) return;
+  if (const auto time = times_->end(process)) advanceTo(*time);
+}
+
+void Clock::publish() const {
+  if (times_ != nullptr) times_->advance(::getpid(), threadTime);
+}
+
+}  // namespace simulator

@@ -1,0 +1,60 @@
+// The board's time. Stepped time stands still but for the waits: each wait moves the clock of the thread that
+// waits, at once, by exactly what it asked for. A thread starts with the time of the thread that created it
+// and, when it is joined, passes its own on, so that monitors which wait side by side take one interval, not
+// several, and every run with the same waits reads the same times. Real time is the machine's, counted from
+// the board's start.
+#ifndef TESSARY_SIMULATOR_BOARD_CLOCK_H
+#define TESSARY_SIMULATOR_BOARD_CLOCK_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+
+#include "simulator/board/process_times.h"
+
+namespace simulator {
+
+class Clock {
+ public:
+  enum class Mode { kStepped, kReal };
+
+  explicit Clock(Mode mode, Nanoseconds start = 0);
+  static Clock since(
+      Nanoseconds origin);  // real, of a board that started at this time of the machine's boot clock
+
+  static Nanoseconds bootTime();  // the machine's
+
+  Mode mode() const { return mode_; }
+
+  // Since the board's start, as the calling thread sees it.
+  Nanoseconds now() const;
+
+  // Passes `duration`: moves the thread's stepped time, or sleeps. What is left of it when a signal
+  // interrupts.
+  Nanoseconds wait(Nanoseconds duration);
+
+  // For joins: the calling thread's time becomes at least `time`.
+  void advanceTo(Nanoseconds time);
+
+  // The machine's clock `id`, read as the board's: stepped time counts from a fixed date.
+  Nanoseconds read(int id) const;
+
+  // Since the machine's start, at the board's.
+  Nanoseconds uptimeAtStart() const;
+
+  // The times of the other processes on the board, when there are any: see process_times.h.
+  void share(ProcessTimes* times) { times_ = times; }
+  void enterProcess() const;        // a process begins with what is the calling thread's time
+  void joinProcess(pid_t process);  // a child has ended: as when a thread is joined
+
+ private:
+  void publish() const;
+
+  Mode mode_;
+  ProcessTimes* times_ = nullptr;
+  Nanoseconds origin_;  // real time: the machine's boot clock at the board's start
+};
+
+}  // namespace simulator
+
+#endif

@@ -1,0 +1,404 @@
+#include "simulator/model/board_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <numeric>
+#include <set>
+#include <string_view>
+#include <system_error>
+
+#include "simulator/model/json.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr std::int64_t kMostItems = 4096;
+constexpr std::int64_t kMostCores = 1024;
+constexpr std::int64_t kLargestId = 4194304;  // of a process
+
+// Every item of the list, "count" times where it says so.
+template <typename Item, typename ReadItem>
+std::vector<Item> readGroups(const JsonValue& list, ReadItem readItem) {
+  std::vector<Item> items;
+  for (const JsonValue& value : list.items()) {
+    std::int64_t count = 1;
+    for (std::int64_t number = 0; number < count; ++number) {
+      JsonObject object{value, static_cast<int>(number)};
+      object.read("count", count, 1, kMostItems);
+      items.push_back(readItem(object));
+      object.end();
+    }
+  }
+  return items;
+}
+
+template <typename Item, typename ReadItem>
+void readList(JsonObject& board, const char* key, std::vector<Item>& items, ReadItem readItem) {
+  if (const auto list = board.find(key)) items = readGroups<Item>(*list, readItem);
+}
+
+template <std::size_t kCounters>
+void readCounters(JsonObject& object, const char* const (&keys)[kCounters],
+                  std::array<Counter, kCounters>& counters) {
+  for (std::size_t i = 0; i < kCounters; ++i) object.read(keys[i], counters[i].perSecond);
+}
+
+// -- what a board has
+
+CoreFile readCore(JsonObject& object) {
+  CoreFile core;
+  object.read("capacity", core.capacity, 1, 1024);
+  object.read("min_khz", core.minKHz, 0, kLargestNumber);
+  object.read("max_khz", core.maxKHz, 0, kLargestNumber);
+  if (core.minKHz > core.maxKHz) object.fail("min_khz is above max_khz");
+  if (const auto load = object.find("load")) {
+    JsonObject shares{*load, object.number()};
+    Thousandths most = 0;
+    for (std::size_t column = 0; column < kTickColumns; ++column) {
+      if (column == kIdleColumn) continue;
+      shares.read(kTickKeys[column], core.shares[column], 0, 100);
+      if (column < kGuestColumn) most += core.shares[column].highest();
+    }
+    shares.end();
+    if (most > 100 * kOne) load->fail("comes to more than 100 percent");
+  }
+  return core;
+}
+
+ZoneFile readZone(JsonObject& object, int cores) {
+  ZoneFile zone;
+  object.read("type", zone.type);
+  if (const auto temperature = object.find("temperature")) zone.temperature = temperature->signal(-273, 1000);
+  object.read("ambient", zone.ambient, -273, 1000);
+  if (const auto rise = object.find("rise")) zone.rise = rise->figure(0, 1000);
+  object.readTime("lag_ms", zone.lag, 1);
+  if (const auto heaters = object.find("cores")) {
+    for (const JsonValue& core : heaters->items())
+      zone.cores.push_back(static_cast<int>(core.whole(0, cores - 1)));
+  }
+  if (zone.cores.empty()) {
+    zone.cores.resize(static_cast<std::size_t>(cores));
+    std::iota(zone.cores.begin(), zone.cores.end(), 0);
+  }
+  return zone;
+}
+
+CoolingDeviceFile readCoolingDevice(JsonObject& object) {
+  CoolingDeviceFile device;
+  object.read("type", device.type);
+  object.read("max_state", device.maxState, 0, 1000);
+  object.read("state", device.state, 0, device.maxState);
+  return device;
+}
+
+std::vector<std::pair<const char*, Signal>> readMemory(const JsonValue& value) {
+  std::vector<std::pair<const char*, Signal>> lines;
+  JsonObject object{value};
+  for (const MemoryLine& line : kMemoryLines) {
+    lines.emplace_back(line.line, Signal{});
+    object.read(line.key, lines.back().second);
+  }
+  object.end();
+  return lines;
+}
+
+ProcessFile readProcess(JsonObject& object) {
+  ProcessFile process;
+  process.pid = static_cast<int>(object.need("pid").whole(1, kLargestId - kMostItems)) + object.number();
+  process.name = object.need("name").name();
+  object.read("ppid", process.parent, 0, kLargestId);
+  std::string state(1, process.state);
+  object.read("state", state);
+  if (state.size() != 1 || std::strchr("RSDTtZXI", state[0]) == nullptr)
+    object.fail("state is none of R S D T t Z X I");
+  process.state = state[0];
+  object.read("threads", process.threads, 1, 100000);
+  object.read("user", process.user);
+  object.read("system", process.system);
+  object.read("vsize_kb", process.virtualKB, 0, kLargestNumber);
+  object.read("rss_kb", process.residentKB);
+  object.read("pss_kb", process.proportionalKB);
+  object.read("private_kb", process.privateKB);
+  std::int64_t started = process.started / kMicrosecondsInSecond;
+  object.read("started_s", started, 0, kLargestNumber / kOne);
+  process.started = started * kMicrosecondsInSecond;
+  object.readTime("born_ms", process.life.from);
+  object.readTime("ended_ms", process.life.to);
+  if (process.life.to <= process.life.from) object.fail("ended_ms is not after born_ms");
+  return process;
+}
+
+std::vector<ProcessFile> readProcesses(const JsonValue& list) {
+  std::set<int> ids;
+  std::vector<ProcessFile> processes = readGroups<ProcessFile>(list, [&](JsonObject& object) {
+    ProcessFile process = readProcess(object);
+    if (!ids.insert(process.pid).second)
+      object.need("pid").fail(std::to_string(process.pid) + " is there already");
+    return process;
+  });
+  std::sort(processes.begin(), processes.end(),
+            [](const ProcessFile& one, const ProcessFile& other) { return one.pid < other.pid; });
+  return processes;
+}
+
+DiskFile readDisk(JsonObject& object) {
+  DiskFile disk;
+  disk.name = object.need("name").name();
+  object.read("major", disk.major, 0, 4095);
+  object.read("minor", disk.minor, 0, 1 << 20);
+  object.read("partitions", disk.partitions, 0, 128);
+  disk.minor += object.number() * (disk.partitions + 1);
+  readCounters(object, kDiskKeys, disk.counters);
+  return disk;
+}
+
+InterfaceFile readInterface(JsonObject& object) {
+  InterfaceFile interface;
+  interface.name = object.need("name").name();
+  readCounters(object, kNetworkKeys, interface.counters);
+  return interface;
+}
+
+GpuFile readGpu(const JsonValue& value) {
+  GpuFile gpu;
+  JsonObject object{value};
+  object.read("busy", gpu.busy, 0, 100);
+  if (const auto clock = object.find("max_mhz")) gpu.maxMHz = clock->whole(0, kLargestNumber);
+  if (const auto metrics = object.find("metrics")) {
+    gpu.metrics = readGroups<GpuMetricFile>(*metrics, [](JsonObject& metric) {
+      return GpuMetricFile{static_cast<std::uint32_t>(metric.need("id").whole(0, 0xffffffff)),
+                           metric.need("name").name(),
+                           metric.need("value").signal(-kLargestNumber, kLargestNumber)};
+    });
+  }
+  object.end();
+  return gpu;
+}
+
+DspFile readDsp(JsonObject& object) {
+  DspFile dsp;
+  dsp.name = object.need("name").name();
+  object.read("load", dsp.load, 0, 100);
+  object.read("clock", dsp.clock, 0, 0xffffffff);
+  return dsp;
+}
+
+DdrFile readDdr(const JsonValue& value) {
+  DdrFile ddr;
+  JsonObject object{value};
+  for (std::size_t i = 0; i < kDdrFigures; ++i) object.read(kDdrKeys[i], ddr.perSecond[i]);
+  object.end();
+  return ddr;
+}
+
+std::vector<std::pair<std::string, std::string>> readTexts(const JsonValue& value) {
+  std::vector<std::pair<std::string, std::string>> texts;
+  JsonObject object{value};
+  for (const std::string& name : value.names()) texts.emplace_back(name, object.need(name).text());
+  return texts;
+}
+
+std::vector<std::pair<std::string, std::string>> readNodes(const JsonValue& value) {
+  std::vector<std::pair<std::string, std::string>> nodes = readTexts(value);
+  for (const auto& [path, text] : nodes) {
+    if (path.empty() || path.front() != '/') JsonObject{value}.need(path).fail("is no absolute path");
+  }
+  return nodes;
+}
+
+// -- what goes wrong with it
+
+struct KindName {
+  const char* name;
+  Fault::Kind kind;
+};
+constexpr KindName kKinds[] = {{"open", Fault::Kind::kOpen},       {"read", Fault::Kind::kRead},
+                               {"vanish", Fault::Kind::kVanish},   {"cut", Fault::Kind::kCut},
+                               {"rubbish", Fault::Kind::kRubbish}, {"result", Fault::Kind::kResult},
+                               {"offline", Fault::Kind::kOffline}, {"wrap", Fault::Kind::kWrap}};
+
+// The key that names a target, and the kinds that it can have.
+struct TargetName {
+  const char* key;
+  Fault::Target target;
+  std::string_view kinds;
+};
+constexpr TargetName kTargets[] = {{"node", Fault::Target::kNode, "open read vanish cut rubbish result"},
+                                   {"process", Fault::Target::kProcess, "open read vanish cut rubbish"},
+                                   {"core", Fault::Target::kCore, "offline"},
+                                   {"interface", Fault::Target::kInterface, "wrap"},
+                                   {"disk", Fault::Target::kDisk, "wrap"},
+                                   {"profiler", Fault::Target::kProfiler, "result"},
+                                   {"dsp", Fault::Target::kDsp, "result"},
+                                   {"commands", Fault::Target::kCommands, "open"}};
+
+int errorNumber(const JsonValue& value) {
+  constexpr int kErrors = 134;  // Linux has no more
+  const std::string name = value.text();
+  for (int error = 1; error < kErrors; ++error) {
+    const char* const known = ::strerrorname_np(error);
+    if (known != nullptr && name == known) return error;
+  }
+  value.fail("must be the name of an error, such as EINVAL");
+}
+
+// The item that the value names.
+template <typename Items, typename IsNamed>
+auto& findNamed(Items& items, const JsonValue& value, IsNamed isNamed) {
+  const auto found = std::find_if(std::begin(items), std::end(items), isNamed);
+  if (found == std::end(items)) value.fail("is not on this board");
+  return *found;
+}
+
+std::pair<const TargetName*, JsonValue> findTarget(JsonObject& object) {
+  std::optional<std::pair<const TargetName*, JsonValue>> found;
+  for (const TargetName& target : kTargets) {
+    const auto value = object.find(target.key);
+    if (value && found) value->fail("is a second target");
+    if (value) found.emplace(&target, *value);
+  }
+  if (!found) object.fail("has none of: node, process, core, interface, disk, profiler, dsp, commands");
+  return *found;
+}
+
+Fault::Kind readKind(const JsonValue& value, std::string_view kinds) {
+  const std::string name = value.text();
+  const bool fits =
+      !name.empty() && (" " + std::string{kinds} + " ").find(" " + name + " ") != std::string::npos;
+  if (!fits) value.fail("must be one of: " + std::string{kinds});
+  return findNamed(kKinds, value, [&](const KindName& kind) { return kind.name == name; }).kind;
+}
+
+template <std::size_t kCounters>
+std::string wrapCounter(JsonObject& object, Microseconds time, const char* const (&keys)[kCounters],
+                        std::array<Counter, kCounters>& counters) {
+  const JsonValue value = object.need("counter");
+  const std::string name = value.text();
+  int bits = 64;
+  object.read("bits", bits, 1, 64);
+  const auto& key = findNamed(keys, value, [&](const char* known) { return name == known; });
+  counters[static_cast<std::size_t>(&key - keys)].wrapAt(time, bits);
+  return " " + name + ", " + std::to_string(bits) + " bits";
+}
+
+Fault readFault(JsonObject& object, const JsonValue& place, BoardFile& board) {
+  Fault fault;
+  fault.line = place.line();
+  fault.key = place.key();
+  object.readTime("at_ms", fault.span.from);
+  Microseconds length = kForever - fault.span.from;
+  object.readTime("for_ms", length, 1);
+  fault.span.to = fault.span.from + length;
+
+  const auto [target, value] = findTarget(object);
+  const JsonValue kind = object.need("kind");
+  fault.target = target->target;
+  fault.kind = readKind(kind, target->kinds);
+  std::string details;
+  switch (fault.target) {
+    case Fault::Target::kProcess: {
+      const auto pid = static_cast<int>(value.whole(1, kLargestId));
+      findNamed(board.processes, value, [pid](const ProcessFile& process) { return process.pid == pid; });
+      fault.name = "/proc/" + std::to_string(pid);
+      break;
+    }
+    case Fault::Target::kCore: {
+      const auto core = value.whole(0, static_cast<std::int64_t>(board.cores.size()) - 1);
+      std::vector<Span>& offline = board.cores[static_cast<std::size_t>(core)].offline;
+      const bool isOffline = std::any_of(offline.begin(), offline.end(), [&](const Span& span) {
+        return span.from < fault.span.to && fault.span.from < span.to;
+      });
+      if (isOffline) value.fail("is offline already at that time");
+      offline.push_back(fault.span);
+      fault.name = std::to_string(core);
+      break;
+    }
+    case Fault::Target::kCommands:
+      if (!value.flag()) value.fail("must be true");
+      break;
+    default:
+      fault.name = value.text();
+  }
+  const auto isNamed = [&](const auto& item) { return item.name == fault.name; };
+  if (fault.target == Fault::Target::kInterface) {
+    auto& interface = findNamed(board.interfaces, value, isNamed);
+    details = wrapCounter(object, fault.span.from, kNetworkKeys, interface.counters);
+  } else if (fault.target == Fault::Target::kDisk) {
+    details =
+        wrapCounter(object, fault.span.from, kDiskKeys, findNamed(board.disks, value, isNamed).counters);
+  } else if (fault.target == Fault::Target::kDsp) {
+    findNamed(board.dsps, value, isNamed);
+  } else if (fault.target == Fault::Target::kProfiler) {
+    findNamed(kProfilerFunctions, value, [&](const char* function) { return fault.name == function; });
+  }
+  if (fault.kind == Fault::Kind::kOpen || fault.kind == Fault::Kind::kRead) {
+    const JsonValue error = object.need("error");
+    fault.value = errorNumber(error);
+    details = " " + error.text();
+  } else if (fault.kind == Fault::Kind::kResult) {
+    fault.value = static_cast<int>(object.need("result").whole(-0x7fffffff, 0x7fffffff));
+    details = " " + std::to_string(fault.value);
+  }
+  const bool isPath = !fault.name.empty() && fault.name.front() == '/';
+  fault.description = (isPath ? "" : target->key + std::string{fault.name.empty() ? "" : " "}) + fault.name +
+                      ": " + kind.text() + details;
+  return fault;
+}
+
+BoardFile readBoard(const JsonValue& root, BoardFile board) {
+  JsonObject object{root};
+  board.model = object.need("model").text();
+  object.read("description", board.description);
+  object.read("platform", board.platform);
+  object.read("soc", board.soc);
+  if (const auto id = object.find("feature_id")) board.featureId = static_cast<int>(id->whole(0, 255));
+  if (const auto properties = object.find("properties")) board.properties = readTexts(*properties);
+  if (const auto nodes = object.find("nodes")) board.nodes = readNodes(*nodes);
+  object.read("ticks_per_second", board.ticksPerSecond, 1, 1000000);
+
+  const JsonValue cores = object.need("cores");
+  board.cores = readGroups<CoreFile>(cores, readCore);
+  const auto coreCount = static_cast<int>(board.cores.size());
+  if (coreCount == 0 || coreCount > kMostCores) cores.fail("must be from 1 to 1024 cores");
+  readList(object, "thermal_zones", board.zones, [&](JsonObject& zone) { return readZone(zone, coreCount); });
+  readList(object, "cooling_devices", board.coolingDevices, readCoolingDevice);
+  if (const auto memory = object.find("memory")) board.memory = readMemory(*memory);
+  if (const auto processes = object.find("processes")) board.processes = readProcesses(*processes);
+  readList(object, "disks", board.disks, readDisk);
+  readList(object, "interfaces", board.interfaces, readInterface);
+  if (const auto gpu = object.find("gpu")) board.gpu = readGpu(*gpu);
+  readList(object, "dsps", board.dsps, readDsp);
+  if (const auto ddr = object.find("ddr")) board.ddr = readDdr(*ddr);
+  if (const auto faults = object.find("faults")) {
+    for (const JsonValue& fault : faults->items()) {
+      JsonObject members{fault};
+      board.faults.push_back(readFault(members, fault, board));
+      members.end();
+    }
+  }
+  object.end();
+  return board;
+}
+
+}  // namespace
+
+BoardFile parseBoardFile(const std::string& text, const std::string& path, std::uint64_t seed) {
+  const JsonSource source{path, seed, Wave::noise(seed)};
+  BoardFile board;
+  board.path = path;
+  board.seed = seed;
+  return readBoard(JsonValue{source, parseJson(text, path), ""}, std::move(board));
+}
+
+BoardFile readBoardFile(const std::string& path, std::uint64_t seed) {
+  std::ifstream file{path, std::ios::binary};
+  const std::string text{std::istreambuf_iterator<char>{file}, {}};
+  if (!file) throw std::system_error{errno, std::generic_category(), path};
+  return parseBoardFile(text, path, seed);
+}
+
+}  // namespace simulator

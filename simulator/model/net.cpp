@@ -1,0 +1,17 @@
+#include "simulator/model/model.h"
+
+namespace simulator {
+
+void layOutInterfaces(Board& board, const SharedFile& file) {
+  for (const InterfaceFile& interface : file->interfaces) {
+    const std::string folder = "/sys/class/net/" + interface.name + "/";
+    board.file(folder + "operstate", "up\n");
+    for (std::size_t i = 0; i < kNetworkCounters; ++i) {
+      const Counter& counter = interface.counters[i];
+      board.file(folder + "statistics/" + kNetworkKeys[i],
+                 [&board, file, &counter] { return std::to_string(counter.at(boardTime(board))) + "\n"; });
+    }
+  }
+}
+
+}  // namespace simulator
