@@ -8,15 +8,13 @@ set(CMAKE_EXECUTABLE_RUNTIME_CXX_FLAG_SEP ":")
 # What is built is what is pushed: nothing of the build machine's folders.
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 
-# The tool, the library and the C++ library that they share, side by side. Not the stand-in for the GPU profiler: a
-# board has the real one.
+# The tool, the library and the C++ library that they share, side by side in push/. Not the stand-in for the GPU
+# profiler: a board has the real one.
 function(tessary_collect_for_the_board)
-  execute_process(
-    COMMAND ${CMAKE_CXX_COMPILER} --target=${CMAKE_CXX_COMPILER_TARGET} --sysroot=${CMAKE_SYSROOT}
-      -print-file-name=libc++_shared.so
-    OUTPUT_VARIABLE cxx_library OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
-  if(NOT EXISTS "${cxx_library}")
-    set(cxx_library ${CMAKE_SYSROOT}/usr/lib/aarch64-linux-android/libc++_shared.so)
+  set_property(TARGET tessary tessary_tool APPEND PROPERTY INSTALL_RPATH "$ORIGIN")
+  file(GLOB cxx_library ${TESSARY_NDK}/toolchains/llvm/prebuilt/*/sysroot/usr/lib/aarch64-linux-android/libc++_shared.so)
+  if(NOT cxx_library)
+    message(FATAL_ERROR "There is no libc++_shared.so for 64-bit Arm in the sysroot of ${TESSARY_NDK}.")
   endif()
   set(folder ${PROJECT_BINARY_DIR}/push)
   add_custom_target(tessary_push ALL

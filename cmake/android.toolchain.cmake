@@ -1,8 +1,7 @@
 # The NDK's own toolchain, with what the boards run: Android 13, 64-bit Arm, the shared C++ library. The folder of the
 # NDK is remembered: a build that configures itself again needs no environment.
-set(TESSARY_NDK "$ENV{ANDROID_NDK_HOME}" CACHE PATH "The NDK: the folder that holds build/cmake")
-if(TESSARY_NDK STREQUAL "" AND NOT "$ENV{ANDROID_NDK_HOME}" STREQUAL "")
-  set_property(CACHE TESSARY_NDK PROPERTY VALUE "$ENV{ANDROID_NDK_HOME}")  # set since an attempt without it
+if(NOT TESSARY_NDK)
+  set(TESSARY_NDK "$ENV{ANDROID_NDK_HOME}")
 endif()
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TESSARY_NDK)
 
@@ -13,7 +12,7 @@ if(TESSARY_NDK STREQUAL "")
 endif()
 if(NOT EXISTS ${TESSARY_NDK}/build/cmake/android.toolchain.cmake)
   message(FATAL_ERROR
-    "No Android NDK in ${TESSARY_NDK}: there is no build/cmake/android.toolchain.cmake. Another folder: -DTESSARY_NDK=..")
+    "No Android NDK in ${TESSARY_NDK}: there is no build/cmake/android.toolchain.cmake.")
 endif()
 if(EXISTS ${TESSARY_NDK}/source.properties)
   file(STRINGS ${TESSARY_NDK}/source.properties ndk_revision REGEX "^Pkg.Revision")
@@ -22,6 +21,8 @@ if(EXISTS ${TESSARY_NDK}/source.properties)
     message(FATAL_ERROR "The NDK in ${TESSARY_NDK} is ${ndk_revision}: r${oldest_ndk} is the oldest that serves.")
   endif()
 endif()
+
+set(TESSARY_NDK "${TESSARY_NDK}" CACHE PATH "The NDK: the folder that holds build/cmake")
 
 set(ANDROID_ABI arm64-v8a)
 set(ANDROID_PLATFORM android-33)
