@@ -18,7 +18,6 @@
 namespace {
 
 // -- /proc/meminfo, of this machine
-// ------------------------------------------------------------------------------------
 
 void memoryFloor(bench::Text& text) {
   constexpr const char* kKeys[] = {"MemTotal", "MemFree",   "MemAvailable", "Buffers",
@@ -72,7 +71,6 @@ const bool kMemory = bench::add({"/proc/meminfo", 1, "sample"},
                                 });
 
 // -- /proc/diskstats, of this machine
-// ----------------------------------------------------------------------------------
 
 int countDisks() {
   diskio::DISK_MON monitor;
@@ -134,7 +132,6 @@ const bool kDisk = bench::add(
     });
 
 // -- seven counters an interface
-// ---------------------------------------------------------------------------------------
 
 constexpr const char* kCounters[] = {"tx_bytes",   "rx_bytes",   "tx_packets", "rx_packets",
                                      "tx_dropped", "rx_dropped", "collisions"};
@@ -199,7 +196,6 @@ bool addNetwork(int count) {
 const bool kNetwork = addNetwork(2) && addNetwork(64);
 
 // -- thermal zones
-// -----------------------------------------------------------------------------------------------------
 
 constexpr int kZones = 40;
 

@@ -1,9 +1,10 @@
 // Measures every subject and prints the table of ratios.
 //
-//   tessary_bench                      CPU time: medians of interleaved repetitions, as ratios; allocations a
-//   sample tessary_bench --list               the rows, each with its pieces: "8 core /proc/stat, 8 cores"
-//   tessary_bench --run ROW COUNT      the library's sample COUNT times and nothing else, for an instruction
-//   counter
+//   tessary_bench                    CPU time: medians of interleaved repetitions, as ratios;
+//                                    allocations a sample
+//   tessary_bench --list             the rows, each with its pieces: "8 core /proc/stat, 8 cores"
+//   tessary_bench --run ROW COUNT    the library's sample COUNT times and nothing else, for an
+//                                    instruction counter
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-// libFuzzer's own time, which is the machine's. On a board's stepped time it would see neither an endless loop nor the
-// end of -max_total_time. The linker turns the executable's own calls to these (--wrap); the library's go to the board.
-// Older builds of libFuzzer ask the C++ library, newer ones, which have it inside, the C library.
+// libFuzzer's own time, which is the machine's. On a board's stepped time it would see neither an endless loop
+// nor the end of -max_total_time. The linker turns the executable's own calls to these (--wrap); the library's
+// go to the board. Where libFuzzer has a C++ library inside, it asks the C library, otherwise the shared one.
 
 #include <sys/syscall.h>
 #include <unistd.h>
