@@ -1,6 +1,6 @@
-// libFuzzer's own time, which is the machine's. On a board's stepped time it would see neither an endless loop
-// nor the end of -max_total_time. The linker turns the executable's own calls to these (--wrap); the library's
-// go to the board. Where libFuzzer has a C++ library inside, it asks the C library, otherwise the shared one.
+// libFuzzer's own time, which is the machine's. On a board's stepped time it would see neither an endless
+// loop nor the end of -max_total_time. The linker turns the executable's own calls to these (--wrap); the
+// library's go to the board. A libFuzzer with a C++ library inside asks the C library, others the shared one.
 
 #include <sys/syscall.h>
 #include <unistd.h>
