@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "simulator/board/clock.h"
+#include "simulator/board/history.h"
 
 namespace simulator {
 
@@ -181,11 +182,10 @@ class Board {
   std::function<int()> commandError_;
   int allocationCountdown_ = 0;
   std::vector<std::function<void()>> changes_;
-  std::vector<std::int64_t> waits_;
-  std::vector<std::string> opened_;
-  std::vector<LibraryLoad> loads_;
-  std::vector<LogLine> log_;
-  bool keepsHistory_ = true;
+  History<std::int64_t> waits_;
+  History<std::string> opened_;
+  History<LibraryLoad> loads_;
+  History<LogLine> log_;
   std::vector<std::shared_ptr<void>> companions_;
 };
 

@@ -178,7 +178,7 @@ void printFaults(const std::vector<Fault>& faults) {
       append(text, " for %.3f s",
              static_cast<double>(fault.span.to - fault.span.from) / kMicrosecondsInSecond);
     }
-    printRow(title, text + ", " + fault.description);
+    printRow(title, text + ", " + describe(fault));
     title = "";
   }
 }

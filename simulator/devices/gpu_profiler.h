@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/board/history.h"
 #include "tessary/zoltrace.h"
 
 namespace simulator {
@@ -115,8 +116,7 @@ class GpuProfiler {
   std::vector<Fault<Listing>> listings_;
   std::vector<Fault<Reading>> readings_;
   std::array<int, kFunctions> counts_{};
-  bool keepsHistory_ = true;
-  std::vector<std::string> calls_;
+  History<std::string> calls_;
   std::function<void(const std::string&)> observer_;
 
   // What is handed out: it ends at the shutdown.

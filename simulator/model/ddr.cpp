@@ -61,7 +61,7 @@ class OlderCounters {
 void layOutDdr(Board& board, const SharedFile& file) {
   if (!file->ddr) return;
   BandwidthDevice device{board};
-  device.keepRequests(board.keepsHistory());
+  device.keepHistory(board.keepsHistory());
   if (file->hasNewerDdr()) {
     device.figures([&board, file](int word) { return newerWord(*file->ddr, word, boardTime(board)); });
     return;
