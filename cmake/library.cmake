@@ -78,7 +78,6 @@ target_link_libraries(tessary PRIVATE
   $<BUILD_INTERFACE:tessary_options> $<BUILD_INTERFACE:tessary_sanitizers> $<BUILD_INTERFACE:tessary_platform>)
 
 # Hidden visibility alone still exports the standard library's instantiations; the version script closes the surface.
-# Android's newest devices map 16 KiB pages.
 set_target_properties(tessary PROPERTIES
   CXX_VISIBILITY_PRESET hidden
   VISIBILITY_INLINES_HIDDEN ON
@@ -86,5 +85,4 @@ set_target_properties(tessary PROPERTIES
   INSTALL_RPATH "$ORIGIN/tessary")
 target_link_options(tessary PRIVATE
   -Wl,--version-script=${TESSARY_VERSION_SCRIPT}
-  -Wl,-z,max-page-size=16384
   $<$<NOT:$<OR:$<BOOL:${TESSARY_SANITIZE}>,$<BOOL:${TESSARY_FUZZ}>>>:-Wl,--no-undefined>)

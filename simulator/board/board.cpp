@@ -231,28 +231,28 @@ void Board::afterWait(std::function<void()> change) {
 
 std::vector<std::int64_t> Board::waits() const {
   const std::lock_guard lock{mutex_};
-  return waits_;
+  return waits_.events();
 }
 
 std::vector<std::string> Board::opened() const {
   const std::lock_guard lock{mutex_};
-  return opened_;
+  return opened_.events();
 }
 
 std::vector<LibraryLoad> Board::loads() const {
   const std::lock_guard lock{mutex_};
-  return loads_;
+  return loads_.events();
 }
 
 std::vector<LogLine> Board::log() const {
   const std::lock_guard lock{mutex_};
-  return log_;
+  return log_.events();
 }
 
 std::vector<std::string> Board::logged(int priority) const {
   const std::lock_guard lock{mutex_};
   std::vector<std::string> texts;
-  for (const LogLine& line : log_) {
+  for (const LogLine& line : log_.events()) {
     if (line.priority == priority) texts.push_back(line.text);
   }
   return texts;
@@ -260,26 +260,29 @@ std::vector<std::string> Board::logged(int priority) const {
 
 void Board::forgetHistory() {
   const std::lock_guard lock{mutex_};
-  waits_.clear();
-  opened_.clear();
-  loads_.clear();
-  log_.clear();
+  waits_.forget();
+  opened_.forget();
+  loads_.forget();
+  log_.forget();
 }
 
 void Board::keepHistory(bool keep) {
   const std::lock_guard lock{mutex_};
-  keepsHistory_ = keep;
+  waits_.keep(keep);
+  opened_.keep(keep);
+  loads_.keep(keep);
+  log_.keep(keep);
 }
 
 bool Board::keepsHistory() const {
   const std::lock_guard lock{mutex_};
-  return keepsHistory_;
+  return log_.isKept();
 }
 
 Board::Opening Board::open(const std::string& path) {
   const std::lock_guard lock{mutex_};
   Opening opening = look(path);
-  if (keepsHistory_ && opening.mine && !opening.isFolder) opened_.push_back(opening.path);
+  if (opening.mine && !opening.isFolder) opened_.add(opening.path);
   return opening;
 }
 
@@ -393,7 +396,7 @@ std::optional<std::string> Board::libraryFile(const std::string& name) const {
 std::int64_t Board::wait(std::int64_t microseconds) {
   const Nanoseconds left = clock_.wait(microseconds * 1000);
   const std::lock_guard lock{mutex_};
-  if (keepsHistory_) waits_.push_back(microseconds);
+  waits_.add(microseconds);
   if (!changes_.empty()) {
     const std::function<void()> change = std::move(changes_.front());
     changes_.erase(changes_.begin());
@@ -404,12 +407,12 @@ std::int64_t Board::wait(std::int64_t microseconds) {
 
 void Board::addLoad(LibraryLoad load) {
   const std::lock_guard lock{mutex_};
-  if (keepsHistory_) loads_.push_back(std::move(load));
+  loads_.add(std::move(load));
 }
 
 void Board::addLogLine(LogLine line) {
   const std::lock_guard lock{mutex_};
-  log_.push_back(std::move(line));
+  log_.add(std::move(line));
 }
 
 std::string Board::freeze() const {

@@ -19,13 +19,14 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "simulator/board/clock.h"
+#include "simulator/board/fork_safe_mutex.h"
+#include "simulator/board/history.h"
 
 namespace simulator {
 
@@ -168,7 +169,7 @@ class Board {
   std::optional<Node> find(const std::string& key) const;
   void applyChanges(const std::string& key, Node& node) const;
 
-  mutable std::recursive_mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   Clock clock_;
   std::optional<int> cores_;
   std::function<int()> onlineCores_;
@@ -181,11 +182,10 @@ class Board {
   std::function<int()> commandError_;
   int allocationCountdown_ = 0;
   std::vector<std::function<void()>> changes_;
-  std::vector<std::int64_t> waits_;
-  std::vector<std::string> opened_;
-  std::vector<LibraryLoad> loads_;
-  std::vector<LogLine> log_;
-  bool keepsHistory_ = true;
+  History<std::int64_t> waits_;
+  History<std::string> opened_;
+  History<LibraryLoad> loads_;
+  History<LogLine> log_;
   std::vector<std::shared_ptr<void>> companions_;
 };
 

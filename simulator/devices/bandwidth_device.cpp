@@ -39,7 +39,7 @@ BandwidthDevice::BandwidthDevice(Board& board) : state_{std::make_shared<State>(
 int BandwidthDevice::State::handle(std::uint32_t code, void* record) {
   std::vector<std::uint32_t> words(_IOC_SIZE(code) / sizeof(std::uint32_t));
   std::memcpy(words.data(), record, words.size() * sizeof(std::uint32_t));
-  if (keepsRequests) requests.push_back({code, words});
+  requests.add({code, words});
 
   const auto scripted = results.find(++made);
   const int answer = scripted != results.end() ? scripted->second : result;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/history.h"
 
 namespace simulator {
 
@@ -41,8 +42,8 @@ class BandwidthDevice {
   void answer(int nth, int result) { state_->results[nth] = result; }
   void answerAll(int result) { state_->result = result; }
 
-  const std::vector<BandwidthRequest>& requests() const { return state_->requests; }
-  void keepRequests(bool keep) { state_->keepsRequests = keep; }  // or not: for a program that runs for hours
+  const std::vector<BandwidthRequest>& requests() const { return state_->requests.events(); }
+  void keepHistory(bool keep) { state_->requests.keep(keep); }  // or not: for a program that runs for hours
 
  private:
   // Shared with the board, so that the two may end in any order.
@@ -52,8 +53,7 @@ class BandwidthDevice {
     std::map<int, int> results;
     int result = 0;
     int made = 0;
-    bool keepsRequests = true;
-    std::vector<BandwidthRequest> requests;
+    History<BandwidthRequest> requests;
 
     int handle(std::uint32_t code, void* record);
   };

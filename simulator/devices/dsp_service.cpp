@@ -78,7 +78,7 @@ void DspService::fail(RemoteCall call, int status, int nth) {
 
 void DspService::refuse(std::function<int(const std::string& dsp)> refusal) {
   const std::lock_guard lock{mutex_};
-  refusal_ = std::move(refusal);
+  refusals_.push_back(std::move(refusal));
 }
 
 void DspService::withoutEntryPoint(const std::string& name) {
@@ -87,17 +87,17 @@ void DspService::withoutEntryPoint(const std::string& name) {
 
 std::vector<std::string> DspService::calls() const {
   const std::lock_guard lock{mutex_};
-  return calls_;
+  return calls_.events();
 }
 
 void DspService::forgetCalls() {
   const std::lock_guard lock{mutex_};
-  calls_.clear();
+  calls_.forget();
 }
 
-void DspService::keepCalls(bool keep) {
+void DspService::keepHistory(bool keep) {
   const std::lock_guard lock{mutex_};
-  keepsCalls_ = keep;
+  calls_.keep(keep);
 }
 
 std::size_t DspService::openHandles() const {
@@ -124,7 +124,7 @@ int DspService::scripted(RemoteCall call) {
 
 void DspService::record(std::string line, int status) {
   if (status != 0) line += formatted(" = %d", status);
-  if (keepsCalls_) calls_.push_back(std::move(line));
+  calls_.add(std::move(line));
 }
 
 int DspService::open(const char* uri, std::uint64_t* handle) {
@@ -141,7 +141,7 @@ int DspService::open(const char* uri, std::uint64_t* handle) {
   if (status != 0) return status;
   *handle = kFirstHandle + opened_;
   // Nobody closes what is attached.
-  if (keepsCalls_ || !module.attached) modules_[*handle] = module;
+  if (calls_.isKept() || !module.attached) modules_[*handle] = module;
   return 0;
 }
 
@@ -164,8 +164,10 @@ int DspService::invoke(std::uint64_t handle, std::uint32_t scalars, const DspBuf
 int DspService::runMethod(const Module& module, std::uint32_t scalars, const DspBuffer* buffers) {
   switch (scalars) {
     case kInit: {
-      const int refusal = refusal_ ? refusal_(module.domain) : 0;
-      return refusal != 0 ? refusal : scripted(RemoteCall::kInit);
+      for (const auto& refusal : refusals_) {
+        if (const int status = refusal(module.domain)) return status;
+      }
+      return scripted(RemoteCall::kInit);
     }
     case kDeinit:
       return scripted(RemoteCall::kDeinit);

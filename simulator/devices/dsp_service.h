@@ -24,11 +24,12 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/fork_safe_mutex.h"
+#include "simulator/board/history.h"
 
 namespace simulator {
 
@@ -71,7 +72,7 @@ class DspService {
   // 0 returns null. A failing method has written its outputs all the same; a failing opening gives no handle.
   void fail(RemoteCall call, int status, int nth = kEach);
 
-  // Asked at each init: the status that it ends with.
+  // Asked at each init, one after the other: the first status that is not 0 is what it ends with.
   void refuse(std::function<int(const std::string& dsp)> refusal);
 
   // dlopen finds a library without this entry point from now on.
@@ -79,7 +80,7 @@ class DspService {
 
   std::vector<std::string> calls() const;
   void forgetCalls();
-  void keepCalls(bool keep);  // or not: for a program that runs for hours
+  void keepHistory(bool keep);  // or not: for a program that runs for hours
 
   // What is held: the attach handles, which are never closed, apart.
   std::size_t openHandles() const;
@@ -114,17 +115,16 @@ class DspService {
 
   Board& board_;
   const std::string folder_;
-  mutable std::mutex mutex_;  // monitors may wait side by side
+  mutable ForkSafeMutex mutex_;  // monitors may wait side by side
   Profile profile_;
-  std::function<int(const std::string&)> refusal_;
+  std::vector<std::function<int(const std::string&)>> refusals_;
   std::map<RemoteCall, Script> scripts_;
   std::map<std::uint64_t, Module> modules_;
   std::map<void*, std::string> buffers_;  // m1, m2 ..
   std::uint64_t opened_ = 0;
   std::uint64_t allocated_ = 0;
   int wrongReleases_ = 0;
-  bool keepsCalls_ = true;
-  std::vector<std::string> calls_;
+  History<std::string> calls_;
 };
 
 }  // namespace simulator

@@ -81,12 +81,12 @@ void GpuProfiler::answerReading(Reading reading, int call) {
 
 std::vector<std::string> GpuProfiler::calls() const {
   const std::lock_guard lock{mutex_};
-  return calls_;
+  return calls_.events();
 }
 
 void GpuProfiler::keepHistory(bool keep) {
   const std::lock_guard lock{mutex_};
-  keepsHistory_ = keep;
+  calls_.keep(keep);
 }
 
 void GpuProfiler::onCall(std::function<void(const std::string& call)> observer) {
@@ -95,7 +95,7 @@ void GpuProfiler::onCall(std::function<void(const std::string& call)> observer) 
 }
 
 int GpuProfiler::record(Function function, const std::string& call) {
-  if (keepsHistory_) calls_.push_back(call);
+  calls_.add(call);
   if (observer_) observer_(call);
   return ++counts_[static_cast<std::size_t>(function)];
 }

@@ -212,30 +212,6 @@ std::vector<std::pair<std::string, std::string>> readNodes(const JsonValue& valu
 
 // -- what goes wrong with it
 
-struct KindName {
-  const char* name;
-  Fault::Kind kind;
-};
-constexpr KindName kKinds[] = {{"open", Fault::Kind::kOpen},       {"read", Fault::Kind::kRead},
-                               {"vanish", Fault::Kind::kVanish},   {"cut", Fault::Kind::kCut},
-                               {"rubbish", Fault::Kind::kRubbish}, {"result", Fault::Kind::kResult},
-                               {"offline", Fault::Kind::kOffline}, {"wrap", Fault::Kind::kWrap}};
-
-// The key that names a target, and the kinds that it can have.
-struct TargetName {
-  const char* key;
-  Fault::Target target;
-  std::string_view kinds;
-};
-constexpr TargetName kTargets[] = {{"node", Fault::Target::kNode, "open read vanish cut rubbish result"},
-                                   {"process", Fault::Target::kProcess, "open read vanish cut rubbish"},
-                                   {"core", Fault::Target::kCore, "offline"},
-                                   {"interface", Fault::Target::kInterface, "wrap"},
-                                   {"disk", Fault::Target::kDisk, "wrap"},
-                                   {"profiler", Fault::Target::kProfiler, "result"},
-                                   {"dsp", Fault::Target::kDsp, "result"},
-                                   {"commands", Fault::Target::kCommands, "open"}};
-
 int errorNumber(const JsonValue& value) {
   constexpr int kErrors = 134;  // Linux has no more
   const std::string name = value.text();
@@ -246,23 +222,33 @@ int errorNumber(const JsonValue& value) {
   value.fail("must be the name of an error, such as EINVAL");
 }
 
-// The item that the value names.
-template <typename Items, typename IsNamed>
-auto& findNamed(Items& items, const JsonValue& value, IsNamed isNamed) {
-  const auto found = std::find_if(std::begin(items), std::end(items), isNamed);
-  if (found == std::end(items)) value.fail("is not on this board");
-  return *found;
+FilePlace placeOf(const JsonValue& value) { return {value.line(), value.key()}; }
+
+std::string readTargetName(const JsonValue& value, FaultTarget::Names names) {
+  switch (names) {
+    case FaultTarget::Names::kText:
+      return value.text();
+    case FaultTarget::Names::kNumber:
+      return std::to_string(value.whole(0, kLargestId));
+    case FaultTarget::Names::kNothing:
+      if (!value.flag()) value.fail("must be true");
+      return {};
+  }
+  return {};
 }
 
-std::pair<const TargetName*, JsonValue> findTarget(JsonObject& object) {
-  std::optional<std::pair<const TargetName*, JsonValue>> found;
-  for (const TargetName& target : kTargets) {
-    const auto value = object.find(target.key);
-    if (value && found) value->fail("is a second target");
-    if (value) found.emplace(&target, *value);
+void readTarget(JsonObject& object, Fault& fault) {
+  std::string keys;
+  for (const FaultTarget* const target : kFaultTargets) {
+    keys += (keys.empty() ? "" : ", ") + std::string{target->key};
+    const auto value = object.find(target->key);
+    if (!value) continue;
+    if (fault.target != nullptr) value->fail("is a second target");
+    fault.target = target;
+    fault.namePlace = placeOf(*value);
+    fault.name = readTargetName(*value, target->names);
   }
-  if (!found) object.fail("has none of: node, process, core, interface, disk, profiler, dsp, commands");
-  return *found;
+  if (fault.target == nullptr) object.fail("has none of: " + keys);
 }
 
 Fault::Kind readKind(const JsonValue& value, std::string_view kinds) {
@@ -270,82 +256,47 @@ Fault::Kind readKind(const JsonValue& value, std::string_view kinds) {
   const bool fits =
       !name.empty() && (" " + std::string{kinds} + " ").find(" " + name + " ") != std::string::npos;
   if (!fits) value.fail("must be one of: " + std::string{kinds});
-  return findNamed(kKinds, value, [&](const KindName& kind) { return kind.name == name; }).kind;
+  return std::find_if(std::begin(kFaultKinds), std::end(kFaultKinds),
+                      [&](const FaultKind& kind) { return kind.name == name; })
+      ->kind;
 }
 
-template <std::size_t kCounters>
-std::string wrapCounter(JsonObject& object, Microseconds time, const char* const (&keys)[kCounters],
-                        std::array<Counter, kCounters>& counters) {
-  const JsonValue value = object.need("counter");
-  const std::string name = value.text();
-  int bits = 64;
-  object.read("bits", bits, 1, 64);
-  const auto& key = findNamed(keys, value, [&](const char* known) { return name == known; });
-  counters[static_cast<std::size_t>(&key - keys)].wrapAt(time, bits);
-  return " " + name + ", " + std::to_string(bits) + " bits";
+void readDetails(JsonObject& object, Fault& fault) {
+  switch (fault.kind) {
+    case Fault::Kind::kOpen:
+    case Fault::Kind::kRead:
+      fault.value = errorNumber(object.need("error"));
+      break;
+    case Fault::Kind::kResult:
+      fault.value = static_cast<int>(object.need("result").whole(-0x7fffffff, 0x7fffffff));
+      break;
+    case Fault::Kind::kWrap: {
+      const JsonValue counter = object.need("counter");
+      fault.counter = counter.text();
+      fault.counterPlace = placeOf(counter);
+      object.read("bits", fault.bits, 1, 64);
+      break;
+    }
+    case Fault::Kind::kVanish:
+    case Fault::Kind::kCut:
+    case Fault::Kind::kRubbish:
+    case Fault::Kind::kOffline:
+      break;
+  }
 }
 
-Fault readFault(JsonObject& object, const JsonValue& place, BoardFile& board) {
+Fault readFault(const JsonValue& value) {
+  JsonObject object{value};
   Fault fault;
-  fault.line = place.line();
-  fault.key = place.key();
+  fault.place = placeOf(value);
   object.readTime("at_ms", fault.span.from);
   Microseconds length = kForever - fault.span.from;
   object.readTime("for_ms", length, 1);
   fault.span.to = fault.span.from + length;
-
-  const auto [target, value] = findTarget(object);
-  const JsonValue kind = object.need("kind");
-  fault.target = target->target;
-  fault.kind = readKind(kind, target->kinds);
-  std::string details;
-  switch (fault.target) {
-    case Fault::Target::kProcess: {
-      const auto pid = static_cast<int>(value.whole(1, kLargestId));
-      findNamed(board.processes, value, [pid](const ProcessFile& process) { return process.pid == pid; });
-      fault.name = "/proc/" + std::to_string(pid);
-      break;
-    }
-    case Fault::Target::kCore: {
-      const auto core = value.whole(0, static_cast<std::int64_t>(board.cores.size()) - 1);
-      std::vector<Span>& offline = board.cores[static_cast<std::size_t>(core)].offline;
-      const bool isOffline = std::any_of(offline.begin(), offline.end(), [&](const Span& span) {
-        return span.from < fault.span.to && fault.span.from < span.to;
-      });
-      if (isOffline) value.fail("is offline already at that time");
-      offline.push_back(fault.span);
-      fault.name = std::to_string(core);
-      break;
-    }
-    case Fault::Target::kCommands:
-      if (!value.flag()) value.fail("must be true");
-      break;
-    default:
-      fault.name = value.text();
-  }
-  const auto isNamed = [&](const auto& item) { return item.name == fault.name; };
-  if (fault.target == Fault::Target::kInterface) {
-    auto& interface = findNamed(board.interfaces, value, isNamed);
-    details = wrapCounter(object, fault.span.from, kNetworkKeys, interface.counters);
-  } else if (fault.target == Fault::Target::kDisk) {
-    details =
-        wrapCounter(object, fault.span.from, kDiskKeys, findNamed(board.disks, value, isNamed).counters);
-  } else if (fault.target == Fault::Target::kDsp) {
-    findNamed(board.dsps, value, isNamed);
-  } else if (fault.target == Fault::Target::kProfiler) {
-    findNamed(kProfilerFunctions, value, [&](const char* function) { return fault.name == function; });
-  }
-  if (fault.kind == Fault::Kind::kOpen || fault.kind == Fault::Kind::kRead) {
-    const JsonValue error = object.need("error");
-    fault.value = errorNumber(error);
-    details = " " + error.text();
-  } else if (fault.kind == Fault::Kind::kResult) {
-    fault.value = static_cast<int>(object.need("result").whole(-0x7fffffff, 0x7fffffff));
-    details = " " + std::to_string(fault.value);
-  }
-  const bool isPath = !fault.name.empty() && fault.name.front() == '/';
-  fault.description = (isPath ? "" : target->key + std::string{fault.name.empty() ? "" : " "}) + fault.name +
-                      ": " + kind.text() + details;
+  readTarget(object, fault);
+  fault.kind = readKind(object.need("kind"), fault.target->kinds);
+  readDetails(object, fault);
+  object.end();
   return fault;
 }
 
@@ -374,10 +325,10 @@ BoardFile readBoard(const JsonValue& root, BoardFile board) {
   readList(object, "dsps", board.dsps, readDsp);
   if (const auto ddr = object.find("ddr")) board.ddr = readDdr(*ddr);
   if (const auto faults = object.find("faults")) {
-    for (const JsonValue& fault : faults->items()) {
-      JsonObject members{fault};
-      board.faults.push_back(readFault(members, fault, board));
-      members.end();
+    for (const JsonValue& value : faults->items()) {
+      Fault fault = readFault(value);
+      if (fault.target->resolve != nullptr) fault.target->resolve(board, fault);
+      board.faults.push_back(std::move(fault));
     }
   }
   object.end();

@@ -1,5 +1,5 @@
 // A board as its JSON file describes it: docs/simulator.md has the format. Groups ("count") are spread out
-// here, names are checked, and what happens on the time line stands with whom it happens to.
+// here, and faults stand as their targets have resolved them.
 #ifndef TESSARY_SIMULATOR_MODEL_BOARD_FILE_H
 #define TESSARY_SIMULATOR_MODEL_BOARD_FILE_H
 
@@ -11,35 +11,14 @@
 #include <utility>
 #include <vector>
 
+#include "simulator/model/core.h"
+#include "simulator/model/faults.h"
 #include "simulator/model/signals.h"
 
 namespace simulator {
 
 constexpr Microseconds kForever = std::numeric_limits<Microseconds>::max();
 constexpr std::uint64_t kDefaultSeed = 1;
-
-// The columns of /proc/stat after the label, and their keys in a core's load.
-constexpr std::size_t kTickColumns = 10;
-constexpr std::size_t kIdleColumn = 3;   // what the others leave
-constexpr std::size_t kGuestColumn = 8;  // from here on: counted in user and nice already
-constexpr const char* kTickKeys[kTickColumns] = {"user", "nice",    "system", "idle",  "iowait",
-                                                 "irq",  "softirq", "steal",  "guest", "guest_nice"};
-
-struct CoreFile {
-  int capacity = 1024;
-  std::int64_t minKHz = 0;  // without a highest clock the core has no cpufreq nodes
-  std::int64_t maxKHz = 0;
-  std::array<Signal, kTickColumns> shares;  // percent of the time; idle is what they leave
-  std::vector<Span> offline;                // the counters stand still then
-
-  bool isOffline(Microseconds time) const;
-  Wide passed(std::size_t column, Microseconds time) const;  // percent, integrated
-  Wide busy(Microseconds time) const;                        // all but idle and iowait, likewise
-  Thousandths busyAt(Microseconds time) const;               // percent
-
- private:
-  Wide whileOnline(const Signal& signal, Microseconds time) const;
-};
 
 struct ZoneFile {
   std::string type = "thermal";
@@ -123,14 +102,6 @@ struct GpuFile {
   std::vector<GpuMetricFile> metrics;  // in the profiler's order
 };
 
-// The profiler's functions, in the order of GpuProfiler::Function.
-constexpr const char* kProfilerFunctions[] = {"Init",
-                                              "GetAvailableRealtimeMetrics",
-                                              "StartRealtimeMonitor",
-                                              "GetRealtimeValues",
-                                              "StopRealtimeMonitor",
-                                              "Shutdown"};
-
 struct DspFile {
   std::string name;  // adsp, cdsp, ..
   Signal load;
@@ -142,21 +113,6 @@ constexpr const char* kDdrKeys[kDdrFigures] = {"a1", "a2", "b1", "b2"};
 
 struct DdrFile {
   std::array<Signal, kDdrFigures> perSecond;
-};
-
-// Something that goes wrong for a time.
-struct Fault {
-  enum class Target { kNode, kProcess, kCore, kInterface, kDisk, kProfiler, kDsp, kCommands };
-  enum class Kind { kOpen, kRead, kVanish, kCut, kRubbish, kResult, kOffline, kWrap };
-
-  Target target = Target::kNode;
-  std::string name;  // of a node or a process: its path
-  Kind kind = Kind::kOpen;
-  int value = 0;  // the error number, or the result
-  Span span;
-  int line = 0;  // in the file, and what it is called there
-  std::string key;
-  std::string description;  // "interface eth0: wrap rx_bytes"
 };
 
 struct BoardFile {

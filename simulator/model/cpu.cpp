@@ -10,8 +10,6 @@ namespace {
 
 constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
 
-constexpr std::size_t kIowaitColumn = 4;
-
 // Nobody looks closely at these; they move as on a system that does some work.
 constexpr std::int64_t kInterruptsPerSecond = 2000;
 constexpr std::int64_t kSwitchesPerSecond = 5000;
@@ -73,10 +71,7 @@ std::string listText(const BoardFile& file, IsListed isListed) {
 }
 
 void layOutClock(Board& board, const SharedFile& file, const CoreFile& core, const std::string& folder) {
-  const auto frequency = [&board, file, &core] {
-    const std::int64_t above = (core.maxKHz - core.minKHz) * core.busyAt(boardTime(board)) / (100 * kOne);
-    return line(core.minKHz + above);
-  };
+  const auto frequency = [&board, file, &core] { return line(core.kHzAt(boardTime(board))); };
   board.file(folder + "/cpuinfo_cur_freq", frequency);
   board.file(folder + "/cpuinfo_max_freq", line(core.maxKHz));
   board.file(folder + "/cpuinfo_min_freq", line(core.minKHz));
@@ -89,40 +84,21 @@ void layOutClock(Board& board, const SharedFile& file, const CoreFile& core, con
                [&board, file, &core](Node& node) { node.isGone |= core.isOffline(boardTime(board)); });
 }
 
+void takeOffline(BoardFile& file, Fault& fault) {
+  const auto core = static_cast<std::size_t>(std::stoll(fault.name));
+  if (core >= file.cores.size())
+    failAt(file, fault.namePlace, "must be from 0 to " + std::to_string(file.cores.size() - 1));
+  std::vector<Span>& offline = file.cores[core].offline;
+  const bool isOffline = std::any_of(offline.begin(), offline.end(), [&](const Span& span) {
+    return span.from < fault.span.to && fault.span.from < span.to;
+  });
+  if (isOffline) failAt(file, fault.namePlace, "is offline already at that time");
+  offline.push_back(fault.span);
+}
+
 }  // namespace
 
-bool CoreFile::isOffline(Microseconds time) const {
-  return std::any_of(offline.begin(), offline.end(), [time](const Span& span) { return span.holds(time); });
-}
-
-Wide CoreFile::whileOnline(const Signal& signal, Microseconds time) const {
-  Wide passed = signal.integral(time);
-  for (const Span& span : offline)
-    passed -= signal.integral(std::min(time, span.to)) - signal.integral(std::min(time, span.from));
-  return passed;
-}
-
-Wide CoreFile::passed(std::size_t column, Microseconds time) const {
-  if (column != kIdleColumn) return whileOnline(shares[column], time);
-  Wide rest = whileOnline(Signal{100 * kOne}, time);
-  for (std::size_t other = 0; other < kGuestColumn; ++other) {
-    if (other != kIdleColumn) rest -= passed(other, time);
-  }
-  return rest;
-}
-
-Wide CoreFile::busy(Microseconds time) const {
-  return whileOnline(Signal{100 * kOne}, time) - passed(kIdleColumn, time) - passed(kIowaitColumn, time);
-}
-
-Thousandths CoreFile::busyAt(Microseconds time) const {
-  if (isOffline(time)) return 0;
-  Thousandths busy = 0;
-  for (std::size_t column = 0; column < kGuestColumn; ++column) {
-    if (column != kIdleColumn && column != kIowaitColumn) busy += shares[column].at(time);
-  }
-  return busy;
-}
+const FaultTarget kCoreFaults{"core", FaultTarget::Names::kNumber, "offline", takeOffline, nullptr};
 
 void layOutCores(Board& board, const SharedFile& file) {
   board.ticksPerSecond(file->ticksPerSecond);

@@ -44,7 +44,16 @@ std::string diskstatsText(const BoardFile& file, Microseconds now) {
   return text;
 }
 
+void wrapDisk(BoardFile& file, Fault& fault) {
+  for (DiskFile& disk : file.disks) {
+    if (disk.name == fault.name) return wrapCounter(file, fault, kDiskKeys, disk.counters);
+  }
+  failAsMissing(file, fault.namePlace);
+}
+
 }  // namespace
+
+const FaultTarget kDiskFaults{"disk", FaultTarget::Names::kText, "wrap", wrapDisk, nullptr};
 
 void layOutDisks(Board& board, const SharedFile& file) {
   board.file("/proc/diskstats", [&board, file] { return diskstatsText(*file, boardTime(board)); });

@@ -17,12 +17,14 @@ const DspFile* findDsp(const BoardFile& file, const std::string& name) {
   return found != file.dsps.end() ? &*found : nullptr;
 }
 
-int refusal(const BoardFile& file, const std::string& dsp, Microseconds now) {
-  if (findDsp(file, dsp) == nullptr) return kNoSuchDsp;
-  for (const Fault& fault : file.faults) {
-    if (fault.target == Fault::Target::kDsp && fault.name == dsp && fault.span.holds(now)) return fault.value;
-  }
-  return 0;
+void checkDsp(BoardFile& file, Fault& fault) {
+  if (findDsp(file, fault.name) == nullptr) failAsMissing(file, fault.namePlace);
+}
+
+void armDsp(Board& board, const SharedFile& file, const Fault& fault) {
+  DspService::active()->refuse([&board, file, &fault](const std::string& dsp) {
+    return dsp == fault.name && fault.span.holds(boardTime(board)) ? fault.value : 0;
+  });
 }
 
 // Where the simulator is preloaded, the remote-call library lies beside it.
@@ -36,10 +38,12 @@ std::string libraryFolder() {
 
 }  // namespace
 
+const FaultTarget kDspFaults{"dsp", FaultTarget::Names::kText, "result", checkDsp, armDsp};
+
 void layOutDsps(Board& board, const SharedFile& file) {
   if (file->dsps.empty()) return;
   auto service = std::make_shared<DspService>(board, libraryFolder());
-  service->keepCalls(board.keepsHistory());
+  service->keepHistory(board.keepsHistory());
   service->profile([file](const std::string& name, Nanoseconds time) {
     const DspFile* const dsp = findDsp(*file, name);
     if (dsp == nullptr) return DspFigures{};
@@ -47,7 +51,7 @@ void layOutDsps(Board& board, const SharedFile& file) {
     return DspFigures{static_cast<float>(static_cast<double>(dsp->load.at(now)) / kOne),
                       static_cast<std::uint32_t>(dsp->clock.at(now) / kOne), 0};
   });
-  service->refuse([&board, file](const std::string& dsp) { return refusal(*file, dsp, boardTime(board)); });
+  service->refuse([file](const std::string& dsp) { return findDsp(*file, dsp) == nullptr ? kNoSuchDsp : 0; });
   board.keep(std::move(service));
 }
 

@@ -1,4 +1,7 @@
+#include "simulator/model/faults.h"
+
 #include <cctype>
+#include <cstring>
 
 #include "simulator/model/json.h"
 #include "simulator/model/model.h"
@@ -59,32 +62,70 @@ bool isOnBoard(const Board& board, const std::string& path) {
   return isProcess || (opening.mine && opening.error == 0);
 }
 
-}  // namespace
+void armOneNode(Board& board, const SharedFile& file, const Fault& fault) {
+  if (!isOnBoard(board, fault.name)) failAt(*file, fault.place, fault.name + " is not on this board");
+  armNode(board, file, fault, fault.name);
+}
 
-void layOutFaults(Board& board, const SharedFile& file) {
-  for (const Fault& fault : file->faults) {
-    const bool isNode = fault.target == Fault::Target::kNode;
-    if (isNode && !isOnBoard(board, fault.name))
-      throw BoardFileError{file->path, fault.line, fault.key, fault.name + " is not on this board"};
-  }
-  for (const Fault& fault : file->faults) {
-    if (fault.target != Fault::Target::kNode && fault.target != Fault::Target::kProcess) continue;
-    board.change(fault.name, [&board, file, &fault](Node& node) {
-      if (fault.kind == Fault::Kind::kResult && node.ioctl) {
-        node.ioctl = [&board, file, &fault, device = std::move(node.ioctl)](unsigned long request,
-                                                                            void* record) {
-          return fault.span.holds(boardTime(board)) ? fault.value : device(request, record);
-        };
-      }
-      if (fault.span.holds(boardTime(board))) apply(fault, file->seed, node);
-    });
-  }
+void armCommands(Board& board, const SharedFile& file, const Fault&) {
   board.refuseCommands([&board, file] {
     for (const Fault& fault : file->faults) {
-      if (fault.target == Fault::Target::kCommands && fault.span.holds(boardTime(board))) return fault.value;
+      if (fault.target == &kCommandFaults && fault.span.holds(boardTime(board))) return fault.value;
     }
     return 0;
   });
+}
+
+}  // namespace
+
+const FaultTarget kNodeFaults{"node", FaultTarget::Names::kText, "open read vanish cut rubbish result",
+                              nullptr, armOneNode};
+const FaultTarget kCommandFaults{"commands", FaultTarget::Names::kNothing, "open", nullptr, armCommands};
+
+std::string describe(const Fault& fault) {
+  std::string text;
+  // A path says what it is.
+  const bool isPath = !fault.name.empty() && fault.name.front() == '/';
+  if (!isPath) text += fault.target->key;
+  if (!isPath && !fault.name.empty()) text += " ";
+  text += fault.name + ": ";
+  for (const FaultKind& kind : kFaultKinds) {
+    if (kind.kind == fault.kind) text += kind.name;
+  }
+  if (fault.kind == Fault::Kind::kOpen || fault.kind == Fault::Kind::kRead) {
+    text += std::string{" "} + ::strerrorname_np(fault.value);
+  } else if (fault.kind == Fault::Kind::kResult) {
+    text += " " + std::to_string(fault.value);
+  } else if (fault.kind == Fault::Kind::kWrap) {
+    text += " " + fault.counter + ", " + std::to_string(fault.bits) + " bits";
+  }
+  return text;
+}
+
+void failAt(const BoardFile& file, const FilePlace& place, const std::string& message) {
+  throw BoardFileError{file.path, place.line, place.key, message};
+}
+
+void failAsMissing(const BoardFile& file, const FilePlace& place) {
+  failAt(file, place, "is not on this board");
+}
+
+void armNode(Board& board, const SharedFile& file, const Fault& fault, const std::string& path) {
+  board.change(path, [&board, file, &fault](Node& node) {
+    if (fault.kind == Fault::Kind::kResult && node.ioctl) {
+      node.ioctl = [&board, file, &fault, device = std::move(node.ioctl)](unsigned long request,
+                                                                          void* record) {
+        return fault.span.holds(boardTime(board)) ? fault.value : device(request, record);
+      };
+    }
+    if (fault.span.holds(boardTime(board))) apply(fault, file->seed, node);
+  });
+}
+
+void layOutFaults(Board& board, const SharedFile& file) {
+  for (const Fault& fault : file->faults) {
+    if (fault.target->arm != nullptr) fault.target->arm(board, file, fault);
+  }
 }
 
 }  // namespace simulator

@@ -9,13 +9,31 @@ namespace {
 
 constexpr char kGpuFolder[] = "/sys/class/vrdx/vrdx-3d0/";
 
-std::optional<ztResultCode> failure(const Board& board, const BoardFile& file, const std::string& function) {
-  const Microseconds now = boardTime(board);
-  for (const Fault& fault : file.faults) {
-    if (fault.target == Fault::Target::kProfiler && fault.name == function && fault.span.holds(now))
-      return static_cast<ztResultCode>(fault.value);
-  }
-  return std::nullopt;
+// In the order of GpuProfiler::Function.
+constexpr const char* kFunctions[GpuProfiler::kFunctions] = {"Init",
+                                                             "GetAvailableRealtimeMetrics",
+                                                             "StartRealtimeMonitor",
+                                                             "GetRealtimeValues",
+                                                             "StopRealtimeMonitor",
+                                                             "Shutdown"};
+
+std::optional<GpuProfiler::Function> findFunction(const std::string& name) {
+  const auto found = std::find(std::begin(kFunctions), std::end(kFunctions), name);
+  if (found == std::end(kFunctions)) return std::nullopt;
+  return static_cast<GpuProfiler::Function>(found - std::begin(kFunctions));
+}
+
+void checkFunction(BoardFile& file, Fault& fault) {
+  const bool hasProfiler = file.gpu && !file.gpu->metrics.empty();
+  if (!hasProfiler || !findFunction(fault.name)) failAsMissing(file, fault.namePlace);
+}
+
+void armFunction(Board& board, const SharedFile& file, const Fault& fault) {
+  const auto failure = [&board, file, &fault]() -> std::optional<ztResultCode> {
+    if (!fault.span.holds(boardTime(board))) return std::nullopt;
+    return static_cast<ztResultCode>(fault.value);
+  };
+  GpuProfiler::active()->fail(*findFunction(fault.name), failure);
 }
 
 void layOutProfiler(Board& board, const SharedFile& file) {
@@ -26,15 +44,13 @@ void layOutProfiler(Board& board, const SharedFile& file) {
       return static_cast<double>(metric.value.at(boardTime(board))) / kOne;
     });
   }
-  for (std::size_t i = 0; i < GpuProfiler::kFunctions; ++i) {
-    profiler->fail(
-        static_cast<GpuProfiler::Function>(i),
-        [&board, file, name = std::string{kProfilerFunctions[i]}] { return failure(board, *file, name); });
-  }
   board.keep(std::move(profiler));
 }
 
 }  // namespace
+
+const FaultTarget kProfilerFaults{"profiler", FaultTarget::Names::kText, "result", checkFunction,
+                                  armFunction};
 
 void layOutGpu(Board& board, const SharedFile& file) {
   if (!file->gpu) return;

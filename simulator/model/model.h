@@ -3,15 +3,12 @@
 #ifndef TESSARY_SIMULATOR_MODEL_MODEL_H
 #define TESSARY_SIMULATOR_MODEL_MODEL_H
 
-#include <memory>
 #include <string>
 
 #include "simulator/board/board.h"
 #include "simulator/model/board_file.h"
 
 namespace simulator {
-
-using SharedFile = std::shared_ptr<const BoardFile>;
 
 // Throws BoardFileError for a fault of a node that is not on the board.
 void layOut(Board& board, const SharedFile& file);

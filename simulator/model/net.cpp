@@ -2,6 +2,19 @@
 
 namespace simulator {
 
+namespace {
+
+void wrapInterface(BoardFile& file, Fault& fault) {
+  for (InterfaceFile& interface : file.interfaces) {
+    if (interface.name == fault.name) return wrapCounter(file, fault, kNetworkKeys, interface.counters);
+  }
+  failAsMissing(file, fault.namePlace);
+}
+
+}  // namespace
+
+const FaultTarget kInterfaceFaults{"interface", FaultTarget::Names::kText, "wrap", wrapInterface, nullptr};
+
 void layOutInterfaces(Board& board, const SharedFile& file) {
   for (const InterfaceFile& interface : file->interfaces) {
     const std::string folder = "/sys/class/net/" + interface.name + "/";

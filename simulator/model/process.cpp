@@ -148,7 +148,20 @@ std::optional<Node> findNode(const Board& board, const SharedFile& file, std::st
   return std::nullopt;
 }
 
+void findProcessOf(BoardFile& file, Fault& fault) {
+  const bool isThere =
+      std::any_of(file.processes.begin(), file.processes.end(),
+                  [&](const ProcessFile& process) { return std::to_string(process.pid) == fault.name; });
+  if (!isThere) failAsMissing(file, fault.namePlace);
+  fault.name = "/proc/" + fault.name;
+}
+
 }  // namespace
+
+const FaultTarget kProcessFaults{"process", FaultTarget::Names::kNumber, "open read vanish cut rubbish",
+                                 findProcessOf, [](Board& board, const SharedFile& file, const Fault& fault) {
+                                   armNode(board, file, fault, fault.name);
+                                 }};
 
 void layOutProcesses(Board& board, const SharedFile& file) {
   board.residents("/proc", {[&board, file] { return processNames(*file, boardTime(board)); },

@@ -59,6 +59,8 @@ TEST(BoardFile, NamesFileLineAndKeyOfAMistake) {
        "board:4: faults[0]: /proc/start is not on this board"},
       {"\"faults\": [{\"interface\": \"eth9\", \"kind\": \"wrap\", \"counter\": \"rx_bytes\"}]",
        "board:4: faults[0].interface: is not on this board"},
+      {"\"gpu\": {\"busy\": 3}, \"faults\": [{\"profiler\": \"Init\", \"kind\": \"result\", \"result\": 1}]",
+       "board:4: faults[0].profiler: is not on this board"},
       {"\"disks\": [{\"name\": \"sda\" \"reads\": 3}]", "board:4: name: not JSON at '\"reads\"'"},
   };
   for (const auto& [member, message] : kMistakes) EXPECT_EQ(mistakeIn(boardWith(member)), message) << member;
