@@ -67,7 +67,7 @@ TEST(BoardClock, LetsASignalInterruptARealWait) {
 TEST(BoardClock, GoesOnWhereAChildEnded) {
   const std::string table = simulator::ProcessTimes::create();
   Clock clock{Clock::Mode::kStepped};
-  clock.share(simulator::ProcessTimes::attach(table));
+  clock.share(simulator::ProcessTimes::attach(table), table);
   ::unlink(table.c_str());
   Board board{clock};
   const pid_t child = ::fork();
