@@ -8,7 +8,8 @@ golden=$(dirname "$0")/golden
 on() { timeout --kill-after=5 60 "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
 same() { cmp -s "$1" "$2" || fail "$3: $(diff "$1" "$2" | head -n 20)"; }
 
-# Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds.
+# Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds; a zone, an
+# interface and a disk appear after three and a half.
 on hostile 1 report --top 5 >"$work/out" 2>"$work/err" || fail "report: exit code $?"
 empty err
 [ -z "${UPDATE_GOLDEN:-}" ] || cp "$work/out" "$golden/report.txt"
@@ -45,6 +46,11 @@ at 3 '{"pid":500,"name":"short_lived","cpu_percent":50.0,"user_seconds":0.5,"sys
 at 3 '"items":["zones[1].temperature_celsius"],"error":"/sys/class/thermal/thermal_zone#/temp: Invalid argument"'
 at 3 '{"zone":"thermal_zone4","type":"frost","temperature_celsius":-40.0}'
 at 4 '{"pid":501,"name":"late","cpu_percent":25.0,"user_seconds":0.125,"system_seconds":0.125}'
+sed -n 4p "$work/recording" | grep -qE 'thermal_zone5|usb0|sdc' && fail "second 3 has what appears later"
+at 4 '{"zone":"thermal_zone5","type":"plugged","temperature_celsius":25.0}'
+at 4 '"disk":{"errors":[{"items":["disks"],"error":"a disk appeared or disappeared during the interval"}]}'
+at 5 '{"interface":"usb0","rx_bytes_per_second":700.0,'
+at 5 '{"disk":"sdc","read_bytes_per_second":2048.0,'
 at 5 '{"interface":"eth0","rx_bytes_per_second":125000.0,'  # a wrap at 64 bits is none
 at 5 '"items":["interfaces[2].tx_bytes_per_second"],"error":"the counter went back"'
 at 6 '{"disk":"sda","read_bytes_per_second":1048576.0,"write_bytes_per_second":524288.0}'
