@@ -1,0 +1,41 @@
+// What the command line asks for.
+#ifndef TESSARY_TOOLS_COMMANDS_OPTIONS_H
+#define TESSARY_TOOLS_COMMANDS_OPTIONS_H
+
+#include <string>
+#include <vector>
+
+#include "tools/output.h"
+#include "tools/sections/sections.h"
+#include "tools/views/text.h"
+
+namespace tool {
+
+enum ExitCode { kOk = 0, kNothingRead = 1, kUsage = 2 };
+
+struct Options {
+  std::vector<std::string> monitors;  // names of sections; empty: the command's own choice
+  Plan plan;
+  std::string output;   // the recording's file, - for standard output
+  double duration = 0;  // seconds of recording, 0: until it is stopped
+  bool json = false;
+  bool wide = false;
+  bool diagnostics = false;
+  std::string operand;  // of commands that take a word
+};
+
+// The commands, each in the file of its name: they return the exit code.
+int report(const Options& options, Streams& streams);
+int record(const Options& options, Streams& streams);
+int doctor(const Options& options, Streams& streams);
+int selftest(const Options& options, Streams& streams);
+int version(const Options& options, Streams& streams);
+int help(const Options& options, Streams& streams);
+int completion(const Options& options, Streams& streams);
+
+// As the terminal can show it, and as NO_COLOR has it.
+TextStyle styleFor(const Sink& sink, const Options& options);
+
+}  // namespace tool
+
+#endif

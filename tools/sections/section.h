@@ -1,0 +1,71 @@
+// The part of a report that one monitor fills: the only code of the tool that touches the library.
+#ifndef TESSARY_TOOLS_SECTIONS_SECTION_H
+#define TESSARY_TOOLS_SECTIONS_SECTION_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "tools/figures/report.h"
+#include "tools/sections/node.h"
+
+namespace tool {
+
+struct Plan {
+  int intervalMs = 1000;
+  std::size_t top = 10;   // rows of the tables of processes
+  std::vector<int> pids;  // sorted, each once; empty: all processes
+  bool keep = false;      // a process that had a row once has one while it lives
+};
+
+// One object serves all samples of a run. An exception of the library makes its sample absent, with the
+// exception's text for a reason where the section knows no better one.
+class Section {
+ public:
+  virtual ~Section() = default;
+
+  // Right before the interval: takes the first reading of a monitor that compares with the one before.
+  virtual void begin() {}
+
+  // What has to go through the interval, each on a thread of its own.
+  virtual std::vector<std::function<void()>> waits() { return {}; }
+
+  // After the interval, on the thread of begin(): the tables of the section's schema.
+  virtual std::vector<TableSample> read() = 0;
+};
+
+struct SectionInfo {
+  SectionSchema schema;
+  std::vector<Node> nodes;  // for the doctor
+  std::unique_ptr<Section> (*open)(const Plan& plan);
+  bool onRequest = false;  // a recording has it only when it is named
+};
+
+// Nanoseconds since the machine started, its sleep included.
+std::int64_t bootTime();
+
+// Nanoseconds since 1970 by the wall clock, which may be set at any time.
+std::int64_t unixTime();
+
+// The seconds since the call before.
+class Stopwatch {
+ public:
+  double lap();
+
+ private:
+  std::int64_t last_ = bootTime();
+};
+
+// The wait of a section whose monitor does not wait itself.
+std::function<void()> sleepFor(int intervalMs);
+
+template <typename Concrete>
+std::unique_ptr<Section> openSection(const Plan& plan) {
+  return std::make_unique<Concrete>(plan);
+}
+
+}  // namespace tool
+
+#endif
