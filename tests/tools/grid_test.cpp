@@ -39,9 +39,11 @@ TEST(Grid, CountsWhatALongSampleSlept) {
 std::vector<std::int64_t> lengths(std::int64_t duration) {
   Grid grid{kStart, kInterval, duration};
   std::vector<std::int64_t> all;
-  for (std::int64_t now = kStart; const auto end = grid.plan(now); now = *end) {
+  std::int64_t now = kStart;
+  while (const auto end = grid.plan(now)) {
     all.push_back(*end - now);
     EXPECT_EQ(grid.end(*end), 0);
+    now = *end;
   }
   return all;
 }
