@@ -34,6 +34,7 @@ class Sink {
   void write(std::string_view text);
 
   bool isTerminal() const;
+  int descriptor() const { return descriptor_; }
   const std::string& name() const { return name_; }
   std::size_t written() const { return written_; }  // bytes
 
