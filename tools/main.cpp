@@ -1,56 +1,53 @@
 // tessary: the library's monitors on the command line.
 
-#include <tessary/version.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <exception>
-#include <iostream>
+#include <optional>
 #include <sstream>
 
-#include "tools/options.h"
-#include "tools/sections/sections.h"
+#include "tools/commands/options.h"
+#include "tools/sections/library.h"
+
+namespace tool {
+
+// How the command line's parser takes a Rotation.
+bool lexical_cast(const std::string& text, Rotation& rotation) {
+  const std::optional<Rotation> parsed = parseRotation(text);
+  if (parsed) rotation = *parsed;
+  return parsed.has_value();
+}
+
+}  // namespace tool
 
 namespace {
 
 using tool::Options;
-using tool::SectionInfo;
-using tool::Selection;
 using tool::Streams;
 
-const SectionInfo* const kSections[] = {&tool::kCpuSection,    &tool::kProcessSection, &tool::kProcmemSection,
-                                        &tool::kMemorySection, &tool::kThermalSection, &tool::kDiskSection,
-                                        &tool::kNetSection,    &tool::kGpuSection,     &tool::kDspSection,
-                                        &tool::kDdrSection};
-
-// Reading it costs the kernel time in proportion to the memory in use: a recording has it when asked for.
-constexpr char kCostlySection[] = "procmem";
-
+constexpr int kShortestIntervalMs = 10;  // the kernel counts CPU time in as many
 constexpr int kLongestIntervalMs = 3600000;
-constexpr int kMostRows = 100000;
+constexpr int kMostRows = 10000000;  // more than there are processes: all
+constexpr std::size_t kRecordedRows = 50;
+constexpr double kLongestSyncSeconds = 86400;
 
 std::vector<std::string> sectionNames() {
   std::vector<std::string> names;
-  for (const SectionInfo* const info : kSections) names.emplace_back(info->name);
+  for (const tool::SectionInfo* const info : tool::allSections()) names.emplace_back(info->schema.name);
   return names;
-}
-
-Selection select(const std::vector<std::string>& names, bool withCostly) {
-  Selection selection;
-  for (const SectionInfo* const info : kSections) {
-    const bool named = std::find(names.begin(), names.end(), info->name) != names.end();
-    const bool byDefault = names.empty() && (withCostly || std::string_view{info->name} != kCostlySection);
-    if (named || byDefault) selection.push_back(info);
-  }
-  return selection;
 }
 
 std::string positiveSeconds(const std::string& text) {
   double seconds = 0;
   const bool good = CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) && seconds > 0;
   return good ? std::string{} : "not a number of seconds above 0: " + text;
+}
+
+std::string mostOrAll(std::string& text) {
+  if (text == "all") text = std::to_string(kMostRows);
+  return CLI::Range(1, kMostRows)(text);
 }
 
 void addMonitors(CLI::App& command, Options& options) {
@@ -63,13 +60,13 @@ void addMonitors(CLI::App& command, Options& options) {
 void addSampling(CLI::App& command, Options& options) {
   addMonitors(command, options);
   command.add_option("--interval", options.plan.intervalMs, "Milliseconds that a sample takes")
-      ->check(CLI::Range(1, kLongestIntervalMs))
+      ->check(CLI::Range(kShortestIntervalMs, kLongestIntervalMs))
       ->type_name("MS")
       ->capture_default_str();
   command.add_option("--top", options.plan.top, "Processes in each table")
-      ->check(CLI::Range(1, kMostRows))
-      ->type_name("N")
-      ->capture_default_str();
+      ->transform(CLI::Validator{mostOrAll, ""})
+      ->type_name("N|all")
+      ->default_str(std::to_string(options.plan.top));
   command.add_option("--pid", options.plan.pids, "Only these processes")
       ->delimiter(',')
       ->check(CLI::PositiveNumber)
@@ -98,7 +95,7 @@ int run(int argc, char** argv, Streams& streams) {
       "What the board is doing: its cores, processes, memory, temperatures, disks, networks, GPU, DSPs\n"
       "and memory bus, read through libtessary."};
   app.require_subcommand(1);
-  app.set_version_flag("--version", "tessary " + getLibraryVersion());
+  app.set_version_flag("--version", "tessary " + tool::libraryVersion());
   app.footer(
       "Example:\n  tessary report --interval 500 --monitors cpu,memory\n\n"
       "Exit codes: 0 done, 1 nothing could be read or a failure, 2 wrong usage.");
@@ -107,6 +104,9 @@ int run(int argc, char** argv, Streams& streams) {
                                 "tessary report --interval 500 --monitors cpu,process --top 5");
   addSampling(report, options);
   report.add_flag("--json", options.json, "For programs");
+  report.add_option("RECORDING", options.input, "A recording, of which the last sample is shown; - for standard input")
+      ->type_name("FILE");
+  report.add_flag("--wide", options.wide, "All columns, also those that do not fit the terminal");
 
   CLI::App& record = addCommand(app, "record", "Sample after sample into a file of JSON lines, until Ctrl-C",
                                 "tessary record -o drive.jsonl --duration 600 --interval 1000");
@@ -117,12 +117,20 @@ int run(int argc, char** argv, Streams& streams) {
   record.add_option("--duration", options.duration, "End after this many seconds")
       ->check(positiveSeconds)
       ->type_name("S");
+  record.add_option("--rotate", options.rotation, "Begin another file at this size (64M) or after this time (1h)")
+      ->type_name("SIZE|TIME");
+  record.add_flag("--compress", options.compress, "By gzip; also asked for by a name that ends in .gz");
+  record.add_option("--sync", options.syncSeconds, "Seconds that a power cut may take; 0 for each sample alone")
+      ->check(CLI::Range(0.0, kLongestSyncSeconds))
+      ->type_name("S")
+      ->capture_default_str();
 
   CLI::App& doctor =
       addCommand(app, "doctor", "Why a figure is missing: each source, and what to do about it",
                  "tessary doctor --monitors gpu,dsp,ddr");
   addMonitors(doctor, options);
   doctor.add_flag("--json", options.json, "For programs");
+  doctor.add_flag("--wide", options.wide, "All columns, also those that do not fit the terminal");
 
   CLI::App& selftest =
       addCommand(app, "selftest", "The library's two test runs of the GPU profiler", "tessary selftest");
@@ -136,21 +144,25 @@ int run(int argc, char** argv, Streams& streams) {
 
   if (selftest.parsed()) return tool::selftest(streams);
   if (version.parsed()) {
-    std::ostringstream text;
-    std::streambuf* const console = std::cout.rdbuf(text.rdbuf());
-    printLibraryVersion();
-    std::cout.rdbuf(console);
-    streams.out.write(text.str());
+    streams.out.write(tool::libraryBuild());
     return tool::kOk;
   }
 
   std::vector<int>& pids = options.plan.pids;
   std::sort(pids.begin(), pids.end());
   pids.erase(std::unique(pids.begin(), pids.end()), pids.end());
+  if (record.parsed()) {
+    options.plan.keep = true;
+    if (record.get_option("--top")->empty()) options.plan.top = kRecordedRows;
+    if (options.output == "-" && options.rotation.wanted()) {
+      streams.error.write("tessary: --rotate needs a file to begin another one beside\n");
+      return tool::kUsage;
+    }
+  }
   streams.divertLibrary(options.diagnostics);
-  if (report.parsed()) return tool::report(options, select(options.monitors, true), streams);
-  if (record.parsed()) return tool::record(options, select(options.monitors, false), streams);
-  return tool::doctor(options, select(options.monitors, true), streams);
+  if (report.parsed()) return tool::report(options, tool::select(options.monitors, true), streams);
+  if (record.parsed()) return tool::record(options, tool::select(options.monitors, false), streams);
+  return tool::doctor(options, tool::select(options.monitors, true), streams);
 }
 
 }  // namespace

@@ -35,6 +35,10 @@ class Sink {
 
   bool isTerminal() const;
   int descriptor() const { return descriptor_; }
+
+  // Characters in a line of the terminal; 80 when it does not know, as a terminal over a debug bridge.
+  std::size_t columns() const;
+
   const std::string& name() const { return name_; }
   std::size_t written() const { return written_; }  // bytes
 

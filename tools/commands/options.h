@@ -1,12 +1,14 @@
 // What the command line asks for.
-#ifndef TESSARY_TOOLS_OPTIONS_H
-#define TESSARY_TOOLS_OPTIONS_H
+#ifndef TESSARY_TOOLS_COMMANDS_OPTIONS_H
+#define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
 #include <string>
 #include <vector>
 
 #include "tools/output.h"
-#include "tools/sampler.h"
+#include "tools/recording/rotation.h"
+#include "tools/sections/sections.h"
+#include "tools/views/text.h"
 
 namespace tool {
 
@@ -17,7 +19,12 @@ struct Options {
   Plan plan;
   std::string output;   // the recording's file, - for standard output
   double duration = 0;  // seconds of recording, 0: until it is stopped
+  Rotation rotation;
+  double syncSeconds = 10;  // between forced writes to the disk
+  bool compress = false;
+  std::string input;  // a recording to report from, - for standard input; empty: this machine
   bool json = false;
+  bool wide = false;
   bool diagnostics = false;
 };
 
@@ -27,8 +34,8 @@ int record(const Options& options, const Selection& sections, Streams& streams);
 int doctor(const Options& options, const Selection& sections, Streams& streams);
 int selftest(Streams& streams);
 
-// On a terminal that shows it, unless NO_COLOR says otherwise.
-bool wantsColour(const Sink& sink);
+// As the terminal can show it, and as NO_COLOR has it.
+TextStyle styleFor(const Sink& sink, const Options& options);
 
 }  // namespace tool
 

@@ -1,4 +1,4 @@
-#include "tools/sampler.h"
+#include "tools/recording/sampler.h"
 
 #include <exception>
 
@@ -7,6 +7,9 @@ namespace tool {
 namespace {
 
 constexpr double kNanosecondsInMillisecond = 1e6;
+
+// The clocks are read one after the other, and the thread may lose its core between: no suspend is as short.
+constexpr std::int64_t kBetweenReadings = 50'000'000;
 
 // The text of the exception that `step` ends with; empty without one.
 template <typename Step>
@@ -19,41 +22,21 @@ std::string failureOf(const Step& step) {
   return {};
 }
 
-Sample allAbsent(const SectionInfo& info, const std::string& reason) {
-  Sample sample;
-  for (const Block& block : info.blocks) {
-    BlockSample& all = sample.emplace_back();
-    if (block.key != nullptr) {
-      all.absent = reason;
-    } else {
-      all.rows.emplace_back(block.columns.size(), Value{Absent{reason}});
-    }
-  }
-  return sample;
-}
-
 }  // namespace
 
-bool Report::hasFigures() const {
-  for (const Part& part : parts) {
-    if (tool::hasFigures(part.info->blocks, part.sample)) return true;
-  }
-  return false;
-}
-
 Sampler::Sampler(const Selection& sections, const Plan& plan, bool paced)
-    : intervalMs_{plan.intervalMs}, paced_{paced} {
+    : paced_{paced} {
   for (const SectionInfo* const info : sections) {
     Opened& opened = sections_.emplace_back(Opened{info, nullptr, {}});
     opened.failure = failureOf([&] { opened.section = info->open(plan); });
   }
 }
 
-std::optional<Report> Sampler::sample(int stop) {
+std::optional<Report> Sampler::sample(int waitMs, int stop) {
   std::vector<std::function<void()>> waits;
   for (Opened& opened : sections_) {
     if (!opened.section) continue;
-    opened.failure = failureOf([&] { opened.section->begin(); });
+    opened.failure = failureOf([&] { opened.section->begin(waitMs); });
     if (!opened.failure.empty()) continue;
     for (std::function<void()>& wait : opened.section->waits()) {
       waits.push_back([&opened, wait = std::move(wait)] {
@@ -63,18 +46,26 @@ std::optional<Report> Sampler::sample(int stop) {
     }
   }
 
-  if (paced_ && waits.empty()) waits.push_back(sleepFor(intervalMs_));
+  if (paced_ && waits.empty()) waits.push_back(sleepFor(waitMs));
 
+  const std::int64_t awake = awakeTime();
   const std::int64_t start = bootTime();
   if (!runSideBySide(waits, stop)) return std::nullopt;
   const std::int64_t end = bootTime();
+  const std::int64_t slept = (end - start) - (awakeTime() - awake);
 
-  Report report{end, static_cast<double>(end - start) / kNanosecondsInMillisecond, {}};
+  Report report;
+  report.bootTimeNs = end;
+  report.unixTimeNs = unixTime();
+  report.intervalMs = static_cast<double>(end - start) / kNanosecondsInMillisecond;
+  if (slept > kBetweenReadings) report.suspendedMs = static_cast<double>(slept) / kNanosecondsInMillisecond;
   for (Opened& opened : sections_) {
-    Sample sample;
-    if (opened.failure.empty()) opened.failure = failureOf([&] { sample = opened.section->read(); });
-    if (!opened.failure.empty()) sample = allAbsent(*opened.info, opened.failure);
-    report.parts.push_back({opened.info, std::move(sample)});
+    SectionSample sample{&opened.info->schema, {}};
+    if (opened.failure.empty()) {
+      opened.failure = failureOf([&] { sample.tables = opened.section->read(); });
+    }
+    if (!opened.failure.empty()) sample = allAbsent(opened.info->schema, opened.failure);
+    report.sections.push_back(std::move(sample));
   }
   return report;
 }

@@ -1,0 +1,132 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+#include "tools/commands/options.h"
+#include "tools/commands/stop_signal.h"
+#include "tools/recording/file.h"
+#include "tools/recording/live.h"
+#include "tools/views/json.h"
+
+namespace tool {
+
+namespace {
+
+constexpr double kNanosecondsInSecond = 1e9;
+constexpr double kLongest = 1e9;  // seconds: what is longer has no end either
+constexpr std::string_view kCompressed = ".gz";
+
+// 0 for 0 alone.
+std::int64_t nanoseconds(double seconds) {
+  return static_cast<std::int64_t>(std::ceil(std::min(seconds, kLongest) * kNanosecondsInSecond));
+}
+
+class Progress {
+ public:
+  // Not among the lines of a recording on the same terminal.
+  Progress(Sink& terminal, const RecordingFile& file)
+      : terminal_{terminal}, shown_{terminal.isTerminal() && !file.isTerminal()} {}
+  ~Progress() {
+    if (any_) say("\n");
+  }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void show(int samples, double seconds, const RecordingFile& file) {
+    if (!shown_) return;
+    char text[128];
+    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds, file.written() / 1024);
+    say(text);
+    any_ = true;
+  }
+
+ private:
+  // The recording goes on without its watcher.
+  void say(const char* text) {
+    try {
+      terminal_.write(text);
+    } catch (...) {
+      shown_ = false;
+    }
+  }
+
+  Sink& terminal_;
+  bool shown_;
+  bool any_ = false;
+};
+
+// Says once that samples were left out. Those that the machine slept through were not.
+class Punctuality {
+ public:
+  Punctuality(Sink& error, int intervalMs) : error_{error}, intervalMs_{intervalMs} {}
+
+  void look(const Report& report) {
+    if (told_ || report.missed == 0 || report.suspendedMs != 0) return;
+    told_ = true;
+    error_.write("tessary: reading takes too long for an interval of " + std::to_string(intervalMs_) +
+                 " ms: samples are left out, and the recording says how many\n");
+  }
+
+ private:
+  Sink& error_;
+  int intervalMs_;
+  bool told_ = false;
+};
+
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+FilePlan filePlan(const Options& options) {
+  FilePlan plan;
+  plan.path = options.output;
+  plan.compress = options.compress || endsWith(options.output, kCompressed);
+  plan.rotation = options.rotation;
+  plan.syncNs = nanoseconds(options.syncSeconds);
+  return plan;
+}
+
+RecordingFile openFile(const Options& options, const Live& live, Streams& streams) {
+  // A later part begins when it begins, not with the recording.
+  const auto header = [&live, first = true]() mutable {
+    Origin origin = live.origin();
+    if (!std::exchange(first, false)) {
+      origin.bootTimeNs = bootTime();
+      origin.unixTimeNs = unixTime();
+    }
+    return recordHeader(origin);
+  };
+  if (options.output == "-") return {filePlan(options), std::move(streams.out), bootTime(), header};
+  return {filePlan(options), bootTime(), header,
+          [&streams](const std::string& text) { streams.error.write("tessary: " + text + "\n"); }};
+}
+
+}  // namespace
+
+int record(const Options& options, const Selection& sections, Streams& streams) {
+  const StopSignal stop;
+  Live live{sections, options.plan, nanoseconds(options.duration)};
+  RecordingFile file = openFile(options, live, streams);
+
+  Progress progress{streams.error, file};
+  Punctuality punctuality{streams.error, options.plan.intervalMs};
+  bool anyFigures = false;
+  int samples = 0;
+  while (!StopSignal::raised()) {
+    const std::optional<Report> report = live.next(StopSignal::descriptor());
+    if (!report) break;
+    file.add(recordLine(*report), report->bootTimeNs);
+    anyFigures = anyFigures || hasFigures(*report);
+    punctuality.look(*report);
+    const std::int64_t passed = report->bootTimeNs - live.origin().bootTimeNs;
+    progress.show(++samples, static_cast<double>(passed) / kNanosecondsInSecond, file);
+  }
+  file.finish();
+  if (anyFigures || StopSignal::raised()) return kOk;
+  streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
+  return kNothingRead;
+}
+
+}  // namespace tool
