@@ -2,6 +2,8 @@
 #ifndef TESSARY_TOOLS_COMMANDS_OPTIONS_H
 #define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,23 +18,27 @@ enum ExitCode { kOk = 0, kNothingRead = 1, kUsage = 2 };
 
 struct Options {
   std::vector<std::string> monitors;  // names of sections; empty: the command's own choice
-  Plan plan;
+  Plan plan;                          // without the rows of its tables
+  std::optional<std::size_t> top;     // those; none: the command's own choice
   std::string output;   // the recording's file, - for standard output
   double duration = 0;  // seconds of recording, 0: until it is stopped
   Rotation rotation;
   double syncSeconds = 10;  // between forced writes to the disk
   bool compress = false;
-  std::string input;  // a recording to report from, - for standard input; empty: this machine
   bool json = false;
   bool wide = false;
   bool diagnostics = false;
+  std::string operand;  // the word or the file that stands alone
 };
 
-// The commands: each returns the exit code.
-int report(const Options& options, const Selection& sections, Streams& streams);
-int record(const Options& options, const Selection& sections, Streams& streams);
-int doctor(const Options& options, const Selection& sections, Streams& streams);
-int selftest(Streams& streams);
+// The commands, each in the file of its name: they return the exit code.
+int report(const Options& options, Streams& streams);
+int record(const Options& options, Streams& streams);
+int doctor(const Options& options, Streams& streams);
+int selftest(const Options& options, Streams& streams);
+int version(const Options& options, Streams& streams);
+int help(const Options& options, Streams& streams);
+int completion(const Options& options, Streams& streams);
 
 // As the terminal can show it, and as NO_COLOR has it.
 TextStyle styleFor(const Sink& sink, const Options& options);

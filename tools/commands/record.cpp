@@ -14,6 +14,7 @@ namespace tool {
 
 namespace {
 
+constexpr std::size_t kRows = 50;  // of the tables of processes
 constexpr double kNanosecondsInSecond = 1e9;
 constexpr double kLongest = 1e9;  // seconds: what is longer has no end either
 constexpr std::string_view kCompressed = ".gz";
@@ -105,9 +106,17 @@ RecordingFile openFile(const Options& options, const Live& live, Streams& stream
 
 }  // namespace
 
-int record(const Options& options, const Selection& sections, Streams& streams) {
+int record(const Options& options, Streams& streams) {
+  if (options.output == "-" && options.rotation.wanted()) {
+    streams.error.write("tessary: --rotate needs a file, to begin others beside it\n");
+    return kUsage;
+  }
+  streams.divertLibrary(options.diagnostics);
   const StopSignal stop;
-  Live live{sections, options.plan, nanoseconds(options.duration)};
+  Plan plan = options.plan;
+  plan.top = options.top.value_or(kRows);
+  plan.keep = true;
+  Live live{select(options.monitors, false), plan, nanoseconds(options.duration)};
   RecordingFile file = openFile(options, live, streams);
 
   Progress progress{streams.error, file};

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "tools/commands/options.h"
 #include "tools/recording/live.h"
@@ -21,6 +22,8 @@ TextStyle styleFor(const Sink& sink, const Options& options) {
 
 namespace {
 
+constexpr std::size_t kRows = 10;  // of the tables of processes
+
 // The sections of a recording that were asked for.
 void keep(const Selection& sections, Report& report) {
   const auto isUnwanted = [&](const SectionSample& sample) {
@@ -38,27 +41,48 @@ Report lastOf(ReportSource& recording, const std::string& name) {
   return std::move(*last);
 }
 
-Schemas allSchemas() {
-  Schemas all;
-  for (const SectionInfo* const info : allSections()) all.push_back(&info->schema);
-  return all;
+// Of the rows that stand for processes, one has a figure; or nobody asked for processes.
+bool anyProcess(const Report& report) {
+  bool asked = false;
+  bool any = false;
+  forEachFigure(report, [&](const Figure& figure) {
+    if (figure.table.isFields() || std::string_view{figure.table.item} != "process") return;
+    asked = true;
+    any = any || !isAbsent(figure.value);
+  });
+  return any || !asked;
+}
+
+// This machine now, or a recording's last sample.
+std::unique_ptr<ReportSource> openSource(const Options& options, const Selection& sections, Streams& streams) {
+  if (!options.operand.empty()) {
+    return openRecording(options.operand, allSchemas(), [&streams](const std::string& text) {
+      streams.error.write("tessary: " + text + "\n");
+    });
+  }
+  Plan plan = options.plan;
+  plan.top = options.top.value_or(kRows);
+  return std::make_unique<Live>(sections, plan);
+}
+
+Report takeReport(ReportSource& source, const Options& options, const Selection& sections) {
+  if (options.operand.empty()) return *source.next();
+  Report report = lastOf(source, options.operand);
+  keep(sections, report);
+  return report;
 }
 
 }  // namespace
 
-int report(const Options& options, const Selection& sections, Streams& streams) {
-  std::unique_ptr<ReportSource> source;
-  Report report;
-  if (options.input.empty()) {
-    source = std::make_unique<Live>(sections, options.plan);
-    report = *source->next();
-  } else {
-    source = openRecording(options.input, allSchemas(), [&streams](const std::string& text) {
-      streams.error.write("tessary: " + text + "\n");
-    });
-    report = lastOf(*source, options.input);
-    keep(sections, report);
+int report(const Options& options, Streams& streams) {
+  if (!options.operand.empty() && !options.plan.pids.empty()) {
+    streams.error.write("tessary: --pid is for this machine; a recording has the processes that it has\n");
+    return kUsage;
   }
+  streams.divertLibrary(options.diagnostics);
+  const Selection sections = select(options.monitors, true);
+  const std::unique_ptr<ReportSource> source = openSource(options, sections, streams);
+  const Report report = takeReport(*source, options, sections);
   std::string text;
   if (options.json) {
     text = reportDocument(source->origin(), report);
@@ -70,6 +94,10 @@ int report(const Options& options, const Selection& sections, Streams& streams) 
     }
   }
   streams.out.write(text);
+  if (!options.plan.pids.empty() && !anyProcess(report)) {
+    streams.error.write("tessary: none of these processes could be read\n");
+    return kNothingRead;
+  }
   if (hasFigures(report)) return kOk;
   streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
   return kNothingRead;
