@@ -25,7 +25,8 @@ require_packages() {
   rm -f "$log"
 }
 
-readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev)
+readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev zlib1g-dev
+  libprotozero-dev libjs-dygraphs)
 readonly TEST_PACKAGES=(clang clang-tidy clang-format dpkg-dev lintian)
 readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user googletest)
 

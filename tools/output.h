@@ -34,6 +34,7 @@ class Sink {
   void write(std::string_view text);
 
   bool isTerminal() const;
+  int descriptor() const { return descriptor_; }
 
   // Characters in a line of the terminal; 80 when it does not know, as a terminal over a debug bridge.
   std::size_t columns() const;
@@ -42,6 +43,8 @@ class Sink {
   std::size_t written() const { return written_; }  // bytes
 
  private:
+  void cutOff(std::size_t bytes) const;
+
   std::string name_;
   int descriptor_;
   std::size_t written_ = 0;

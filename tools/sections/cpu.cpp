@@ -112,10 +112,11 @@ Value percentage(double value) {
 
 class CpuSection : public Section {
  public:
-  explicit CpuSection(const Plan& plan) : cores_{static_cast<std::size_t>(std::max(monitor_.numCores, 0))} {
-    monitor_.tessary_setSamplingTime(plan.intervalMs);
+  explicit CpuSection(const Plan&) : cores_{static_cast<std::size_t>(std::max(monitor_.numCores, 0))} {
     identify();
   }
+
+  void begin(int waitMs) override { monitor_.tessary_setSamplingTime(waitMs); }
 
   std::vector<std::function<void()>> waits() override {
     return {[this] {

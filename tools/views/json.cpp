@@ -11,8 +11,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kVersion = 1;  // of the format: goes up when a key changes its meaning
 constexpr int kIndent = 2;
+constexpr int kTimeDecimals = 3;
 
 double rounded(double value, int decimals) {
   const double scale = std::pow(10.0, decimals);
@@ -37,21 +37,21 @@ void addRow(Json& object, const std::vector<ColumnInfo>& columns, const Row& row
   }
 }
 
-Json tableJson(const TableInfo& info, const std::vector<Row>& rows) {
+Json tableJson(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows) {
   Json table = Json::array();
   for (const Row& row : rows) {
     Json object = Json::object();
-    addRow(object, info.columns, row);
+    addRow(object, columns, row);
     table.push_back(std::move(object));
   }
   return table;
 }
 
 // What a gap leaves out: *, clock_khz, cores, cores[*].clock_khz, cores[3].clock_khz
-Json itemsJson(const Gap& gap, const SectionSchema& schema) {
+Json itemsJson(const Gap& gap, const std::vector<TableInfo>& tables) {
   Json items = Json::array();
   for (const Gap::Item& item : gap.items) {
-    const TableInfo& table = schema.tables[item.table];
+    const TableInfo& table = tables[item.table];
     if (item.column == nullptr) {
       items.push_back(table.isFields() ? "*" : table.key);
     } else if (table.isFields()) {
@@ -68,47 +68,90 @@ Json itemsJson(const Gap& gap, const SectionSchema& schema) {
 }
 
 Json sectionJson(const SectionSample& sample) {
+  const std::vector<TableInfo>& tables = sample.schema->tables;
   Json section = Json::object();
   for (std::size_t table = 0; table < sample.tables.size(); ++table) {
-    const TableInfo& info = sample.schema->tables[table];
-    const std::vector<Row>& rows = sample.tables[table].rows;
-    if (info.isFields()) {
-      addRow(section, info.columns, rows.at(0));
-    } else if (!rows.empty() || sample.tables[table].absent.empty()) {
-      section[info.key] = tableJson(info, rows);
+    const auto& [rows, absent] = sample.tables[table];
+    if (tables[table].isFields()) {
+      addRow(section, tables[table].columns, rows.at(0));
+    } else if (!rows.empty() || absent.empty()) {
+      section[tables[table].key] = tableJson(tables[table].columns, rows);
     }
   }
   Json errors = Json::array();
   for (const Gap& gap : gaps(sample)) {
-    errors.push_back({{"items", itemsJson(gap, *sample.schema)}, {"error", utf8(gap.reason)}});
+    errors.push_back({{"items", itemsJson(gap, tables)}, {"error", utf8(gap.reason)}});
   }
   if (!errors.empty()) section["errors"] = std::move(errors);
   return section;
 }
 
-Json heading(const char* schema, const std::string& library) {
-  return {{"schema", schema}, {"version", kVersion}, {"library", library}};
+void addText(Json& object, const char* key, const std::string& text) {
+  if (!text.empty()) object[key] = utf8(text);
+}
+
+Json heading(const char* schema, const Origin& origin) {
+  Json heading{{"schema", schema}, {"version", kJsonVersion}};
+  addText(heading, "tool", origin.tool);
+  addText(heading, "library", origin.library);
+  addText(heading, "host", origin.host);
+  addText(heading, "kernel", origin.kernel);
+  Json board = Json::object();
+  addText(board, "model", origin.model);
+  addText(board, "platform", origin.platform);
+  addText(board, "soc", origin.soc);
+  if (!board.empty()) heading["board"] = std::move(board);
+  return heading;
+}
+
+void addTimes(Json& object, std::int64_t bootTimeNs, const std::optional<std::int64_t>& unixTimeNs) {
+  object["boot_time_ns"] = bootTimeNs;
+  if (unixTimeNs) object["unix_time_ns"] = *unixTimeNs;
 }
 
 void addReport(Json& object, const Report& report) {
-  object["boot_time_ns"] = report.bootTimeNs;
-  object["interval_ms"] = rounded(report.intervalMs, 3);
+  addTimes(object, report.bootTimeNs, report.unixTimeNs);
+  object["interval_ms"] = rounded(report.intervalMs, kTimeDecimals);
+  if (report.missed != 0) object["missed"] = report.missed;
+  if (report.suspendedMs != 0) object["suspended_ms"] = rounded(report.suspendedMs, kTimeDecimals);
   for (const SectionSample& sample : report.sections) object[sample.schema->name] = sectionJson(sample);
+}
+
+Json columnJson(const SectionSchema& section, const TableInfo& table, const ColumnInfo& column) {
+  Json json{{"section", section.name}};
+  if (!table.isFields()) json["table"] = table.key;
+  json["key"] = column.key;
+  addText(json, "unit", column.format.unit.name);
+  json["description"] = column.description;
+  if (column.role == kLabel) json["role"] = "label";
+  if (column.role == kFixed) json["role"] = "fixed";
+  if (column.tendency == kMoreIsWorse) json["more_is"] = "worse";
+  if (column.tendency == kMoreIsBetter) json["more_is"] = "better";
+  return json;
 }
 
 }  // namespace
 
 std::string reportDocument(const Origin& origin, const Report& report) {
-  Json document = heading("tessary-report", origin.library);
+  Json document = heading("tessary-report", origin);
   addReport(document, report);
   return document.dump(kIndent) + "\n";
 }
 
 std::string recordHeader(const Origin& origin) {
-  Json header = heading("tessary-record", origin.library);
-  header["interval_ms"] = static_cast<std::int64_t>(origin.intervalMs);
-  Json& monitors = header["monitors"] = Json::array();
-  for (const SectionSchema* const schema : origin.sections) monitors.push_back(schema->name);
+  Json header = heading("tessary-record", origin);
+  addTimes(header, origin.bootTimeNs, origin.unixTimeNs);
+  header["interval_ms"] = rounded(origin.intervalMs, kTimeDecimals);
+  Json monitors = Json::array();
+  Json columns = Json::array();
+  for (const SectionSchema* const section : origin.sections) {
+    monitors.push_back(section->name);
+    for (const TableInfo& table : section->tables) {
+      for (const ColumnInfo& column : table.columns) columns.push_back(columnJson(*section, table, column));
+    }
+  }
+  header["monitors"] = std::move(monitors);
+  header["columns"] = std::move(columns);
   return header.dump() + "\n";
 }
 
@@ -119,9 +162,9 @@ std::string recordLine(const Report& report) {
 }
 
 std::string doctorDocument(const Origin& origin, const SectionSample& sources) {
-  Json document = heading("tessary-doctor", origin.library);
+  Json document{{"schema", "tessary-doctor"}, {"version", kJsonVersion}, {"library", origin.library}};
   const TableInfo& info = sources.schema->tables[0];
-  document[info.key] = tableJson(info, sources.tables[0].rows);
+  document[info.key] = tableJson(info.columns, sources.tables[0].rows);
   return document.dump(kIndent) + "\n";
 }
 

@@ -8,6 +8,8 @@
 
 namespace tool {
 
+constexpr int kJsonVersion = 2;  // of the format: goes up when a key changes its meaning
+
 // One object over several lines, for `report --json`.
 std::string reportDocument(const Origin& origin, const Report& report);
 
