@@ -11,6 +11,7 @@
 #include <set>
 #include <utility>
 
+#include "tools/views/absences.h"
 #include "tools/views/export.h"
 #include "tools/views/words.h"
 
@@ -110,25 +111,20 @@ class Perfetto : public Export {
     forEachFigure(report, [&](const Figure& figure) {
       if (figure.column.role == kFigure && isNumber(figure.value)) addValue(report.bootTimeNs, figure);
     });
-    const std::int64_t startNs =
-        std::max(lastNs_, report.bootTimeNs - static_cast<std::int64_t>(report.intervalMs * 1e6));
-    for (const SectionSample& section : report.sections) addGaps(startNs, section);
+    addGaps(report);
     lastNs_ = report.bootTimeNs;
     flush();
   }
 
   void end() override {
-    for (auto& [section, lanes] : lanes_) {
-      for (Lane& lane : lanes) endSlice(lastNs_, lane);
-    }
+    for (const Absence& absence : absences_.present()) endSlice(lastNs_, absence);
     flush();
   }
 
  private:
   struct Lane {
     Uuid track;
-    std::string reason;  // of the slice that is open; empty: none
-    std::string what;
+    std::string content;  // of the slice that is open; empty: none is
   };
 
   template <typename Fill>
@@ -250,61 +246,43 @@ class Perfetto : public Export {
 
   // -- what was not read
 
-  // Slices of one track must not cross, so that each reason at a time has a lane of its own.
-  void addGaps(std::int64_t startNs, const SectionSample& sample) {
-    std::map<std::string, std::string> present;  // what is absent, by reason
-    for (const Gap& gap : gaps(sample)) present[clean(gap.reason)] += itemWords(sample, gap);
-    std::vector<Lane>& lanes = lanes_[sample.schema];
-    for (Lane& lane : lanes) {
-      const auto still = present.find(lane.reason);
-      if (still != present.end() && still->second == lane.what) {
-        present.erase(still);
-      } else {
-        endSlice(startNs, lane);
-      }
-    }
-    for (const auto& [reason, what] : present)
-      beginSlice(startNs, freeLane(*sample.schema, lanes), reason, what);
+  void addGaps(const Report& report) {
+    const Absences::Change change = absences_.add(report);
+    const std::int64_t startNs = report.bootTimeNs - static_cast<std::int64_t>(report.intervalMs * 1e6);
+    for (const Absence& absence : change.ended) endSlice(std::max(lastNs_, startNs), absence);
+    for (const Absence& absence : change.begun) beginSlice(absence);
   }
 
-  static std::string itemWords(const SectionSample& sample, const Gap& gap) {
-    std::string words;
-    for (const Gap::Item& item : gap.items) {
-      const TableInfo& table = sample.schema->tables[item.table];
-      words += words.empty() ? "" : ", ";
-      words += item.column != nullptr ? item.column->heading : table.isFields() ? "all figures" : table.key;
-      for (const std::size_t row : item.rows)
-        words += " " + labelsOf(table, sample.tables[item.table].rows[row]);
-    }
-    return words;
-  }
-
-  Lane& freeLane(const SectionSchema& section, std::vector<Lane>& lanes) {
-    const auto free =
-        std::find_if(lanes.begin(), lanes.end(), [](const Lane& lane) { return lane.reason.empty(); });
-    if (free != lanes.end()) return *free;
+  // Slices of one track must not cross: what is absent at the same time lies in lanes of its own.
+  Lane& laneOf(const SectionSchema& section, const std::string& content) {
+    std::vector<Lane>& lanes = lanes_[&section];
+    const auto found =
+        std::find_if(lanes.begin(), lanes.end(), [&](const Lane& lane) { return lane.content == content; });
+    if (found != lanes.end()) return *found;
     const Uuid parent = sectionOf(section);
-    Lane& lane = lanes.emplace_back(Lane{nextUuid_++, {}, {}});
+    Lane& lane = lanes.emplace_back(Lane{nextUuid_++, {}});
     addTrack(lane.track, parent, "not read", [](Message<TrackDescriptor>& track) {
       track.add_uint32(TrackDescriptor::kSiblingMergeBehavior, kNoMerge);
     });
     return lane;
   }
 
-  void beginSlice(std::int64_t timeNs, Lane& lane, const std::string& reason, const std::string& what) {
-    lane.reason = reason;
-    lane.what = what;
-    addEvent(timeNs, lane.track, kSliceBegin, [&](Message<TrackEvent>& event) {
-      event.add_string(TrackEvent::kName, what);
+  static std::string contentOf(const Absence& absence) { return absence.what + ": " + absence.reason; }
+
+  void beginSlice(const Absence& absence) {
+    Lane& lane = laneOf(*absence.section, {});
+    lane.content = contentOf(absence);
+    addEvent(absence.fromNs, lane.track, kSliceBegin, [&](Message<TrackEvent>& event) {
+      event.add_string(TrackEvent::kName, absence.what);
       Message<DebugAnnotation> annotation{event, TrackEvent::kDebugAnnotations};
       annotation.add_string(DebugAnnotation::kName, "reason");
-      annotation.add_string(DebugAnnotation::kString, reason);
+      annotation.add_string(DebugAnnotation::kString, absence.reason);
     });
   }
 
-  void endSlice(std::int64_t timeNs, Lane& lane) {
-    if (lane.reason.empty()) return;
-    lane.reason.clear();
+  void endSlice(std::int64_t timeNs, const Absence& absence) {
+    Lane& lane = laneOf(*absence.section, contentOf(absence));
+    lane.content.clear();
     addEvent(timeNs, lane.track, kSliceEnd, [](Message<TrackEvent>&) {});
   }
 
@@ -322,6 +300,7 @@ class Perfetto : public Export {
   Uuid board_ = 0;
   std::int32_t rank_ = 0;
   std::map<std::string, Uuid> tracks_;
+  Absences absences_;
   std::map<const SectionSchema*, std::vector<Lane>> lanes_;
 };
 
