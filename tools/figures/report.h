@@ -35,6 +35,7 @@ struct Report {
   double intervalMs = 0;                   // as it was
   std::int64_t missed = 0;                 // samples of the grid that were left out before this one
   std::vector<SectionSample> sections;     // those that were asked for
+  double suspendedMs = 0;                  // what the machine slept of the interval
 };
 
 // Where the reports of a source come from: a recording's header, or this machine.

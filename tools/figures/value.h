@@ -11,6 +11,8 @@ namespace tool {
 
 struct Absent {
   std::string reason;
+
+  friend bool operator==(const Absent& left, const Absent& right) { return left.reason == right.reason; }
 };
 
 using Value = std::variant<Absent, bool, std::int64_t, double, std::string>;

@@ -1,0 +1,26 @@
+// Reports for programs: docs/json.md and docs/report.schema.json say what is in them.
+#ifndef TESSARY_TOOLS_VIEWS_JSON_H
+#define TESSARY_TOOLS_VIEWS_JSON_H
+
+#include <string>
+#include <vector>
+
+#include "tools/figures/report.h"
+
+namespace tool {
+
+constexpr int kJsonVersion = 2;  // of the format: goes up when a key changes its meaning
+
+// One object over several lines, for `report --json`.
+std::string reportDocument(const Origin& origin, const Report& report);
+
+// The lines of a recording.
+std::string recordHeader(const Origin& origin);
+std::string recordLine(const Report& report);
+
+// The rows of a table, for `doctor --json`.
+std::string doctorDocument(const std::string& library, const TableInfo& table, const std::vector<Row>& rows);
+
+}  // namespace tool
+
+#endif
