@@ -11,7 +11,7 @@ struct Total {
   tool::Value soc;
 };
 
-constexpr tool::Column<Total> kTotalColumns[] = {
+inline constexpr tool::Column<Total> kTotalColumns[] = {
     {"load_percent", "load", tool::kPercent, "of all cores", [](const Total& t) { return t.load; },
      tool::kFigure, tool::kMoreIsWorse},
     {"soc", "SoC", tool::kPlain, "the board's", [](const Total& t) { return t.soc; }, tool::kFixed},
@@ -23,7 +23,7 @@ struct Core {
   tool::Value clock;
 };
 
-constexpr tool::Column<Core> kCoreColumns[] = {
+inline constexpr tool::Column<Core> kCoreColumns[] = {
     {"core", "core", tool::kPlain, "its number", [](const Core& c) { return c.core; }, tool::kLabel},
     {"load_percent", "load", tool::kPercent, "busy time", [](const Core& c) { return c.load; },
      tool::kFigure, tool::kMoreIsWorse},
@@ -39,7 +39,7 @@ struct Process {
   tool::Value name;
 };
 
-constexpr tool::Column<Process> kProcessColumns[] = {
+inline constexpr tool::Column<Process> kProcessColumns[] = {
     {"pid", "pid", tool::kPlain, "its id", [](const Process& p) { return p.pid; }, tool::kLabel},
     {"name", "name", tool::kPlain, "the kernel's name", [](const Process& p) { return p.name; }, tool::kLabel},
 };
