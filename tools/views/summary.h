@@ -30,9 +30,9 @@ class Summary {
   void add(const Report& report);
   void end();
 
-  // The recording, its figures and what was not read. Short: without single items, but for the items of each
-  // table that stand out most.
-  std::string text(bool everything, bool colour) const;
+  // The recording, its figures and what was not read. Short: the figures of most interest alone, and of items
+  // those that stand out.
+  std::string text(bool everything) const;
   std::string json() const;
 
   bool hasFigures() const { return !series_.empty(); }
@@ -43,16 +43,22 @@ class Summary {
     const TableInfo* table;
     const ColumnInfo* column;
     std::string path;
-    std::string item;
     std::vector<double> values;
   };
   struct Gap {
     Absence absence;
-    std::int64_t toNs;
+    std::int64_t lengthNs;
+    std::size_t times = 1;
   };
 
   Series& seriesOf(const Figure& figure);
-  std::vector<const Series*> shown(bool everything) const;
+  std::size_t sectionRank(const SectionSchema* section) const;
+  std::vector<const Series*> ordered() const;
+  std::vector<const Series*> shortened() const;
+  bool standsOut(const Series& series) const;
+  std::vector<Gap> addedGaps() const;
+  std::string heading() const;
+  std::string gapLines() const;
 
   Origin origin_;
   std::vector<Series> series_;
