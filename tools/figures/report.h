@@ -21,7 +21,8 @@ struct SectionSchema {
 
 struct TableSample {
   std::vector<Row> rows;
-  std::string absent;  // why there are no rows, or why some are missing
+  std::string absent;  // why there are no rows, or why some are missing; of a section's own fields: why sums
+                       // are partial
 };
 
 struct SectionSample {
