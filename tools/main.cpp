@@ -1,50 +1,27 @@
 // tessary: the library's monitors on the command line.
 
-#include <tessary/version.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <exception>
-#include <iostream>
 #include <sstream>
 
-#include "tools/options.h"
-#include "tools/sections/sections.h"
+#include "tools/commands/options.h"
+#include "tools/sections/library.h"
 
 namespace {
 
 using tool::Options;
-using tool::SectionInfo;
-using tool::Selection;
 using tool::Streams;
-
-const SectionInfo* const kSections[] = {&tool::kCpuSection,    &tool::kProcessSection, &tool::kProcmemSection,
-                                        &tool::kMemorySection, &tool::kThermalSection, &tool::kDiskSection,
-                                        &tool::kNetSection,    &tool::kGpuSection,     &tool::kDspSection,
-                                        &tool::kDdrSection};
-
-// Reading it costs the kernel time in proportion to the memory in use: a recording has it when asked for.
-constexpr char kCostlySection[] = "procmem";
 
 constexpr int kLongestIntervalMs = 3600000;
 constexpr int kMostRows = 100000;
 
 std::vector<std::string> sectionNames() {
   std::vector<std::string> names;
-  for (const SectionInfo* const info : kSections) names.emplace_back(info->name);
+  for (const tool::SectionInfo* const info : tool::allSections()) names.emplace_back(info->schema.name);
   return names;
-}
-
-Selection select(const std::vector<std::string>& names, bool withCostly) {
-  Selection selection;
-  for (const SectionInfo* const info : kSections) {
-    const bool named = std::find(names.begin(), names.end(), info->name) != names.end();
-    const bool byDefault = names.empty() && (withCostly || std::string_view{info->name} != kCostlySection);
-    if (named || byDefault) selection.push_back(info);
-  }
-  return selection;
 }
 
 std::string positiveSeconds(const std::string& text) {
@@ -98,7 +75,7 @@ int run(int argc, char** argv, Streams& streams) {
       "What the board is doing: its cores, processes, memory, temperatures, disks, networks, GPU, DSPs\n"
       "and memory bus, read through libtessary."};
   app.require_subcommand(1);
-  app.set_version_flag("--version", "tessary " + getLibraryVersion());
+  app.set_version_flag("--version", "tessary " + tool::libraryVersion());
   app.footer(
       "Example:\n  tessary report --interval 500 --monitors cpu,memory\n\n"
       "Exit codes: 0 done, 1 nothing could be read or a failure, 2 wrong usage.");
@@ -107,6 +84,7 @@ int run(int argc, char** argv, Streams& streams) {
                                 "tessary report --interval 500 --monitors cpu,process --top 5");
   addSampling(report, options);
   report.add_flag("--json", options.json, "For programs");
+  report.add_flag("--wide", options.wide, "All columns, also those that do not fit the terminal");
 
   CLI::App& record = addCommand(app, "record", "Sample after sample into a file of JSON lines, until Ctrl-C",
                                 "tessary record -o drive.jsonl --duration 600 --interval 1000");
@@ -123,6 +101,7 @@ int run(int argc, char** argv, Streams& streams) {
                  "tessary doctor --monitors gpu,dsp,ddr");
   addMonitors(doctor, options);
   doctor.add_flag("--json", options.json, "For programs");
+  doctor.add_flag("--wide", options.wide, "All columns, also those that do not fit the terminal");
 
   CLI::App& selftest =
       addCommand(app, "selftest", "The library's two test runs of the GPU profiler", "tessary selftest");
@@ -136,11 +115,7 @@ int run(int argc, char** argv, Streams& streams) {
 
   if (selftest.parsed()) return tool::selftest(streams);
   if (version.parsed()) {
-    std::ostringstream text;
-    std::streambuf* const console = std::cout.rdbuf(text.rdbuf());
-    printLibraryVersion();
-    std::cout.rdbuf(console);
-    streams.out.write(text.str());
+    streams.out.write(tool::libraryBuild());
     return tool::kOk;
   }
 
@@ -148,9 +123,9 @@ int run(int argc, char** argv, Streams& streams) {
   std::sort(pids.begin(), pids.end());
   pids.erase(std::unique(pids.begin(), pids.end()), pids.end());
   streams.divertLibrary(options.diagnostics);
-  if (report.parsed()) return tool::report(options, select(options.monitors, true), streams);
-  if (record.parsed()) return tool::record(options, select(options.monitors, false), streams);
-  return tool::doctor(options, select(options.monitors, true), streams);
+  if (report.parsed()) return tool::report(options, tool::select(options.monitors, true), streams);
+  if (record.parsed()) return tool::record(options, tool::select(options.monitors, false), streams);
+  return tool::doctor(options, tool::select(options.monitors, true), streams);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "tools/output.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -50,6 +51,12 @@ void Sink::write(std::string_view text) {
 }
 
 bool Sink::isTerminal() const { return ::isatty(descriptor_) != 0; }
+
+std::size_t Sink::columns() const {
+  constexpr std::size_t kUnknown = 80;
+  winsize size{};
+  return ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : kUnknown;
+}
 
 Streams::Streams()
     : out{"standard output", copyOf(STDOUT_FILENO)}, error{"standard error", copyOf(STDERR_FILENO)} {

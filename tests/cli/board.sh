@@ -38,12 +38,12 @@ at() {
   sed -n "$(($1 + 1))p" "$work/recording" | grep -qF -- "$2" || fail "second $1 lacks $2"
 }
 at 1 '"boot_time_ns":3601000000000,"interval_ms":1000.0,"cpu":{"cores_configured":8,"load_percent":69.248'
-at 2 '"items":["load_percent","steal_percent","cores[*].load_percent","cores[*].steal_percent"],"error":"/proc/stat: the lines'
+at 2 '"items":["load_percent","steal_percent","user_percent","nice_percent","system_percent","iowait_percent","cores[*].load_percent","cores[*].steal_percent"],"error":"/proc/stat: the lines'
 at 3 '"items":["cores[3].load_percent","cores[3].steal_percent"],"error":"the core is offline'
 at 3 '{"core":4,"load_percent":75.0,"steal_percent":0.0,"clock_khz":1180800,'
 at 3 '{"pid":500,"name":"short_lived","cpu_percent":50.0,"user_seconds":0.5,"system_seconds":0.0}'
 at 3 '"items":["zones[1].temperature_celsius"],"error":"/sys/class/thermal/thermal_zone#/temp: Invalid argument"'
-at 3 '{"zone":"thermal_zone4","temperature_celsius":-40.0}'
+at 3 '{"zone":"thermal_zone4","type":"frost","temperature_celsius":-40.0}'
 at 4 '{"pid":501,"name":"late","cpu_percent":12.5,"user_seconds":0.125,"system_seconds":0.0}'
 at 5 '{"interface":"eth0","rx_bytes_per_second":125000.0,'  # a wrap at 64 bits is none
 at 5 '"items":["interfaces[2].tx_bytes_per_second"],"error":"the counter went back"'
@@ -59,7 +59,7 @@ at 10 '{"dsp":"adsp","load":12.5,"clock":614400}'
 at 10 '"interfaces[2].collisions_per_second"],"error":"no earlier reading to compare with"'
 at 11 '{"interface":"wlan0","rx_bytes_per_second":30000.0,'
 at 12 '"ddr":{"a1":1000,"a2":800,"a_total":1800,"b1":1200,"b2":600,"b_total":1800}'
-at 12 '"items":["top"],"error":"/proc/#/smaps_rollup: Permission denied (1 of 26 processes)"'
+at 12 '"items":["*","top"],"error":"/proc/#/smaps_rollup: Permission denied (25 of 26 could be read)"'
 at 13 '"disk":{"errors":[{"items":["disks"],"error":"/proc/diskstats: Too many open files"}]}'
 at 13 '"process":{"errors":[{"items":["*","top"],"error":"/proc: Too many open files"}]}'
 at 16 '"processes":26,"cpu_percent":72.5,'

@@ -166,7 +166,7 @@ TEST(Statistics, UnequalSidesAreComparedByWelch) {
   expectClose(welch.probability(), 0.0811829026189);
   expectClose(welch.margin(0.01), 10.7427571726, 1e-8);
 
-  const Difference one = differenceOfOne(left, {16});
+  const Difference one = pooledDifference(left, {16});
   expectClose(one.value / one.error, 3.11769145362);
   expectClose(one.probability(), 0.0525658235234);
 }

@@ -1,13 +1,12 @@
 #include "tools/recording/recording.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "tests/tools/machine.h"
+#include "tests/tools/temporary_folder.h"
 #include "tools/output.h"
 #include "tools/recording/gzip.h"
 #include "tools/views/json.h"
@@ -22,15 +21,8 @@ std::string sample(std::int64_t seconds) { return tool::recordLine(machine::repo
 
 class RecordingTest : public testing::Test {
  protected:
-  RecordingTest() {
-    char name[] = "/tmp/recordingXXXXXX";
-    folder_ = ::mkdtemp(name);
-  }
-  ~RecordingTest() override { std::filesystem::remove_all(folder_); }
-
-  std::string path() const { return folder_ + "/drive.jsonl"; }
-
-  void append(const std::string& text) const { std::ofstream{path(), std::ios::app | std::ios::binary} << text; }
+  std::string path() const { return folder_.file("drive.jsonl"); }
+  void append(const std::string& text) const { folder_.append("drive.jsonl", text); }
 
   std::unique_ptr<Recording> open(tool::Ending ending = tool::kAtItsEnd, int stop = tool::kNoStop) {
     return tool::openRecording(
@@ -56,7 +48,7 @@ class RecordingTest : public testing::Test {
     return "opened";
   }
 
-  std::string folder_;
+  TemporaryFolder folder_;
   std::string warnings_;
 };
 

@@ -6,22 +6,23 @@
 namespace tool {
 
 struct Unit {
-  const char* name = "";  // in headers and files: "percent", "KiB"
-  const char* base = "";  // the base unit's name in a metric: "ratio", "bytes"; empty: a bare number
-  double toBase = 1;      // from this unit to the base unit
+  const char* name = "";    // in headers and files: "percent", "KiB"
+  const char* base = "";    // the base unit's name in a metric: "ratio", "bytes"; empty: a bare number
+  double toBase = 1;        // from this unit to the base unit
+  const char* suffix = "";  // of keys: "_percent", "_kib"
 };
 
 inline constexpr Unit kNumber{};
 inline constexpr Unit kRatioUnit{"ratio", "ratio", 1};
-inline constexpr Unit kPercentUnit{"percent", "ratio", 0.01};
-inline constexpr Unit kCelsiusUnit{"degrees Celsius", "celsius", 1};
-inline constexpr Unit kSecondsUnit{"seconds", "seconds", 1};
-inline constexpr Unit kMillisecondsUnit{"milliseconds", "seconds", 0.001};
-inline constexpr Unit kPerSecondUnit{"per second", "per_second", 1};
-inline constexpr Unit kMegahertzUnit{"MHz", "hertz", 1e6};
-inline constexpr Unit kKilohertzUnit{"kHz", "hertz", 1e3};
-inline constexpr Unit kKibibytesUnit{"KiB", "bytes", 1024};
-inline constexpr Unit kBytesPerSecondUnit{"bytes per second", "bytes_per_second", 1};
+inline constexpr Unit kPercentUnit{"percent", "ratio", 0.01, "_percent"};
+inline constexpr Unit kCelsiusUnit{"degrees Celsius", "celsius", 1, "_celsius"};
+inline constexpr Unit kSecondsUnit{"seconds", "seconds", 1, "_seconds"};
+inline constexpr Unit kMillisecondsUnit{"milliseconds", "seconds", 0.001, "_ms"};
+inline constexpr Unit kPerSecondUnit{"per second", "per_second", 1, "_per_second"};
+inline constexpr Unit kMegahertzUnit{"MHz", "hertz", 1e6, "_mhz"};
+inline constexpr Unit kKilohertzUnit{"kHz", "hertz", 1e3, "_khz"};
+inline constexpr Unit kKibibytesUnit{"KiB", "bytes", 1024, "_kib"};
+inline constexpr Unit kBytesPerSecondUnit{"bytes per second", "bytes_per_second", 1, "_bytes_per_second"};
 
 struct Format {
   Unit unit;

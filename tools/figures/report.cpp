@@ -1,6 +1,7 @@
 #include "tools/figures/report.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace tool {
 
@@ -33,6 +34,18 @@ void mergeFields(std::vector<Gap>& all, std::size_t table, const std::vector<Col
     if (gap.items.size() == columns.size() && columns.size() > 1) gap.items = {{table, nullptr, {}}};
   }
 }
+
+struct Words {
+  std::string operator()(const Absent&) const { return {}; }
+  std::string operator()(bool value) const { return value ? "yes" : "no"; }
+  std::string operator()(std::int64_t value) const { return std::to_string(value); }
+  std::string operator()(const std::string& value) const { return value; }
+  std::string operator()(double value) const {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.15g", value);
+    return text;
+  }
+};
 
 }  // namespace
 
@@ -85,9 +98,11 @@ std::string figureKey(const SectionSchema& section, const TableInfo& table, cons
   return std::string{section.name} + "." + prefix + column.key;
 }
 
+std::string wordsOf(const Value& value) { return std::visit(Words{}, value); }
+
 std::string itemOf(const TableInfo& table, const Row& row) {
   for (std::size_t position = 0; position < table.columns.size(); ++position) {
-    if (table.columns[position].role == kLabel) return plain(row[position]);
+    if (table.columns[position].role == kLabel) return wordsOf(row[position]);
   }
   return {};
 }

@@ -3,9 +3,9 @@
 //
 //   struct Disk { std::string name; Value read; };
 //   constexpr Column<Disk> kColumns[] = {
-//       {"disk", "disk", kPlain, "the kernel's name", [](const Disk& d) -> Value { return d.name; }, kLabel},
-//       {"read_bytes_per_second", "read", kBytesPerSecond, "..", [](const Disk& d) { return d.read; }}};
-//   const Table<Disk> kDisks{"disks", "disk", kColumns};
+//       {"disk", "disk", kPlain, "The kernel's name.", get<&Disk::name>, kLabel},
+//       {"read_bytes_per_second", "read", kBytesPerSecond, "..", get<&Disk::read>, kFigure, kMoreIsWorse}};
+//   constexpr Table<Disk> kDisks{"disks", "disk", kColumns};
 //
 // Views know the type-erased TableInfo alone; the rows of a table are made by the table alone.
 #ifndef TESSARY_TOOLS_FIGURES_TABLE_H
@@ -53,6 +53,18 @@ struct Column {
 
   ColumnInfo info() const { return {key, heading, format, description, role, tendency, rank, stem}; }
 };
+
+// Reads a column from the member of its item that holds it: get<&Disk::read>.
+template <typename Member>
+struct ItemOf;
+template <typename Item, typename Member>
+struct ItemOf<Member Item::*> {
+  using type = Item;
+};
+template <auto kMember>
+Value get(const typename ItemOf<decltype(kMember)>::type& item) {
+  return item.*kMember;
+}
 
 struct TableInfo {
   const char* key;  // in JSON; null: the section's own fields, one row whose keys stand in the section itself

@@ -23,9 +23,6 @@ inline bool isAbsent(const Value& value) { return std::holds_alternative<Absent>
 // A fraction that is not finite is absent for `reason`.
 Value finite(double value, const char* reason);
 
-// The value alone, without its unit: 37.5, yes, wlan0; nothing where it is absent.
-std::string plain(const Value& value);
-
 // A counter that went backwards comes out of an unsigned difference as a number of nearly 2^64.
 bool wrapped(std::uint64_t difference);
 

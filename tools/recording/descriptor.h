@@ -21,6 +21,7 @@ class Descriptor {
   }
 
   int number() const { return number_; }
+  int release() { return std::exchange(number_, -1); }
 
  private:
   int number_;

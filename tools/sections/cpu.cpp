@@ -2,58 +2,104 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <fstream>
 #include <numeric>
 
-#include "tools/sections/sections.h"
+#include "tools/sections/fresh.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
 namespace {
 
-enum Origin { kStat, kClock, kCapacity, kPlatform, kSoc, kFuses };
-
 constexpr char kCpuLine[] = "cpu";
 
-const std::vector<Source> kSources{
-    {"/proc/stat", checkHolding<kCpuLine>, "is /proc mounted?"},
-    {"/sys/devices/system/cpu/cpu#/cpufreq/cpuinfo_cur_freq", checkNumber,
-     "the core is offline, or the kernel has no cpufreq driver for it (virtual machines have none)"},
-    {"/sys/devices/system/cpu/cpu#/cpu_capacity", checkNumber,
-     "the kernel gives no capacities, or the core is offline; each core weighs the same without"},
-    {"getprop ro.board.platform", checkCommand, "Android's property tool: no other system has it"},
-    {"/sys/devices/soc0/machine", checkText, "the kernel needs the SoC information driver of the board"},
-    {"/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem", checkText,
-     "the kernel needs the fuse driver of the board"},
+const Node kStat{"/proc/stat", checkHolding<kCpuLine>, "is /proc mounted?"};
+const Node kClock{
+    "/sys/devices/system/cpu/cpu#/cpufreq/cpuinfo_cur_freq", checkNumber,
+    "the core is offline, or the kernel has no cpufreq driver for it (virtual machines have none)"};
+const Node kCapacity{
+    "/sys/devices/system/cpu/cpu#/cpu_capacity", checkNumber,
+    "the kernel gives no capacities, or the core is offline; each core weighs the same without"};
+const Node kPlatform{"getprop ro.board.platform", checkCommand,
+                     "Android's property tool: no other system has it"};
+const Node kSoc{"/sys/devices/soc0/machine", checkText,
+                "the kernel needs the SoC information driver of the board"};
+const Node kFuses{"/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem", checkText,
+                  "the kernel needs the fuse driver of the board"};
+
+struct Processor {
+  std::int64_t cores = 0;
+  Value load;
+  Value steal;
+  Value user;
+  Value nice;
+  Value system;
+  Value ioWait;
+  Value platform;
+  Value soc;
+  Value featureId;
+  Value known;
 };
 
+constexpr Column<Processor> kProcessorColumns[] = {
+    {"cores_configured", "cores", kPlain, "Cores that the system is configured for, offline ones included.",
+     get<&Processor::cores>, kFixed, kNeither, 0, "cores"},
+    {"load_percent", "load", kPercent,
+     "Load of the whole capacity, each core weighed by its share, from /proc/stat; waiting for I/O counts as "
+     "busy.",
+     get<&Processor::load>, kFigure, kMoreIsWorse},
+    {"steal_percent", "steal", kPercent,
+     "Time that the hypervisor gave to others, weighed like the load, from /proc/stat.",
+     get<&Processor::steal>, kFigure, kMoreIsWorse},
+    {"user_percent", "user", kPercent,
+     "Time in programs, of all cores alike: the tool's own reading of /proc/stat.", get<&Processor::user>,
+     kFigure, kMoreIsWorse},
+    {"nice_percent", "nice", kPercent,
+     "Time in programs of low priority, of all cores alike: the tool's own reading of /proc/stat.",
+     get<&Processor::nice>, kFigure, kMoreIsWorse},
+    {"system_percent", "system", kPercent,
+     "Time in the kernel, of all cores alike: the tool's own reading of /proc/stat.", get<&Processor::system>,
+     kFigure, kMoreIsWorse},
+    {"iowait_percent", "I/O wait", kPercent,
+     "Time idle with I/O outstanding, of all cores alike: the tool's own reading of /proc/stat.",
+     get<&Processor::ioWait>, kFigure, kMoreIsWorse},
+    {"platform", "platform", kPlain, "The board's platform, from getprop ro.board.platform.",
+     get<&Processor::platform>, kFixed},
+    {"soc", "SoC", kPlain, "The model of the SoC, from /sys/devices/soc0/machine.", get<&Processor::soc>,
+     kFixed},
+    {"feature_id", "feature ID", kPlain, "The SoC's variant, from its fuses.", get<&Processor::featureId>,
+     kFixed},
+    {"board_validated", "board known", kPlain, "Whether the library's table of boards has this one.",
+     get<&Processor::known>, kFixed},
+};
+constexpr Table<Processor> kProcessor{nullptr, "", kProcessorColumns};
+
+struct Core {
+  std::int64_t number = 0;
+  Value load;
+  Value steal;
+  Value clock;
+  Value capacity;
+  Value share;
+};
+
+constexpr Column<Core> kCoreColumns[] = {
+    {"core", "core", kPlain, "The kernel's number of the core.", get<&Core::number>, kLabel},
+    {"load_percent", "load", kPercent, "Time not idle, from /proc/stat; waiting for I/O counts as busy.",
+     get<&Core::load>, kFigure, kMoreIsWorse},
+    {"steal_percent", "steal", kPercent, "Time that the hypervisor gave to others, from /proc/stat.",
+     get<&Core::steal>, kFigure, kMoreIsWorse, 1},
+    {"clock_khz", "clock", kKilohertz,
+     "The clock at the end of the interval, from cpufreq's cpuinfo_cur_freq.", get<&Core::clock>},
+    {"capacity", "capacity", kPlain, "The kernel's cpu_capacity: the largest core has 1024.",
+     get<&Core::capacity>, kFixed, kNeither, 2},
+    {"capacity_share", "share", kFraction, "The core's part of the sum of all capacities.", get<&Core::share>,
+     kFixed, kNeither, 3},
+};
+constexpr Table<Core> kCores{"cores", "core", kCoreColumns};
+
 constexpr char kLinesChanged[] = "/proc/stat: the lines of the cores changed: one went on- or offline";
-constexpr int kUnread = -1;  // clocks and capacities are positive
-
-std::size_t countWords(const char* text) {
-  std::size_t words = 0;
-  for (char before = ' '; *text != '\0'; before = *text++) words += before == ' ' && *text != ' ' ? 1 : 0;
-  return words;
-}
-
-// The cores that have a line in /proc/stat, in its order. The library takes the lines by position; an offline
-// core has none, so that the lines below it move up.
-std::vector<int> coreLines() {
-  constexpr std::size_t kCounters = 10;
-  std::ifstream stat{"/proc/stat"};
-  std::vector<int> cores;
-  std::string line;
-  std::getline(stat, line);  // the aggregate
-  while (std::getline(stat, line)) {
-    int core = 0;
-    int label = 0;
-    if (std::sscanf(line.c_str(), "cpu%d%n", &core, &label) != 1) break;
-    if (countWords(line.c_str() + label) < kCounters) break;
-    cores.push_back(core);
-  }
-  return cores;
-}
 
 // The kernel corrects its idle and iowait counters by a tick or two now and then, so that an idle core may
 // come out a little below 0 and a busy one above 100. What is further off is no load.
@@ -73,24 +119,28 @@ class CpuSection : public Section {
 
   std::vector<std::function<void()>> waits() override {
     return {[this] {
-      before_ = coreLines();
+      before_ = cpuTimes();
       usage_ = monitor_.tessary_getPerCoreUsage();
-      after_ = coreLines();
+      after_ = cpuTimes();
     }};
   }
 
-  Sample read() override {
+  std::vector<TableSample> read() override {
+    const double* const steal = monitor_.tessary_getPerCoreStealTime();
     readClocks();
     std::vector<Row> rows;
     for (std::size_t core = 0; core < cores_; ++core) {
-      rows.push_back({static_cast<std::int64_t>(core), share(core, usage_),
-                      share(core, monitor_.tessary_getPerCoreStealTime()), clock(core), capacity(core),
-                      capacityShare(core)});
+      rows.push_back(kCores.row({static_cast<std::int64_t>(core), share(core, usage_), share(core, steal),
+                                 clock(core), capacity(core), capacityShare(core)}));
     }
-    Row fields{static_cast<std::int64_t>(cores_), total(usage_),
-               total(monitor_.tessary_getPerCoreStealTime())};
-    fields.insert(fields.end(), identity_.begin(), identity_.end());
-    return {{{fields}, {}}, {rows, {}}};
+    Processor whole = identity_;
+    whole.load = total(usage_);
+    whole.steal = total(steal);
+    whole.user = shareOfTime(&CpuTimes::Ticks::user);
+    whole.nice = shareOfTime(&CpuTimes::Ticks::nice);
+    whole.system = shareOfTime(&CpuTimes::Ticks::system);
+    whole.ioWait = shareOfTime(&CpuTimes::Ticks::ioWait);
+    return {{{kProcessor.row(whole)}, {}}, {rows, {}}};
   }
 
  private:
@@ -99,38 +149,36 @@ class CpuSection : public Section {
   // What does not change as long as the tool runs.
   void identify() {
     inner().validateBoardInfo(&inner());
-    const auto word = [](const char* text, Origin origin) -> Value {
-      const Source& source = kSources[origin];
-      if (text[0] == '\0') return absentBecause(source, source.target, "it could not be read");
+    const auto word = [](const char* text, const Node& node) -> Value {
+      if (text[0] == '\0') return absentBecause(node, "it could not be read");
       return std::string{text};
     };
-    const Value platform = word(inner().platformName, kPlatform);
-    const Value soc = word(inner().socName, kSoc);
+    identity_.cores = static_cast<std::int64_t>(cores_);
+    identity_.platform = word(inner().platformName, kPlatform);
+    identity_.soc = word(inner().socName, kSoc);
     // Without the node the library takes no output for the number 0.
-    const Finding fuses = checkText(kSources[kFuses].target);
-    const Value feature = fuses.state == State::kRead
+    const Finding fuses = kFuses.check(kFuses.target);
+    identity_.featureId = fuses.state == State::kRead
                               ? Value{inner().featureID}
-                              : Value{Absent{std::string{kSources[kFuses].target} + ": " + fuses.error}};
-    const bool named = platform.index() != 0 && soc.index() != 0;
-    const Value valid =
+                              : Value{Absent{std::string{kFuses.target} + ": " + fuses.error}};
+    const bool named = !isAbsent(identity_.platform) && !isAbsent(identity_.soc);
+    identity_.known =
         named ? Value{inner().boardValid == 1} : Value{Absent{"the board's names are not known"}};
-    identity_ = {platform, soc, feature, valid};
   }
 
   // The row of a table of the library that belongs to the core, or why there is none.
   Value share(std::size_t core, const double* table) const {
     if (usage_ == nullptr || table == nullptr) return notMeasured();
-    if (before_ != after_) return Absent{kLinesChanged};
-    const auto line = std::find(after_.begin(), after_.end(), static_cast<int>(core));
-    if (line == after_.end()) return Absent{"the core is offline: it has no line in /proc/stat"};
-    const std::size_t row = static_cast<std::size_t>(line - after_.begin()) + 1;
+    const std::vector<int>& lines = after_.cores;
+    if (before_.cores != lines) return Absent{kLinesChanged};
+    const auto line = std::find(lines.begin(), lines.end(), static_cast<int>(core));
+    if (line == lines.end()) return Absent{"the core is offline: it has no line in /proc/stat"};
+    const std::size_t row = static_cast<std::size_t>(line - lines.begin()) + 1;
     return row <= cores_ ? percentage(table[row])
                          : Value{Absent{"/proc/stat: more cores than are configured"}};
   }
 
-  static Absent notMeasured() {
-    return absentBecause(kSources[kStat], kSources[kStat].target, "the library could not measure it");
-  }
+  static Absent notMeasured() { return absentBecause(kStat, "the library could not measure it"); }
 
   // The library's own total while each row is the core's of its number; else the same sum over the cores that
   // have a line, since the library's counts lines that are no cores.
@@ -138,15 +186,15 @@ class CpuSection : public Section {
     if (usage_ == nullptr || table == nullptr) return notMeasured();
     std::vector<int> inPlace(cores_);
     std::iota(inPlace.begin(), inPlace.end(), 0);
-    if (before_ == inPlace && after_ == inPlace) return percentage(table[0]);
+    if (before_.cores == inPlace && after_.cores == inPlace) return percentage(table[0]);
     double sum = 0;
-    for (const int core : after_) {
+    for (const int core : after_.cores) {
       const auto online = static_cast<std::size_t>(core);
       Value figure = share(online, table);
-      if (figure.index() == 0) return figure;
+      if (isAbsent(figure)) return figure;
       if (online < cores_) sum += std::get<double>(figure) * weight(online);
     }
-    return after_.empty() ? Value{notMeasured()} : percentage(sum);
+    return after_.cores.empty() ? Value{notMeasured()} : percentage(sum);
   }
 
   double weight(std::size_t core) const {
@@ -154,25 +202,35 @@ class CpuSection : public Section {
     return shares != nullptr ? static_cast<double>(shares[core]) : 1.0 / static_cast<double>(cores_);
   }
 
+  // A share of the time of all cores, by the processor's own line. The lines of its cores are its parts: when
+  // they changed, the counters are those of others.
+  Value shareOfTime(std::int64_t CpuTimes::Ticks::*counter) const {
+    if (!before_.all || !after_.all) return absentBecause(kStat, "its first line has no counters");
+    if (before_.cores != after_.cores) return Absent{kLinesChanged};
+    const CpuTimes::Ticks& before = *before_.all;
+    const CpuTimes::Ticks& after = *after_.all;
+    return percentage(static_cast<double>(after.*counter - before.*counter) /
+                      static_cast<double>(after.total - before.total) * 100);
+  }
+
   // The library stops at the first core without a clock, and leaves an entry alone whose node holds no
   // number.
   void readClocks() {
-    if (inner().cpuFrequency != nullptr) std::fill_n(inner().cpuFrequency, cores_, std::int64_t{kUnread});
+    std::int64_t* const clocks = inner().cpuFrequency;
+    for (std::size_t core = 0; clocks != nullptr && core < cores_; ++core) markStale(clocks[core]);
     monitor_.tessary_getCPUFrequency();
-  }
-
-  static Value fromNode(Origin origin, std::size_t core) {
-    return numberOf(kSources[origin], expanded(kSources[origin].target, std::to_string(core)));
   }
 
   Value clock(std::size_t core) {
     const std::int64_t* const clocks = inner().cpuFrequency;
-    return clocks != nullptr && clocks[core] > 0 ? Value{clocks[core]} : fromNode(kClock, core);
+    return clocks != nullptr && isFresh(clocks[core]) ? Value{clocks[core]}
+                                                      : numberOf(kClock, std::to_string(core));
   }
 
+  // The library's table has a 0 for each core from the first on whose node it could not read.
   Value capacity(std::size_t core) {
     const int* const capacities = inner().cpuCapacity;
-    if (capacities == nullptr || capacities[core] <= 0) return fromNode(kCapacity, core);
+    if (capacities == nullptr || capacities[core] <= 0) return numberOf(kCapacity, std::to_string(core));
     return static_cast<std::int64_t>(capacities[core]);
   }
 
@@ -180,38 +238,25 @@ class CpuSection : public Section {
     const float* const shares = inner().cpuFactor;
     if (shares != nullptr) return finite(static_cast<double>(shares[core]), "no capacity is above 0");
     Value own = capacity(core);
-    if (own.index() == 0) return own;
+    if (isAbsent(own)) return own;
     return Absent{"the library could not read the capacity of every core"};
   }
 
   cpu::CPU_MON monitor_;
   std::size_t cores_;
-  Row identity_;
-  std::vector<int> before_;  // coreLines()
-  std::vector<int> after_;
+  Processor identity_;  // its figures are each sample's
+  CpuTimes before_;
+  CpuTimes after_;
   const double* usage_ = nullptr;
 };
 
 }  // namespace
 
-const SectionInfo kCpuSection{"cpu",
-                              "CPU",
-                              {{nullptr,
-                                {{"cores_configured", "cores", kPlain, true},
-                                 {"load_percent", "load", kPercent},
-                                 {"steal_percent", "steal", kPercent},
-                                 {"platform", "platform"},
-                                 {"soc", "SoC"},
-                                 {"feature_id", "feature ID"},
-                                 {"board_validated", "board known"}}},
-                               {"cores",
-                                {{"core", "core", kPlain, true},
-                                 {"load_percent", "load", kPercent},
-                                 {"steal_percent", "steal", kPercent},
-                                 {"clock_khz", "clock", kKilohertz},
-                                 {"capacity", "capacity"},
-                                 {"capacity_share", "share", kFraction}}}},
-                              kSources,
-                              openSection<CpuSection>};
+const SectionInfo& cpuSection() {
+  static const SectionInfo info{{"cpu", "CPU", {kProcessor.info(), kCores.info()}},
+                                {kStat, kClock, kCapacity, kPlatform, kSoc, kFuses},
+                                openSection<CpuSection>};
+  return info;
+}
 
 }  // namespace tool

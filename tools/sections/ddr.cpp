@@ -2,19 +2,39 @@
 
 #include <optional>
 
-#include "tools/sections/sections.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
 namespace {
 
-const std::vector<Source> kSources{
-    {"/dev/profiler", checkDevice, "the kernel needs the board's bandwidth profiler"},
-    {"getprop ro.board.platform", checkCommand,
-     "Android's property tool; the older device interface is used without"},
-};
+const Node kDevice{"/dev/profiler", checkDevice, "the kernel needs the board's bandwidth profiler"};
+const Node kPlatform{"getprop ro.board.platform", checkCommand,
+                     "Android's property tool; the older device interface is used without"};
 
-constexpr std::size_t kFigures = 6;
+using Traffic = const std::uint64_t*;  // the library's table of six
+
+template <std::size_t kIndex>
+Value at(const Traffic& traffic) {
+  return static_cast<std::int64_t>(traffic[kIndex]);
+}
+
+constexpr Column<Traffic> kColumns[] = {
+    {"a1", "A1", kPlain, "A1 of the bus, in the driver's unit, from /dev/profiler.", at<0>, kFigure,
+     kMoreIsWorse},
+    {"a2", "A2", kPlain, "A2 of the bus, in the driver's unit, from /dev/profiler.", at<1>, kFigure,
+     kMoreIsWorse},
+    {"a_total", "A total", kPlain, "All of A, in the driver's unit, from /dev/profiler.", at<2>, kFigure,
+     kMoreIsWorse},
+    {"b1", "B1", kPlain, "B1 of the bus, in the driver's unit, from /dev/profiler.", at<3>, kFigure,
+     kMoreIsWorse},
+    {"b2", "B2", kPlain, "B2 of the bus, in the driver's unit, from /dev/profiler.", at<4>, kFigure,
+     kMoreIsWorse},
+    {"b_total", "B total", kPlain, "All of B, in the driver's unit, from /dev/profiler.", at<5>, kFigure,
+     kMoreIsWorse},
+};
+constexpr Table<Traffic> kTraffic{nullptr, "", kColumns};
 
 class DdrSection : public Section {
  public:
@@ -23,21 +43,18 @@ class DdrSection : public Section {
   // The device counts from the construction on, and from each reading to the next. A monitor that has failed
   // once fails for good: where there is a device, another one takes its place.
   void begin() override {
-    if (monitor_ && (!failed_ || checkDevice(kSources[0].target).state != State::kRead)) return;
+    if (monitor_ && (!failed_ || kDevice.check(kDevice.target).state != State::kRead)) return;
     monitor_.emplace();
     monitor_->tessary_setSamplingTime(intervalMs_);
   }
 
   std::vector<std::function<void()>> waits() override { return {sleepFor(intervalMs_)}; }
 
-  Sample read() override {
-    const std::uint64_t* const figures = monitor_->tessary_getDDRStats();
+  std::vector<TableSample> read() override {
+    constexpr std::uint64_t kNone[std::size(kColumns)] = {};
+    const Traffic figures = monitor_->tessary_getDDRStats();
     failed_ = figures == nullptr;
-    Row row;
-    for (std::size_t figure = 0; figure < kFigures; ++figure) {
-      row.push_back(!failed_ ? Value{static_cast<std::int64_t>(figures[figure])} : Value{reason()});
-    }
-    return {{{row}, {}}};
+    return {{{failed_ ? kTraffic.absentRow(kNone, reason().reason) : kTraffic.row(figures)}, {}}};
   }
 
  private:
@@ -46,7 +63,7 @@ class DdrSection : public Section {
     constexpr char kRefused[] =
         "/dev/profiler: the device refused a request (--diagnostics shows the library's words)";
     if (monitor_->implementation->descriptor >= 0) return {kRefused};
-    return absentBecause(kSources[0], kSources[0].target, kRefused);
+    return absentBecause(kDevice, kRefused);
   }
 
   int intervalMs_;
@@ -56,16 +73,10 @@ class DdrSection : public Section {
 
 }  // namespace
 
-const SectionInfo kDdrSection{"ddr",
-                              "Memory bus",
-                              {{nullptr,
-                                {{"a1", "A1"},
-                                 {"a2", "A2"},
-                                 {"a_total", "A total"},
-                                 {"b1", "B1"},
-                                 {"b2", "B2"},
-                                 {"b_total", "B total"}}}},
-                              kSources,
-                              openSection<DdrSection>};
+const SectionInfo& ddrSection() {
+  static const SectionInfo info{
+      {"ddr", "Memory bus", {kTraffic.info()}}, {kDevice, kPlatform}, openSection<DdrSection>};
+  return info;
+}
 
 }  // namespace tool

@@ -4,16 +4,30 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "tools/sections/sections.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
 namespace {
 
-const std::vector<Source> kSources{
-    {"/proc/diskstats", checkNumber, "is /proc mounted, and has the kernel block devices?"},
-    {"/sys/block", checkFolder, "is /sys mounted?"},
+const Node kDiskstats{"/proc/diskstats", checkNumber, "is /proc mounted, and has the kernel block devices?"};
+const Node kFolder{"/sys/block", checkFolder, "is /sys mounted?"};
+
+struct Disk {
+  std::string name;
+  Value read;
+  Value written;
 };
+
+constexpr Column<Disk> kColumns[] = {
+    {"disk", "disk", kPlain, "The kernel's name of the whole disk.", get<&Disk::name>, kLabel},
+    {"read_bytes_per_second", "read", kBytesPerSecond, "Bytes read from it, from /proc/diskstats.",
+     get<&Disk::read>, kFigure, kMoreIsWorse},
+    {"write_bytes_per_second", "written", kBytesPerSecond, "Bytes written to it, from /proc/diskstats.",
+     get<&Disk::written>, kFigure, kMoreIsWorse},
+};
+constexpr Table<Disk> kDisks{"disks", "disk", kColumns};
 
 constexpr double kSectorBytes = 512;  // of the kernel's counters, whatever the disk's own are
 constexpr char kDisksChanged[] = "a disk appeared or disappeared during the interval";
@@ -35,19 +49,19 @@ class DiskSection : public Section {
     }};
   }
 
-  Sample read() override {
-    Sample sample(1);
+  std::vector<TableSample> read() override {
+    TableSample sample;
     if (changed_) {
-      sample[0].absent = absentBecause(kSources[0], kSources[0].target, kDisksChanged).reason;
+      sample.absent = absentBecause(kDiskstats, kDisksChanged).reason;
     } else if (stats_.empty()) {
-      sample[0].absent = absentBecause(kSources[0], kSources[0].target, "the machine has no disk").reason;
+      sample.absent = absentBecause(kDiskstats, "the machine has no disk").reason;
     } else {
       for (const diskio::_iostats_t& disk : stats_) {
-        sample[0].rows.push_back(
-            {std::string{disk.deviceName}, rate(disk.sectorsRead), rate(disk.sectorsWritten)});
+        sample.rows.push_back(
+            kDisks.row({disk.deviceName, rate(disk.sectorsRead), rate(disk.sectorsWritten)}));
       }
     }
-    return sample;
+    return {sample};
   }
 
  private:
@@ -74,13 +88,10 @@ class DiskSection : public Section {
 
 }  // namespace
 
-const SectionInfo kDiskSection{"disk",
-                               "Disks",
-                               {{"disks",
-                                 {{"disk", "disk", kPlain, true},
-                                  {"read_bytes_per_second", "read", kBytesPerSecond},
-                                  {"write_bytes_per_second", "written", kBytesPerSecond}}}},
-                               kSources,
-                               openSection<DiskSection>};
+const SectionInfo& diskSection() {
+  static const SectionInfo info{
+      {"disk", "Disks", {kDisks.info()}}, {kDiskstats, kFolder}, openSection<DiskSection>};
+  return info;
+}
 
 }  // namespace tool

@@ -1,18 +1,31 @@
 #include <tessary/dsp_mon.h>
 
-#include <cmath>
-#include <limits>
-
-#include "tools/sections/sections.h"
+#include "tools/sections/fresh.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
 namespace {
 
-const std::vector<Source> kSources{
-    {"libcdsprpc.so", checkLibrary, "the board's DSP remote-call library: no other machine has it"}};
+const Node kLibrary{"libcdsprpc.so", checkLibrary,
+                    "the board's DSP remote-call library: no other machine has it"};
 
-constexpr float kUnread = std::numeric_limits<float>::quiet_NaN();
+struct Dsp {
+  std::string name;
+  Value load;
+  Value clock;
+};
+
+constexpr Format kLoad{kNumber, "", 1};
+
+constexpr Column<Dsp> kColumns[] = {
+    {"dsp", "DSP", kPlain, "The DSP's name.", get<&Dsp::name>, kLabel},
+    {"load", "load", kLoad, "Its load, in the unit of its own measuring service.", get<&Dsp::load>, kFigure,
+     kMoreIsWorse},
+    {"clock", "clock", kPlain, "Its clock, in the unit of its own measuring service.", get<&Dsp::clock>},
+};
+constexpr Table<Dsp> kDsps{"dsps", "dsp", kColumns};
 
 class DspSection : public Section {
  public:
@@ -24,31 +37,30 @@ class DspSection : public Section {
     std::vector<std::function<void()>> all;
     for (dsp::DSP_MON& monitor : monitors_) {
       all.push_back([&monitor] {
-        monitor.implementation->load = kUnread;
+        markStale(monitor.implementation->load);
         monitor.tessary_getDSPSample();
       });
     }
     return all;
   }
 
-  Sample read() override {
-    Sample sample(1);
-    for (dsp::DSP_MON& monitor : monitors_) {
-      const double load = static_cast<double>(monitor.implementation->load);
-      const Value figure = !std::isnan(load) ? Value{load} : Value{reason(monitor)};
-      const Value clock = figure.index() != 0
-                              ? Value{static_cast<std::int64_t>(monitor.implementation->clockFrequency)}
-                              : figure;
-      sample[0].rows.push_back({std::string{monitor.implementation->name}, figure, clock});
+  std::vector<TableSample> read() override {
+    TableSample sample;
+    for (const dsp::DSP_MON& monitor : monitors_) {
+      const auto& state = *monitor.implementation;
+      const Dsp figures{state.name, static_cast<double>(state.load),
+                        static_cast<std::int64_t>(state.clockFrequency)};
+      sample.rows.push_back(isFresh(state.load) ? kDsps.row(figures)
+                                                : kDsps.absentRow(figures, reason(monitor).reason));
     }
-    return sample;
+    return {sample};
   }
 
  private:
   static Absent reason(const dsp::DSP_MON& monitor) {
     constexpr char kSilent[] = "the DSP's measuring service does not answer (--diagnostics shows its words)";
     if (monitor.implementation->state == 1) return {kSilent};
-    return absentBecause(kSources[0], kSources[0].target, kSilent);
+    return absentBecause(kLibrary, kSilent);
   }
 
   static constexpr int kAdsp = 2;
@@ -60,11 +72,9 @@ class DspSection : public Section {
 
 }  // namespace
 
-const SectionInfo kDspSection{
-    "dsp",
-    "DSPs",
-    {{"dsps", {{"dsp", "DSP", kPlain, true}, {"load", "load", {"", 1}}, {"clock", "clock"}}}},
-    kSources,
-    openSection<DspSection>};
+const SectionInfo& dspSection() {
+  static const SectionInfo info{{"dsp", "DSPs", {kDsps.info()}}, {kLibrary}, openSection<DspSection>};
+  return info;
+}
 
 }  // namespace tool

@@ -1,6 +1,8 @@
 #include <tessary/memory_mon.h>
 
-#include "tools/sections/sections.h"
+#include "tools/sections/fresh.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
@@ -8,38 +10,63 @@ namespace {
 
 constexpr char kMemTotal[] = "MemTotal:";
 
-const std::vector<Source> kSources{{"/proc/meminfo", checkHolding<kMemTotal>, "is /proc mounted?"}};
+const Node kMeminfo{"/proc/meminfo", checkHolding<kMemTotal>, "is /proc mounted?"};
 
-constexpr std::uint64_t kUnread = UINT64_MAX;
+struct Memory {
+  Value total;
+  Value available;
+  Value used;
+  Value swapTotal;
+  Value swapFree;
+  Value swapUsed;
+};
+
+constexpr Column<Memory> kColumns[] = {
+    {"total_kib", "total", kKibibytes, "MemTotal of /proc/meminfo: what the kernel has to give.",
+     get<&Memory::total>, kFixed},
+    {"available_kib", "available", kKibibytes,
+     "MemAvailable of /proc/meminfo: what programs can have without swapping.", get<&Memory::available>,
+     kFigure, kMoreIsBetter},
+    {"used_kib", "used", kKibibytes, "MemTotal without MemAvailable, from /proc/meminfo.", get<&Memory::used>,
+     kFigure, kMoreIsWorse},
+    {"swap_total_kib", "swap", kKibibytes, "SwapTotal of /proc/meminfo.", get<&Memory::swapTotal>, kFixed},
+    {"swap_free_kib", "swap free", kKibibytes, "SwapFree of /proc/meminfo.", get<&Memory::swapFree>, kFigure,
+     kMoreIsBetter},
+    {"swap_used_kib", "swap used", kKibibytes, "SwapTotal without SwapFree, from /proc/meminfo.",
+     get<&Memory::swapUsed>, kFigure, kMoreIsWorse},
+};
+constexpr Table<Memory> kMemory{nullptr, "", kColumns};
 
 class MemorySection : public Section {
  public:
   explicit MemorySection(const Plan&) {}
 
-  // The monitor keeps what the text does not hold: a mark tells it from what was read.
-  Sample read() override {
+  std::vector<TableSample> read() override {
     memory::memStats* const raw = monitor_.implementation->memStats;
-    if (raw != nullptr) *raw = {kUnread, kUnread, kUnread, kUnread, kUnread, kUnread, kUnread};
+    if (raw != nullptr) {
+      markStale(raw->totalMem, raw->availableMem, raw->totalSwap, raw->freeSwap);
+    }
     const memory::finalMemStats* const stats = monitor_.tessary_getMemStats();
     if (raw == nullptr || stats == nullptr) return absent("the library got no memory for its tables");
-    if (raw->totalMem == kUnread) {
-      return absent(absentBecause(kSources[0], kSources[0].target, "holds no figures").reason);
-    }
-    return {{{{kib(raw->totalMem), kib(raw->availableMem), used(raw->availableMem, stats->usedMem),
-               kib(raw->totalSwap), kib(raw->freeSwap), used(raw->freeSwap, stats->usedSwap)}},
-             {}}};
+    if (!isFresh(raw->totalMem)) return absent(absentBecause(kMeminfo, "holds no figures").reason);
+    return {
+        {{kMemory.row({kib(raw->totalMem), kib(raw->availableMem), used(raw->availableMem, stats->usedMem),
+                       kib(raw->totalSwap), kib(raw->freeSwap), used(raw->freeSwap, stats->usedSwap)})},
+         {}}};
   }
 
  private:
-  static Sample absent(const std::string& reason) { return {{{Row(6, Absent{reason})}, {}}}; }
+  static std::vector<TableSample> absent(const std::string& reason) {
+    return {{{kMemory.absentRow({}, reason)}, {}}};
+  }
 
   static Value kib(std::uint64_t figure) {
-    if (figure == kUnread) return Absent{"/proc/meminfo: has no such line"};
+    if (!isFresh(figure)) return Absent{"/proc/meminfo: has no such line"};
     return static_cast<std::int64_t>(figure);
   }
 
   static Value used(std::uint64_t rest, std::uint64_t difference) {
-    if (rest == kUnread) return kib(rest);
+    if (!isFresh(rest)) return kib(rest);
     if (wrapped(difference)) return Absent{"/proc/meminfo: less in total than there is left"};
     return kib(difference);
   }
@@ -49,16 +76,10 @@ class MemorySection : public Section {
 
 }  // namespace
 
-const SectionInfo kMemorySection{"memory",
-                                 "Memory",
-                                 {{nullptr,
-                                   {{"total_kib", "total", kKibibytes},
-                                    {"available_kib", "available", kKibibytes},
-                                    {"used_kib", "used", kKibibytes},
-                                    {"swap_total_kib", "swap", kKibibytes},
-                                    {"swap_free_kib", "swap free", kKibibytes},
-                                    {"swap_used_kib", "swap used", kKibibytes}}}},
-                                 kSources,
-                                 openSection<MemorySection>};
+const SectionInfo& memorySection() {
+  static const SectionInfo info{
+      {"memory", "Memory", {kMemory.info()}}, {kMeminfo}, openSection<MemorySection>};
+  return info;
+}
 
 }  // namespace tool

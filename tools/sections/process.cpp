@@ -4,16 +4,52 @@
 #include <optional>
 #include <string_view>
 
-#include "tools/sections/sections.h"
+#include "tools/sections/kept.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
 namespace {
 
-const std::vector<Source> kSources{
-    {"/proc", checkFolder, "is /proc mounted?"},
-    {"/proc/#/stat", checkNumber, "the process has ended"},
+const Node kFolder{"/proc", checkFolder, "is /proc mounted?"};
+const Node kStat{"/proc/#/stat", checkNumber, "the process has ended"};
+
+struct Sums {
+  Value processes;
+  Value cpu;
 };
+
+constexpr Column<Sums> kSumColumns[] = {
+    {"processes", "processes", kPlain, "Processes at the end of the interval that could be read.",
+     get<&Sums::processes>, kFigure, kMoreIsWorse, 0, "count"},
+    {"cpu_percent", "CPU", kPercent,
+     "CPU time of all of them over the interval, from /proc/<pid>/stat; 100 percent is one busy core.",
+     get<&Sums::cpu>, kFigure, kMoreIsWorse, 0, "sum_cpu"},
+};
+constexpr Table<Sums> kSums{nullptr, "", kSumColumns};
+
+struct Process {
+  std::int64_t pid = 0;
+  Value name;
+  Value cpu;
+  Value user;
+  Value system;
+};
+
+constexpr Column<Process> kProcessColumns[] = {
+    {"pid", "pid", kPlain, "The process's id.", get<&Process::pid>, kLabel},
+    {"name", "name", kPlain, "The kernel's name of its first thread, from /proc/<pid>/stat.",
+     get<&Process::name>, kLabel},
+    {"cpu_percent", "CPU", kPercent,
+     "CPU time over the interval, from /proc/<pid>/stat; 100 percent is one busy core.", get<&Process::cpu>,
+     kFigure, kMoreIsWorse},
+    {"user_seconds", "user", kSeconds, "The part of it in the program, from /proc/<pid>/stat.",
+     get<&Process::user>, kFigure, kMoreIsWorse, 1},
+    {"system_seconds", "system", kSeconds, "The part of it in the kernel, from /proc/<pid>/stat.",
+     get<&Process::system>, kFigure, kMoreIsWorse, 2},
+};
+constexpr Table<Process> kProcesses{"top", "process", kProcessColumns};
 
 constexpr char kEnded[] = "the process ended during the interval";
 constexpr char kUnread[] = "no permission, or a parenthesis or line end in the name";
@@ -24,7 +60,7 @@ bool isSelected(const std::vector<int>& sorted, int pid) {
 
 class ProcessSection : public Section {
  public:
-  explicit ProcessSection(const Plan& plan) : plan_{plan} {}
+  explicit ProcessSection(const Plan& plan) : plan_{plan}, kept_{plan.keep} {}
 
   void begin() override {
     if (monitor_) return;
@@ -41,34 +77,27 @@ class ProcessSection : public Section {
     return {[this] { measure(); }};
   }
 
-  Sample read() override {
-    if (used_.empty() && plan_.pids.empty()) {
-      const bool anyNow = !monitor_->implementation->previousSample.empty();
-      const Absent none =
-          absentBecause(kSources[0], kSources[0].target,
-                        anyNow ? "no earlier sample to compare with" : "no process could be read");
-      return {{{{none, none}}, {}}, {{}, none.reason}};
-    }
+  std::vector<TableSample> read() override {
+    if (used_.empty() && plan_.pids.empty()) return nothing();
     std::sort(used_.begin(), used_.end(),
               [](const process::resultProcInfo& a, const process::resultProcInfo& b) {
                 return a.totalTime != b.totalTime ? a.totalTime > b.totalTime : a.pid < b.pid;
               });
     double total = 0;
     for (const process::resultProcInfo& info : used_) total += info.totalTime;
-    Sample sample{{{{static_cast<std::int64_t>(used_.size()), percent(total)}}, {}}, {}};
-    if (plan_.pids.empty()) {
-      sample[1].absent = unreadable();
-      for (const process::resultProcInfo& info : used_) {
-        if (info.totalTime <= 0 || sample[1].rows.size() == plan_.top) break;
-        sample[1].rows.push_back(row(info));
-      }
-    } else {
-      for (const int pid : plan_.pids) sample[1].rows.push_back(rowOf(pid));
-    }
-    return sample;
+    const std::string missing = plan_.pids.empty() ? unreadable() : "";
+    return {{{kSums.row({static_cast<std::int64_t>(used_.size()), percent(total)})}, missing},
+            {plan_.pids.empty() ? largest() : named(), missing}};
   }
 
  private:
+  std::vector<TableSample> nothing() const {
+    const bool anyNow = !monitor_->implementation->previousSample.empty();
+    const Absent none =
+        absentBecause(kFolder, anyNow ? "no earlier sample to compare with" : "no process could be read");
+    return {{{kSums.row({none, none})}, {}}, {{}, none.reason}};
+  }
+
   // The monitor pairs its samples rightly as long as the new one has no process that the old one has not. So
   // it is asked for those of the old one; those that started since then are added one by one.
   void measure() {
@@ -114,13 +143,11 @@ class ProcessSection : public Section {
 
   // How many processes are there and could not be read.
   std::string unreadable() const {
-    std::size_t count = 0;
-    for (const int pid : unread_) {
-      const Finding finding = kSources[1].check(expanded(kSources[1].target, std::to_string(pid)));
-      count += finding.state != State::kAbsent ? 1 : 0;
-    }
+    const auto count = static_cast<std::size_t>(std::count_if(unread_.begin(), unread_.end(), [](int pid) {
+      return kStat.check(pathOf(kStat, std::to_string(pid))).state != State::kAbsent;
+    }));
     if (count == 0) return {};
-    return kSources[1].target + (": " + std::to_string(count)) + " processes not read: " + kUnread;
+    return std::string{kStat.target} + ": " + kUnread + " " + partOf(used_.size(), used_.size() + count);
   }
 
   static std::vector<int> idsOf(const std::vector<process::processStats>& sample) {
@@ -133,10 +160,27 @@ class ProcessSection : public Section {
 
   Value percent(double cpuSeconds) const { return finite(cpuSeconds / seconds_ * 100, "no time has passed"); }
 
+  // Those that used most, without those that used none.
+  std::vector<Row> largest() {
+    std::vector<Row> rows;
+    kept_.begin();
+    for (const process::resultProcInfo& info : used_) {
+      const bool large = info.totalTime > 0 && rows.size() < plan_.top;
+      if (kept_.takes(info.pid, large)) rows.push_back(row(info));
+    }
+    return rows;
+  }
+
+  std::vector<Row> named() const {
+    std::vector<Row> rows;
+    for (const int pid : plan_.pids) rows.push_back(rowOf(pid));
+    return rows;
+  }
+
   Row row(const process::resultProcInfo& info) const {
     const std::string_view field{info.name, sizeof info.name};
-    return {static_cast<std::int64_t>(info.pid), std::string{field.substr(0, field.find('\0'))},
-            percent(info.totalTime), info.userTime, info.systemTime};
+    return kProcesses.row({info.pid, std::string{field.substr(0, field.find('\0'))}, percent(info.totalTime),
+                           info.userTime, info.systemTime});
   }
 
   Row rowOf(int pid) const {
@@ -144,9 +188,8 @@ class ProcessSection : public Section {
                                    [pid](const auto& candidate) { return candidate.pid == pid; });
     if (info != used_.end()) return row(*info);
     const bool unread = std::binary_search(unread_.begin(), unread_.end(), pid);
-    const Absent reason = absentBecause(kSources[1], expanded(kSources[1].target, std::to_string(pid)),
-                                        unread ? kUnread : kEnded);
-    return {static_cast<std::int64_t>(pid), reason, reason, reason, reason};
+    const Absent reason = absentBecause(kStat, pathOf(kStat, std::to_string(pid)), unread ? kUnread : kEnded);
+    return kProcesses.absentRow({pid, reason, {}, {}, {}}, reason.reason);
   }
 
   static constexpr double kNanosecondsInSecond = 1e9;
@@ -157,20 +200,16 @@ class ProcessSection : public Section {
   double seconds_ = 0;          // from the sample before it
   std::vector<process::resultProcInfo> used_;
   std::vector<int> unread_;  // listed, and not in the last sample
+  Kept kept_;
 };
 
 }  // namespace
 
-const SectionInfo kProcessSection{"process",
-                                  "Processes by CPU time",
-                                  {{nullptr, {{"processes", "processes"}, {"cpu_percent", "CPU", kPercent}}},
-                                   {"top",
-                                    {{"pid", "pid", kPlain, true},
-                                     {"name", "name", kPlain, true},
-                                     {"cpu_percent", "CPU", kPercent},
-                                     {"user_seconds", "user", kSeconds},
-                                     {"system_seconds", "system", kSeconds}}}},
-                                  kSources,
-                                  openSection<ProcessSection>};
+const SectionInfo& processSection() {
+  static const SectionInfo info{{"process", "Processes by CPU time", {kSums.info(), kProcesses.info()}},
+                                {kFolder, kStat},
+                                openSection<ProcessSection>};
+  return info;
+}
 
 }  // namespace tool

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include "tools/sections/sections.h"
+#include "tools/sections/kept.h"
+#include "tools/sections/section.h"
+#include "tools/sections/source.h"
 
 namespace tool {
 
@@ -17,11 +19,58 @@ Finding checkRollup(const std::string& path) {
   return finding;
 }
 
-const std::vector<Source> kSources{
-    {"/proc", checkFolder, "is /proc mounted?"},
-    {"/proc/#/stat", checkNumber, "the process has ended"},
-    {"/proc/#/smaps_rollup", checkRollup, "nothing: kernel threads and ended processes have no memory"},
+const Node kFolder{"/proc", checkFolder, "is /proc mounted?"};
+const Node kStat{"/proc/#/stat", checkNumber, "the process has ended"};
+const Node kRollup{"/proc/#/smaps_rollup", checkRollup,
+                   "nothing: kernel threads and ended processes have no memory"};
+
+struct Sums {
+  Value processes;
+  Value pss;
+  Value own;
 };
+
+constexpr Column<Sums> kSumColumns[] = {
+    {"processes", "processes", kPlain, "Processes that are no kernel threads.", get<&Sums::processes>,
+     kFigure, kMoreIsWorse, 0, "count"},
+    {"pss_kib", "PSS", kKibibytes,
+     "Sum of the PSS of those whose memory could be read, from /proc/<pid>/smaps_rollup.", get<&Sums::pss>,
+     kFigure, kMoreIsWorse, 0, "sum_pss"},
+    {"private_kib", "private", kKibibytes,
+     "Sum of their resident memory that they share with nobody, from /proc/<pid>/smaps_rollup.",
+     get<&Sums::own>, kFigure, kMoreIsWorse, 0, "sum_private"},
+};
+constexpr Table<Sums> kSums{nullptr, "", kSumColumns};
+
+struct Process {
+  std::int64_t pid = 0;
+  Value parent;
+  Value name;
+  Value pss;
+  Value rss;
+  Value own;
+  Value virtualSize;
+};
+
+constexpr Column<Process> kProcessColumns[] = {
+    {"pid", "pid", kPlain, "The process's id.", get<&Process::pid>, kLabel},
+    {"parent_pid", "parent", kPlain, "Its parent's id, from /proc/<pid>/stat.", get<&Process::parent>, kFixed,
+     kNeither, 4},
+    {"name", "name", kPlain,
+     "The kernel's name of its first thread up to the first blank, from /proc/<pid>/stat.",
+     get<&Process::name>, kLabel},
+    {"pss_kib", "PSS", kKibibytes,
+     "Resident memory, each shared page divided by its users, from /proc/<pid>/smaps_rollup.",
+     get<&Process::pss>, kFigure, kMoreIsWorse},
+    {"rss_kib", "RSS", kKibibytes, "Resident memory, shared pages in full, from /proc/<pid>/smaps_rollup.",
+     get<&Process::rss>, kFigure, kMoreIsWorse, 1},
+    {"private_kib", "private", kKibibytes,
+     "Resident memory that it shares with nobody, from /proc/<pid>/smaps_rollup.", get<&Process::own>,
+     kFigure, kMoreIsWorse, 2},
+    {"virtual_kib", "virtual", kKibibytes, "Address space, from /proc/<pid>/stat.",
+     get<&Process::virtualSize>, kFigure, kMoreIsWorse, 3},
+};
+constexpr Table<Process> kProcesses{"top", "process", kProcessColumns};
 
 using procmem::processMemoryMap;
 
@@ -29,30 +78,24 @@ bool isMeasured(const processMemoryMap& info) {
   return info.rss != 0 || info.pss != 0 || info.privateMem != 0;
 }
 
-Finding rollup(int pid) { return kSources[2].check(expanded(kSources[2].target, std::to_string(pid))); }
+Finding rollup(int pid) { return kRollup.check(pathOf(kRollup, std::to_string(pid))); }
 
 class ProcmemSection : public Section {
  public:
-  explicit ProcmemSection(const Plan& plan) : plan_{plan} {}
+  explicit ProcmemSection(const Plan& plan) : plan_{plan}, kept_{plan.keep} {}
 
-  Sample read() override {
+  std::vector<TableSample> read() override {
     std::vector<processMemoryMap>& processes = *monitor_.tessary_getPerProcessMemStats(selected());
     if (processes.empty() && plan_.pids.empty()) {
-      const Absent none = absentBecause(kSources[0], "/proc", "no process could be read");
-      return {{{{none, none, none}}, {}}, {{}, none.reason}};
+      const Absent none = absentBecause(kFolder, "no process could be read");
+      return {{{kSums.row({none, none, none})}, {}}, {{}, none.reason}};
     }
     std::sort(processes.begin(), processes.end(), [](const processMemoryMap& a, const processMemoryMap& b) {
       return a.pss != b.pss ? a.pss > b.pss : a.pid < b.pid;
     });
-    Sample sample{{{sums(processes)}, {}}, {}};
-    sample[1].absent = unreadable(processes);
-    if (plan_.pids.empty()) {
-      processes.resize(std::min(processes.size(), plan_.top));
-      for (const processMemoryMap& info : processes) sample[1].rows.push_back(row(info));
-    } else {
-      for (const int pid : plan_.pids) sample[1].rows.push_back(rowOf(processes, pid));
-    }
-    return sample;
+    const std::string missing = unreadable(processes);
+    return {{{kSums.row(sums(processes))}, missing},
+            {plan_.pids.empty() ? largest(processes) : named(processes), missing}};
   }
 
  private:
@@ -67,7 +110,7 @@ class ProcmemSection : public Section {
     return ids;
   }
 
-  static Row sums(const std::vector<processMemoryMap>& processes) {
+  static Sums sums(const std::vector<processMemoryMap>& processes) {
     std::int64_t pss = 0;
     std::int64_t own = 0;
     bool any = false;
@@ -82,7 +125,7 @@ class ProcmemSection : public Section {
     return {static_cast<std::int64_t>(processes.size()), sum(pss), sum(own)};
   }
 
-  // Notes the ended processes, and says of the others that could not be measured how many there are and why.
+  // Notes the ended processes, and says of the others that could not be measured why, and how many could.
   std::string unreadable(const std::vector<processMemoryMap>& processes) {
     std::size_t count = 0;
     std::string error;
@@ -97,35 +140,47 @@ class ProcmemSection : public Section {
       }
     }
     if (count == 0 || !plan_.pids.empty()) return {};
-    return kSources[2].target + (": " + error) + " (" + std::to_string(count) + " of " +
-           std::to_string(processes.size()) + " processes)";
+    return std::string{kRollup.target} + ": " + error + " " +
+           partOf(processes.size() - count, processes.size());
+  }
+
+  std::vector<Row> largest(const std::vector<processMemoryMap>& processes) {
+    std::vector<Row> rows;
+    kept_.begin();
+    for (const processMemoryMap& info : processes) {
+      if (kept_.takes(info.pid, rows.size() < plan_.top)) rows.push_back(row(info));
+    }
+    return rows;
+  }
+
+  std::vector<Row> named(const std::vector<processMemoryMap>& processes) const {
+    std::vector<Row> rows;
+    for (const int pid : plan_.pids) rows.push_back(rowOf(processes, pid));
+    return rows;
   }
 
   static Row rowOf(const std::vector<processMemoryMap>& processes, int pid) {
     const auto info = std::find_if(processes.begin(), processes.end(),
                                    [pid](const processMemoryMap& candidate) { return candidate.pid == pid; });
     if (info != processes.end()) return row(*info);
-    const Absent reason = absentBecause(kSources[1], expanded(kSources[1].target, std::to_string(pid)),
+    const Absent reason = absentBecause(kStat, pathOf(kStat, std::to_string(pid)),
                                         "a kernel thread or an ended process: it has no memory of its own");
-    return {static_cast<std::int64_t>(pid), reason, reason, reason, reason, reason, reason};
+    return kProcesses.absentRow({pid, {}, reason, {}, {}, {}, {}}, reason.reason);
   }
 
   static Row row(const processMemoryMap& info) {
     const auto kib = [&](std::uint64_t figure) -> Value {
       if (isMeasured(info)) return static_cast<std::int64_t>(figure);
       const Finding finding = rollup(info.pid);
-      return Absent{std::string{kSources[2].target} + ": " +
+      return Absent{std::string{kRollup.target} + ": " +
                     (finding.state == State::kRead ? "it was empty" : finding.error)};
     };
-    const Absent outOfStep{"/proc/#/stat: a blank in the process's name puts what follows out of step"};
-    const bool inStep = info.ppid >= 0;
-    return {static_cast<std::int64_t>(info.pid),
-            inStep ? Value{static_cast<std::int64_t>(info.ppid)} : Value{outOfStep},
-            name(info),
-            kib(info.pss),
-            kib(info.rss),
-            kib(info.privateMem),
-            inStep ? Value{static_cast<std::int64_t>(info.vmSize)} : Value{outOfStep}};
+    const auto fromStat = [&](std::int64_t figure) -> Value {
+      if (info.ppid >= 0) return figure;
+      return Absent{"/proc/#/stat: a blank in the process's name puts what follows out of step"};
+    };
+    return kProcesses.row({info.pid, fromStat(info.ppid), name(info), kib(info.pss), kib(info.rss),
+                           kib(info.privateMem), fromStat(static_cast<std::int64_t>(info.vmSize))});
   }
 
   // The library has the name in its parentheses, cut at the first blank.
@@ -139,24 +194,18 @@ class ProcmemSection : public Section {
   Plan plan_;
   procmem::PERPROCMEM_MON monitor_;
   std::vector<int> ended_;
+  Kept kept_;
 };
 
 }  // namespace
 
-const SectionInfo kProcmemSection{
-    "procmem",
-    "Processes by memory",
-    {{nullptr,
-      {{"processes", "processes"}, {"pss_kib", "PSS", kKibibytes}, {"private_kib", "private", kKibibytes}}},
-     {"top",
-      {{"pid", "pid", kPlain, true},
-       {"parent_pid", "parent", kPlain, true},
-       {"name", "name", kPlain, true},
-       {"pss_kib", "PSS", kKibibytes},
-       {"rss_kib", "RSS", kKibibytes},
-       {"private_kib", "private", kKibibytes},
-       {"virtual_kib", "virtual", kKibibytes}}}},
-    kSources,
-    openSection<ProcmemSection>};
+// Reading it costs the kernel time in proportion to the memory in use: a recording has it on request.
+const SectionInfo& procmemSection() {
+  static const SectionInfo info{{"procmem", "Processes by memory", {kSums.info(), kProcesses.info()}},
+                                {kFolder, kStat, kRollup},
+                                openSection<ProcmemSection>,
+                                true};
+  return info;
+}
 
 }  // namespace tool

@@ -2,20 +2,19 @@
 #ifndef TESSARY_TOOLS_SECTIONS_SECTIONS_H
 #define TESSARY_TOOLS_SECTIONS_SECTIONS_H
 
-#include "tools/section.h"
+#include <string>
+#include <vector>
+
+#include "tools/sections/section.h"
 
 namespace tool {
 
-extern const SectionInfo kCpuSection;
-extern const SectionInfo kProcessSection;
-extern const SectionInfo kProcmemSection;
-extern const SectionInfo kMemorySection;
-extern const SectionInfo kThermalSection;
-extern const SectionInfo kDiskSection;
-extern const SectionInfo kNetSection;
-extern const SectionInfo kGpuSection;
-extern const SectionInfo kDspSection;
-extern const SectionInfo kDdrSection;
+using Selection = std::vector<const SectionInfo*>;
+
+const Selection& allSections();
+
+// Those that are named, in the order of a report; without names all, or all but those that are on request.
+Selection select(const std::vector<std::string>& names, bool withOnRequest);
 
 }  // namespace tool
 

@@ -44,7 +44,7 @@ Estimate ofUnits(const Series& units) {
   return {mean(units), std::sqrt(sumOfSquares(units) / freedom / static_cast<double>(units.size())), freedom};
 }
 
-Difference differenceOfOne(const Series& base, const Series& other) {
+Difference pooledDifference(const Series& base, const Series& other) {
   const auto bases = static_cast<double>(base.size());
   const auto others = static_cast<double>(other.size());
   const double freedom = bases + others - 2;

@@ -34,8 +34,9 @@ Difference difference(const Estimate& base, const Estimate& other);
 // Each value is an independent measurement; at least two.
 Estimate ofUnits(const Series& units);
 
-// Of which side one measurement is all there is: it is taken to vary as the units of the other side do.
-Difference differenceOfOne(const Series& base, const Series& other);
+// Student's test: where a side has too few units to say how they vary, both are taken to vary alike. At least
+// three units in all.
+Difference pooledDifference(const Series& base, const Series& other);
 
 // Holm's correction, "A Simple Sequentially Rejective Multiple Test Procedure", Scandinavian Journal of
 // Statistics 6 (1979): the probabilities, each made as large as it has to be for all of them to be compared

@@ -23,7 +23,7 @@ std::string cell(const std::string& text) {
 std::string valueCell(const Value& value) {
   const bool* const answer = std::get_if<bool>(&value);
   if (answer != nullptr) return *answer ? "1" : "0";
-  return cell(clean(plain(value)));
+  return cell(clean(wordsOf(value)));
 }
 
 // The wall clock where the recording has it, else the seconds since the machine's start.
@@ -37,7 +37,7 @@ class Times {
     if (report.unixTimeNs) return utcTime(*report.unixTimeNs);
     if (offset_) return utcTime(report.bootTimeNs + *offset_);
     constexpr double kNanosecondsInSecond = 1e9;
-    return plain(static_cast<double>(report.bootTimeNs) / kNanosecondsInSecond);
+    return wordsOf(static_cast<double>(report.bootTimeNs) / kNanosecondsInSecond);
   }
 
  private:

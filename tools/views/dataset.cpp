@@ -139,7 +139,7 @@ std::string Dataset::json() const {
   fact("kernel", origin_.kernel);
   if (origin_.unixTimeNs) fact("start", utcTime(*origin_.unixTimeNs));
   fact("samples", std::to_string(timesMs_.size()));
-  fact("interval", plain(origin_.intervalMs) + " ms");
+  fact("interval", wordsOf(origin_.intervalMs) + " ms");
   fact("tool", origin_.tool);
   fact("library", origin_.library);
 

@@ -43,7 +43,7 @@ std::string labelSet(const std::string& board, const Figure& figure) {
   for (std::size_t at = 0; at < figure.row.size(); ++at) {
     const ColumnInfo& column = figure.table.columns[at];
     if (column.role != kLabel || isAbsent(figure.row[at])) continue;
-    labels += "," + label(column.key, clean(plain(figure.row[at])));
+    labels += "," + label(column.key, clean(wordsOf(figure.row[at])));
   }
   return "{" + labels + "} ";
 }

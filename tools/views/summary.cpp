@@ -26,7 +26,7 @@ constexpr Statistic kStatistics[] = {{"mean", &Spread::mean},
                                      {"max", &Spread::max},
                                      {"min", &Spread::min}};
 
-std::string seconds(std::int64_t ns) { return plain(std::round(static_cast<double>(ns) / 1e6) / 1000) + " s"; }
+std::string seconds(std::int64_t ns) { return wordsOf(std::round(static_cast<double>(ns) / 1e6) / 1000) + " s"; }
 
 }  // namespace
 
@@ -127,7 +127,7 @@ std::string Summary::heading() const {
   }
   text += "\n" + (origin_.unixTimeNs ? utcTime(*origin_.unixTimeNs) + ", " : std::string{});
   text += seconds(lastNs_ - firstNs_) + ", " + std::to_string(samples_) + " samples of " +
-          plain(origin_.intervalMs) + " ms";
+          wordsOf(origin_.intervalMs) + " ms";
   if (missed_ > 0) text += ", " + std::to_string(missed_) + " missed";
   return text + ", " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n\n";
 }

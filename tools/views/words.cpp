@@ -23,7 +23,7 @@ struct Number {
 template <typename Take>
 void forEachLabel(const TableInfo& table, const Row& row, Take take) {
   for (std::size_t at = 0; at < table.columns.size(); ++at) {
-    if (table.columns[at].role == kLabel && !isAbsent(row[at])) take(table.columns[at], plain(row[at]));
+    if (table.columns[at].role == kLabel && !isAbsent(row[at])) take(table.columns[at], wordsOf(row[at]));
   }
 }
 

@@ -6,8 +6,9 @@
 #include <csignal>
 #include <cstdio>
 
-#include "tools/json.h"
-#include "tools/options.h"
+#include "tools/commands/options.h"
+#include "tools/recording/live.h"
+#include "tools/views/json.h"
 
 namespace tool {
 
@@ -45,7 +46,9 @@ class StopSignal {
 
 class Progress {
  public:
-  explicit Progress(Sink& terminal) : terminal_{terminal}, shown_{terminal.isTerminal()} {}
+  // Not among the lines of a recording on the same terminal.
+  Progress(Sink& terminal, const Sink& recording)
+      : terminal_{terminal}, shown_{terminal.isTerminal() && !recording.isTerminal()} {}
   ~Progress() {
     if (any_) say("\n");
   }
@@ -82,17 +85,17 @@ int record(const Options& options, const Selection& sections, Streams& streams) 
   const StopSignal stop;
   const bool toFile = options.output != "-";
   Sink file = toFile ? Sink::file(options.output) : Sink{std::move(streams.out)};
-  file.write(recordHeader(sections, options.plan));
+  Live live{sections, options.plan, true};
+  file.write(recordHeader(live.origin()));
 
-  Sampler sampler{sections, options.plan, true};
-  Progress progress{streams.error};
+  Progress progress{streams.error, file};
   const std::int64_t start = bootTime();
   bool anyFigures = false;
   for (int samples = 1; !StopSignal::raised(); ++samples) {
-    const std::optional<Report> report = sampler.sample(StopSignal::descriptor());
+    const std::optional<Report> report = live.next(StopSignal::descriptor());
     if (!report) break;
     file.write(recordLine(*report));
-    anyFigures = anyFigures || report->hasFigures();
+    anyFigures = anyFigures || hasFigures(*report);
     const double seconds = static_cast<double>(report->bootTimeNs - start) / kNanosecondsInSecond;
     progress.show(samples, seconds, file);
     if (options.duration > 0 && seconds >= options.duration) {

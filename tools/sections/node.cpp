@@ -1,4 +1,4 @@
-#include "tools/source.h"
+#include "tools/sections/node.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -10,9 +10,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <optional>
 
 namespace tool {
 
@@ -30,7 +28,12 @@ Finding failure(int error) {
 
 Finding malformed(const char* what) { return {State::kMalformed, what}; }
 
-// The first piece of a node's text. The error, when there is none, is in `finding`.
+bool isNumber(std::string_view name) {
+  return !name.empty() && name.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+}  // namespace
+
 std::optional<std::string> readSome(const std::string& path, Finding& finding) {
   const int node = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (node < 0) {
@@ -56,11 +59,6 @@ bool beginsWithNumber(std::string_view text) {
   return std::isdigit(static_cast<unsigned char>(text[0])) != 0;
 }
 
-bool isNumber(std::string_view name) {
-  return !name.empty() && name.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
-// Entries of `folder` that `part` stands for: "cpu#" for cpu0, cpu1 .., in numerical order.
 std::vector<std::string> matches(const std::string& folder, std::string_view part) {
   const std::size_t wildcard = part.find_first_of(kWildcards);
   const std::string_view before = part.substr(0, wildcard);
@@ -78,8 +76,6 @@ std::vector<std::string> matches(const std::string& folder, std::string_view par
   });
   return found;
 }
-
-}  // namespace
 
 Finding checkFolder(const std::string& path) {
   DIR* const listing = ::opendir(path.c_str());
@@ -151,31 +147,9 @@ std::vector<std::string> expand(const std::string& target) {
   return nodes.empty() ? std::vector<std::string>{target} : nodes;
 }
 
-std::string expanded(const char* target, const std::string& name) {
-  std::string node = target;
-  const std::size_t wildcard = node.find_first_of(kWildcards);
-  return node.replace(wildcard, 1, name);
-}
-
-std::vector<int> processIds() {
-  std::vector<int> ids;
-  for (const std::string& name : matches("/proc", "#")) ids.push_back(std::atoi(name.c_str()));
-  return ids;
-}
-
-Value numberOf(const Source& source, const std::string& node) {
-  Finding finding;
-  const std::optional<std::string> text = readSome(node, finding);
-  if (text && beginsWithNumber(*text)) {
-    return static_cast<std::int64_t>(std::strtoll(text->c_str(), nullptr, 10));
-  }
-  return absentBecause(source, node, "it could not be read");
-}
-
-Absent absentBecause(const Source& source, const std::string& node, const char* otherwise) {
-  const Finding finding = source.check(node);
-  if (finding.state == State::kRead) return {otherwise};
-  return {std::string{source.target} + ": " + finding.error};
+std::string pathOf(const Node& node, const std::string& name) {
+  std::string path = node.target;
+  return path.replace(path.find_first_of(kWildcards), 1, name);
 }
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-#include "tools/side_by_side.h"
+#include "tools/recording/side_by_side.h"
 
 #include <poll.h>
 #include <pthread.h>

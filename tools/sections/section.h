@@ -1,6 +1,6 @@
-// The part of a report that one monitor fills.
-#ifndef TESSARY_TOOLS_SECTION_H
-#define TESSARY_TOOLS_SECTION_H
+// The part of a report that one monitor fills: the only code of the tool that touches the library.
+#ifndef TESSARY_TOOLS_SECTIONS_SECTION_H
+#define TESSARY_TOOLS_SECTIONS_SECTION_H
 
 #include <cstddef>
 #include <cstdint>
@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "tools/sample.h"
-#include "tools/source.h"
+#include "tools/figures/report.h"
+#include "tools/sections/node.h"
 
 namespace tool {
 
@@ -17,6 +17,7 @@ struct Plan {
   int intervalMs = 1000;
   std::size_t top = 10;   // rows of the tables of processes
   std::vector<int> pids;  // sorted, each once; empty: all processes
+  bool keep = false;      // a process that had a row once has one while it lives
 };
 
 // One object serves all samples of a run. An exception of the library makes its sample absent, with the
@@ -31,20 +32,22 @@ class Section {
   // What has to go through the interval, each on a thread of its own.
   virtual std::vector<std::function<void()>> waits() { return {}; }
 
-  // After the interval, on the thread of begin().
-  virtual Sample read() = 0;
+  // After the interval, on the thread of begin(): the tables of the section's schema.
+  virtual std::vector<TableSample> read() = 0;
 };
 
 struct SectionInfo {
-  const char* name;
-  const char* title;
-  std::vector<Block> blocks;
-  std::vector<Source> sources;
+  SectionSchema schema;
+  std::vector<Node> nodes;  // for the doctor
   std::unique_ptr<Section> (*open)(const Plan& plan);
+  bool onRequest = false;  // a recording has it only when it is named
 };
 
 // Nanoseconds since the machine started, its sleep included.
 std::int64_t bootTime();
+
+// Nanoseconds since 1970 by the wall clock, which may be set at any time.
+std::int64_t unixTime();
 
 // The seconds since the call before.
 class Stopwatch {

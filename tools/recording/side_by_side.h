@@ -1,13 +1,13 @@
 // Waits that go through one interval together.
-#ifndef TESSARY_TOOLS_SIDE_BY_SIDE_H
-#define TESSARY_TOOLS_SIDE_BY_SIDE_H
+#ifndef TESSARY_TOOLS_RECORDING_SIDE_BY_SIDE_H
+#define TESSARY_TOOLS_RECORDING_SIDE_BY_SIDE_H
 
 #include <functional>
 #include <vector>
 
-namespace tool {
+#include "tools/recording/source.h"
 
-constexpr int kNoStop = -1;
+namespace tool {
 
 // Runs the tasks on a thread each, made for them and joined. False when `stop`, a descriptor, became readable
 // before all had ended: the tasks that slept were woken, and what they measured is of no use.

@@ -1,4 +1,4 @@
-#include "tools/section.h"
+#include "tools/sections/section.h"
 
 #include <unistd.h>
 
@@ -11,13 +11,17 @@ namespace {
 
 constexpr std::int64_t kNanosecondsInSecond = 1000000000;
 
-}  // namespace
-
-std::int64_t bootTime() {
+std::int64_t timeBy(clockid_t clock) {
   timespec now{};
-  ::clock_gettime(CLOCK_BOOTTIME, &now);
+  ::clock_gettime(clock, &now);
   return static_cast<std::int64_t>(now.tv_sec) * kNanosecondsInSecond + now.tv_nsec;
 }
+
+}  // namespace
+
+std::int64_t bootTime() { return timeBy(CLOCK_BOOTTIME); }
+
+std::int64_t unixTime() { return timeBy(CLOCK_REALTIME); }
 
 double Stopwatch::lap() {
   const std::int64_t before = std::exchange(last_, bootTime());

@@ -1,12 +1,13 @@
 // What the command line asks for.
-#ifndef TESSARY_TOOLS_OPTIONS_H
-#define TESSARY_TOOLS_OPTIONS_H
+#ifndef TESSARY_TOOLS_COMMANDS_OPTIONS_H
+#define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
 #include <string>
 #include <vector>
 
 #include "tools/output.h"
-#include "tools/sampler.h"
+#include "tools/sections/sections.h"
+#include "tools/views/text.h"
 
 namespace tool {
 
@@ -18,6 +19,7 @@ struct Options {
   std::string output;   // the recording's file, - for standard output
   double duration = 0;  // seconds of recording, 0: until it is stopped
   bool json = false;
+  bool wide = false;
   bool diagnostics = false;
 };
 
@@ -27,8 +29,8 @@ int record(const Options& options, const Selection& sections, Streams& streams);
 int doctor(const Options& options, const Selection& sections, Streams& streams);
 int selftest(Streams& streams);
 
-// On a terminal that shows it, unless NO_COLOR says otherwise.
-bool wantsColour(const Sink& sink);
+// As the terminal can show it, and as NO_COLOR has it.
+TextStyle styleFor(const Sink& sink, const Options& options);
 
 }  // namespace tool
 

@@ -1,4 +1,4 @@
-#include "tools/sampler.h"
+#include "tools/recording/sampler.h"
 
 #include <exception>
 
@@ -19,27 +19,7 @@ std::string failureOf(const Step& step) {
   return {};
 }
 
-Sample allAbsent(const SectionInfo& info, const std::string& reason) {
-  Sample sample;
-  for (const Block& block : info.blocks) {
-    BlockSample& all = sample.emplace_back();
-    if (block.key != nullptr) {
-      all.absent = reason;
-    } else {
-      all.rows.emplace_back(block.columns.size(), Value{Absent{reason}});
-    }
-  }
-  return sample;
-}
-
 }  // namespace
-
-bool Report::hasFigures() const {
-  for (const Part& part : parts) {
-    if (tool::hasFigures(part.info->blocks, part.sample)) return true;
-  }
-  return false;
-}
 
 Sampler::Sampler(const Selection& sections, const Plan& plan, bool paced)
     : intervalMs_{plan.intervalMs}, paced_{paced} {
@@ -69,12 +49,17 @@ std::optional<Report> Sampler::sample(int stop) {
   if (!runSideBySide(waits, stop)) return std::nullopt;
   const std::int64_t end = bootTime();
 
-  Report report{end, static_cast<double>(end - start) / kNanosecondsInMillisecond, {}};
+  Report report;
+  report.bootTimeNs = end;
+  report.unixTimeNs = unixTime();
+  report.intervalMs = static_cast<double>(end - start) / kNanosecondsInMillisecond;
   for (Opened& opened : sections_) {
-    Sample sample;
-    if (opened.failure.empty()) opened.failure = failureOf([&] { sample = opened.section->read(); });
-    if (!opened.failure.empty()) sample = allAbsent(*opened.info, opened.failure);
-    report.parts.push_back({opened.info, std::move(sample)});
+    SectionSample sample{&opened.info->schema, {}};
+    if (opened.failure.empty()) {
+      opened.failure = failureOf([&] { sample.tables = opened.section->read(); });
+    }
+    if (!opened.failure.empty()) sample = allAbsent(opened.info->schema, opened.failure);
+    report.sections.push_back(std::move(sample));
   }
   return report;
 }

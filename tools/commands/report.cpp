@@ -1,35 +1,36 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tools/json.h"
-#include "tools/options.h"
-#include "tools/text.h"
+#include "tools/commands/options.h"
+#include "tools/recording/live.h"
+#include "tools/views/json.h"
 
 namespace tool {
 
-bool wantsColour(const Sink& sink) {
+TextStyle styleFor(const Sink& sink, const Options& options) {
+  if (!sink.isTerminal()) return {};
   const char* const noColour = std::getenv("NO_COLOR");
   const char* const terminal = std::getenv("TERM");
   const bool refused = noColour != nullptr && noColour[0] != '\0';
   const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
-  return sink.isTerminal() && !refused && !dumb;
+  return {!refused && !dumb, options.wide ? kAnyWidth : sink.columns()};
 }
 
 int report(const Options& options, const Selection& sections, Streams& streams) {
-  Sampler sampler{sections, options.plan};
-  const Report report = *sampler.sample();
+  Live live{sections, options.plan};
+  const Report report = *live.next();
   std::string text;
   if (options.json) {
-    text = reportDocument(report);
+    text = reportDocument(live.origin(), report);
   } else {
-    const bool colour = wantsColour(streams.out);
-    for (const Report::Part& part : report.parts) {
+    const TextStyle style = styleFor(streams.out, options);
+    for (const SectionSample& sample : report.sections) {
       if (!text.empty()) text += "\n";
-      text += renderText(part.info->title, part.info->blocks, part.sample, colour);
+      text += renderText(sample, style);
     }
   }
   streams.out.write(text);
-  if (report.hasFigures()) return kOk;
+  if (hasFigures(report)) return kOk;
   streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
   return kNothingRead;
 }

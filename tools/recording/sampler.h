@@ -1,31 +1,17 @@
-// One report: the sections that were asked for, over one interval.
-#ifndef TESSARY_TOOLS_SAMPLER_H
-#define TESSARY_TOOLS_SAMPLER_H
+// The sections that were asked for, over one interval.
+#ifndef TESSARY_TOOLS_RECORDING_SAMPLER_H
+#define TESSARY_TOOLS_RECORDING_SAMPLER_H
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/section.h"
-#include "tools/side_by_side.h"
+#include "tools/figures/report.h"
+#include "tools/recording/side_by_side.h"
+#include "tools/sections/sections.h"
 
 namespace tool {
-
-using Selection = std::vector<const SectionInfo*>;
-
-struct Report {
-  struct Part {
-    const SectionInfo* info;
-    Sample sample;
-  };
-  std::int64_t bootTimeNs;  // at the end of the interval
-  double intervalMs;        // as it was
-  std::vector<Part> parts;
-
-  bool hasFigures() const;
-};
 
 class Sampler {
  public:

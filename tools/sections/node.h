@@ -1,13 +1,13 @@
-// Where the library's figures come from, and what stands between it and them. Each section keeps the list of
-// its sources; the doctor goes through all of them, and a report asks here why a figure is absent.
-#ifndef TESSARY_TOOLS_SOURCE_H
-#define TESSARY_TOOLS_SOURCE_H
+// The nodes, commands and libraries that the figures come from, and what stands between them and us. Each
+// section keeps the list of its own: the doctor goes through all of them, and a report asks here why a figure
+// is absent.
+#ifndef TESSARY_TOOLS_SECTIONS_NODE_H
+#define TESSARY_TOOLS_SECTIONS_NODE_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "tools/sample.h"
 
 namespace tool {
 
@@ -22,7 +22,7 @@ inline constexpr char kEmptyNode[] = "empty";
 
 using Check = Finding (*)(const std::string& target);
 
-struct Source {
+struct Node {
   const char* target;  // a path, in which a number stands for # and a name for *; or a command or a library
   Check check;
   const char* whenAbsent;  // what to do about it
@@ -46,19 +46,16 @@ Finding checkHolding(const std::string& path) {
 // The nodes that are there; the target itself when none is.
 std::vector<std::string> expand(const std::string& target);
 
-// The target with `name` for its # or *.
-std::string expanded(const char* target, const std::string& name);
+// The node's target with `name` for its # or *.
+std::string pathOf(const Node& node, const std::string& name);
 
-// The processes that /proc lists, in ascending order.
-std::vector<int> processIds();
+// Entries of `folder` that `part` stands for: "cpu#" for cpu0, cpu1 .., in numerical order.
+std::vector<std::string> matches(const std::string& folder, std::string_view part);
 
-// The number that the node holds, or why there is none: for nodes that the library leaves out because it
-// stops at another one.
-Value numberOf(const Source& source, const std::string& node);
+// The first piece of a node's text. The error, when there is none, is in `finding`.
+std::optional<std::string> readSome(const std::string& path, Finding& finding);
 
-// Why nothing came from a source: what the check of the node finds; `otherwise` when that finds nothing. The
-// reason names the target as it stands, so that nodes that fail alike have one reason.
-Absent absentBecause(const Source& source, const std::string& node, const char* otherwise);
+bool beginsWithNumber(std::string_view text);
 
 }  // namespace tool
 

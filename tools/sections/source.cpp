@@ -1,0 +1,104 @@
+#include "tools/sections/source.h"
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+namespace tool {
+
+namespace {
+
+// The node's text up to its end of line, or why there is none.
+Value lineOf(const Node& node, const std::string& path) {
+  Finding finding;
+  const std::optional<std::string> text = readSome(path, finding);
+  const std::string line = text ? text->substr(0, text->find('\n')) : "";
+  return line.empty() ? Value{absentBecause(node, path, "it could not be read")} : Value{line};
+}
+
+// cpu  10132153 290696 3084719 46828483 16683 0 25195 0 175628 0
+// user nice system idle iowait irq softirq steal guest guest_nice: guests are in user and nice already.
+std::optional<CpuTimes::Ticks> ticksOf(const std::string& line) {
+  CpuTimes::Ticks ticks;
+  std::int64_t idle = 0;
+  std::int64_t irq = 0;
+  std::int64_t softIrq = 0;
+  std::int64_t steal = 0;
+  constexpr int kCounters = 8;
+  const int read = std::sscanf(
+      line.c_str(),
+      "cpu %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64,
+      &ticks.user, &ticks.nice, &ticks.system, &idle, &ticks.ioWait, &irq, &softIrq, &steal);
+  if (read != kCounters) return std::nullopt;
+  ticks.total = ticks.user + ticks.nice + ticks.system + idle + ticks.ioWait + irq + softIrq + steal;
+  return ticks;
+}
+
+std::size_t countWords(const char* text) {
+  std::size_t words = 0;
+  for (char before = ' '; *text != '\0'; before = *text++) words += before == ' ' && *text != ' ' ? 1 : 0;
+  return words;
+}
+
+}  // namespace
+
+Absent absentBecause(const Node& node, const std::string& path, const char* otherwise) {
+  const Finding finding = node.check(path);
+  if (finding.state == State::kRead) return {otherwise};
+  return {std::string{node.target} + ": " + finding.error};
+}
+
+Absent absentBecause(const Node& node, const char* otherwise) {
+  return absentBecause(node, node.target, otherwise);
+}
+
+Value numberOf(const Node& node, const std::string& name) {
+  Finding finding;
+  const std::string path = pathOf(node, name);
+  const std::optional<std::string> text = readSome(path, finding);
+  if (text && beginsWithNumber(*text)) {
+    return static_cast<std::int64_t>(std::strtoll(text->c_str(), nullptr, 10));
+  }
+  return absentBecause(node, path, "it could not be read");
+}
+
+Value textOf(const Node& node, const std::string& name) { return lineOf(node, pathOf(node, name)); }
+
+bool isReadable(const Node& node, const std::string& name) {
+  return node.check(pathOf(node, name)).state == State::kRead;
+}
+
+CpuTimes cpuTimes() {
+  constexpr std::size_t kCounters = 10;
+  std::ifstream stat{"/proc/stat"};
+  CpuTimes times;
+  std::string line;
+  if (std::getline(stat, line)) times.all = ticksOf(line);
+  while (std::getline(stat, line)) {
+    int core = 0;
+    int label = 0;
+    if (std::sscanf(line.c_str(), "cpu%d%n", &core, &label) != 1) break;
+    if (countWords(line.c_str() + label) < kCounters) break;
+    times.cores.push_back(core);
+  }
+  return times;
+}
+
+std::vector<int> processIds() {
+  std::vector<int> ids;
+  for (const std::string& name : matches("/proc", "#")) ids.push_back(std::atoi(name.c_str()));
+  return ids;
+}
+
+std::vector<std::string> zoneNames() { return matches("/sys/class/thermal", "thermal_zone#"); }
+
+std::vector<std::string> interfaceNames() { return matches("/sys/class/net", "*"); }
+
+std::string boardModel() {
+  Finding finding;
+  const std::string text = readSome("/sys/firmware/devicetree/base/model", finding).value_or("");
+  return text.substr(0, text.find('\0'));
+}
+
+}  // namespace tool
