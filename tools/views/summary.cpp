@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/statistics/series.h"
+#include "tools/views/escaping.h"
+#include "tools/views/text.h"
 #include "tools/views/words.h"
 
 namespace tool {
@@ -25,6 +27,28 @@ constexpr Statistic kStatistics[] = {{"mean", &Spread::mean},
                                      {"p95", &Spread::p95},
                                      {"max", &Spread::max},
                                      {"min", &Spread::min}};
+
+double rounded(double value, int decimals) {
+  const double scale = std::pow(10.0, decimals);
+  return std::round(value * scale) / scale;
+}
+
+// Lines of cells in columns: the first to the left, figures to the right.
+std::string aligned(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths(rows[0].size());
+  for (const std::vector<std::string>& row : rows) {
+    for (std::size_t at = 0; at < row.size(); ++at) widths[at] = std::max(widths[at], row[at].size());
+  }
+  std::string text;
+  for (const std::vector<std::string>& row : rows) {
+    std::string line = row[0] + std::string(widths[0] - row[0].size(), ' ');
+    for (std::size_t at = 1; at < row.size(); ++at) {
+      line += "  " + std::string(widths[at] - row[at].size(), ' ') + row[at];
+    }
+    text += line + "\n";
+  }
+  return text;
+}
 
 std::string seconds(std::int64_t ns) { return wordsOf(std::round(static_cast<double>(ns) / 1e6) / 1000) + " s"; }
 
@@ -101,10 +125,11 @@ std::string Summary::text(bool everything) const {
   std::string text = heading();
   std::vector<std::vector<std::string>> rows{{"figure"}};
   for (const Statistic& statistic : kStatistics) rows[0].emplace_back(statistic.name);
-  rows[0].insert(rows[0].end(), {"samples", "gaps"});
+  for (const char* const heading : {"samples", "gaps"}) rows[0].emplace_back(heading);
   for (const Series* const series : everything ? ordered() : shortened()) {
     const Spread spread = spreadOf(series->values);
-    std::vector<std::string>& row = rows.emplace_back(std::vector<std::string>{printable(series->path)});
+    std::vector<std::string>& row = rows.emplace_back();
+    row.push_back(printable(series->path));
     for (const Statistic& statistic : kStatistics) {
       row.push_back(shown(spread.*statistic.value, series->column->format));
     }
