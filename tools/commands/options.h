@@ -2,6 +2,8 @@
 #ifndef TESSARY_TOOLS_COMMANDS_OPTIONS_H
 #define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,10 +18,13 @@ enum ExitCode { kOk = 0, kNothingRead = 1, kUsage = 2 };
 struct Options {
   std::vector<std::string> monitors;  // names of sections; empty: the command's own choice
   Plan plan;
-  std::string output;   // the recording's file, - for standard output
-  double duration = 0;  // seconds of recording, 0: until it is stopped
+  std::string output;                       // the recording's file, - for standard output
+  double duration = 0;                      // seconds of recording, 0: until it is stopped
+  std::string format;                       // of an export; empty: as the output's name says
+  std::optional<std::int64_t> startUnixNs;  // the wall clock at a recording's start
   bool json = false;
   bool wide = false;
+  bool all = false;
   bool diagnostics = false;
   std::string operand;  // of commands that take a word
 };
@@ -27,6 +32,8 @@ struct Options {
 // The commands, each in the file of its name: they return the exit code.
 int report(const Options& options, Streams& streams);
 int record(const Options& options, Streams& streams);
+int exportRecording(const Options& options, Streams& streams);
+int summary(const Options& options, Streams& streams);
 int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);

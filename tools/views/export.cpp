@@ -14,6 +14,20 @@ const std::vector<ExportFormat>& exportFormats() {
   return formats;
 }
 
+const ExportFormat* findFormat(std::string_view name) {
+  for (const ExportFormat& format : exportFormats()) {
+    if (name == format.name) return &format;
+  }
+  return nullptr;
+}
+
+std::string formatList() {
+  std::string names;
+  for (const ExportFormat& format : exportFormats())
+    names += (names.empty() ? "" : ", ") + std::string{format.name};
+  return names;
+}
+
 const ExportFormat* formatOfFile(std::string_view path) {
   for (const ExportFormat& format : exportFormats()) {
     const std::string_view suffix = format.suffix;

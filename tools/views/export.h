@@ -44,6 +44,12 @@ struct ExportFormat {
 // csv, perfetto ..: those that this build has.
 const std::vector<ExportFormat>& exportFormats();
 
+// Null when there is none of this name.
+const ExportFormat* findFormat(std::string_view name);
+
+// The names in words, for mistakes: csv, perfetto ..
+std::string formatList();
+
 // The format that a file's name asks for; null when it asks for none.
 const ExportFormat* formatOfFile(std::string_view path);
 

@@ -50,7 +50,9 @@ std::string aligned(const std::vector<std::vector<std::string>>& rows) {
   return text;
 }
 
-std::string seconds(std::int64_t ns) { return wordsOf(std::round(static_cast<double>(ns) / 1e6) / 1000) + " s"; }
+std::string seconds(std::int64_t ns) {
+  return wordsOf(std::round(static_cast<double>(ns) / 1e6) / 1000) + " s";
+}
 
 }  // namespace
 
@@ -71,7 +73,8 @@ void Summary::add(const Report& report) {
     }
   });
   const Absences::Change change = absences_.add(report);
-  for (const Absence& ended : change.ended) gaps_.push_back({ended, report.bootTimeNs - intervalNs - ended.fromNs});
+  for (const Absence& ended : change.ended)
+    gaps_.push_back({ended, report.bootTimeNs - intervalNs - ended.fromNs});
   lastNs_ = report.bootTimeNs;
 }
 
