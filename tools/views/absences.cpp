@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/views/text.h"
 #include "tools/views/words.h"
 
 namespace tool {
@@ -10,28 +11,11 @@ namespace {
 
 constexpr double kNanosecondsInMillisecond = 1e6;
 
-std::string itemWords(const Gap::Item& item, const SectionSample& sample) {
-  const TableInfo& table = sample.schema->tables[item.table];
-  if (item.column == nullptr) return table.isFields() ? "all figures" : table.key;
-  std::string words = item.column->heading;
-  std::string rows;
-  for (const std::size_t row : item.rows) {
-    rows += (rows.empty() ? "" : ", ") + labelsOf(table, sample.tables[item.table].rows[row]);
-  }
-  return rows.empty() ? words : words + " (" + table.item + " " + rows + ")";
-}
-
-std::string words(const Gap& gap, const SectionSample& sample) {
-  std::string all;
-  for (const Gap::Item& item : gap.items) all += (all.empty() ? "" : ", ") + itemWords(item, sample);
-  return all;
-}
-
 bool isSame(const Absence& a, const Absence& b) {
   return a.section == b.section && a.reason == b.reason && a.what == b.what;
 }
 
-// Moves those that the other list does not have.
+// Those that the other list does not have.
 std::vector<Absence> without(const std::vector<Absence>& all, const std::vector<Absence>& others) {
   std::vector<Absence> rest;
   std::copy_if(all.begin(), all.end(), std::back_inserter(rest), [&](const Absence& one) {
@@ -49,7 +33,7 @@ Absences::Change Absences::add(const Report& report) {
   std::vector<Absence> now;
   for (const SectionSample& sample : report.sections) {
     for (const Gap& gap : gaps(sample)) {
-      now.push_back({sample.schema, words(gap, sample), clean(gap.reason), startNs, samples_});
+      now.push_back({sample.schema, whatIsAbsent(gap, sample), clean(gap.reason), startNs, samples_});
     }
   }
   Change change{without(present_, now), without(now, present_)};

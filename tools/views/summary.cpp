@@ -16,7 +16,10 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr double kNanosecondsInSecond = 1e9;
-constexpr int kShortTable = 2;  // items of a table in the short form
+// The short form: of each table so many columns, and of the first of them so many items.
+constexpr std::size_t kShortColumns = 2;
+constexpr std::size_t kShortItems = 2;
+constexpr std::size_t kShortGaps = 5;
 
 struct Statistic {
   const char* name;
@@ -94,11 +97,15 @@ Summary::Series& Summary::seriesOf(const Figure& figure) {
 std::vector<const Summary::Series*> Summary::ordered() const {
   std::vector<const Series*> all;
   for (const Series& series : series_) all.push_back(&series);
+  sort(all);
+  return all;
+}
+
+void Summary::sort(std::vector<const Series*>& all) const {
   std::stable_sort(all.begin(), all.end(), [&](const Series* a, const Series* b) {
     if (a->section != b->section) return sectionRank(a->section) < sectionRank(b->section);
     return a->table != b->table ? a->table < b->table : a->column < b->column;
   });
-  return all;
 }
 
 std::size_t Summary::sectionRank(const SectionSchema* section) const {
@@ -106,22 +113,36 @@ std::size_t Summary::sectionRank(const SectionSchema* section) const {
   return static_cast<std::size_t>(found - origin_.sections.begin());
 }
 
-// The figures of rank 0, and of items those that stand out most by their mean.
+// Of each table the first figures of rank 0; of items those that are largest in the first of them, of the
+// others the largest alone.
 std::vector<const Summary::Series*> Summary::shortened() const {
-  std::vector<const Series*> chosen;
+  std::map<const TableInfo*, std::vector<const ColumnInfo*>> columns;
   for (const Series* const series : ordered()) {
-    if (series->column->rank > 0) continue;
-    if (!series->table->isFields() && !standsOut(*series)) continue;
-    chosen.push_back(series);
+    std::vector<const ColumnInfo*>& chosen = columns[series->table];
+    const bool known = std::find(chosen.begin(), chosen.end(), series->column) != chosen.end();
+    if (!known && series->column->rank == 0 && chosen.size() < kShortColumns)
+      chosen.push_back(series->column);
   }
-  return chosen;
+  std::vector<const Series*> result;
+  for (const auto& [table, chosen] : columns) {
+    for (const ColumnInfo* const column : chosen) {
+      const std::size_t items = column == chosen.front() ? kShortItems : 1;
+      for (const Series* const series : largest(column, items)) result.push_back(series);
+    }
+  }
+  sort(result);
+  return result;
 }
 
-bool Summary::standsOut(const Series& series) const {
-  const double own = statistics::mean(series.values);
-  return std::count_if(series_.begin(), series_.end(), [&](const Series& other) {
-           return other.column == series.column && statistics::mean(other.values) > own;
-         }) < kShortTable;
+std::vector<const Summary::Series*> Summary::largest(const ColumnInfo* column, std::size_t count) const {
+  std::vector<const Series*> all = ordered();
+  all.erase(std::remove_if(all.begin(), all.end(), [&](const Series* one) { return one->column != column; }),
+            all.end());
+  std::stable_sort(all.begin(), all.end(), [](const Series* a, const Series* b) {
+    return statistics::mean(a->values) > statistics::mean(b->values);
+  });
+  all.resize(std::min(all.size(), count));
+  return all;
 }
 
 std::string Summary::text(bool everything) const {
@@ -142,22 +163,21 @@ std::string Summary::text(bool everything) const {
   text += aligned(rows);
   if (!everything && rows.size() < series_.size() + 1) {
     text += std::to_string(rows.size() - 1) + " of " + std::to_string(series_.size()) +
-            " figures: those of most interest, and of items the " + std::to_string(kShortTable) +
-            " largest; --all has all\n";
+            " figures: those of most interest, and the largest of many; --all has the others\n";
   }
-  return text + gapLines();
+  return text + gapLines(everything);
 }
 
 std::string Summary::heading() const {
   std::string text = printable(boardOf(origin_));
-  for (const std::string& more : {origin_.platform, origin_.soc, origin_.host, origin_.kernel}) {
+  for (const std::string& more : {origin_.platform, origin_.host, origin_.kernel}) {
     if (!more.empty()) text += ", " + printable(more);
   }
   text += "\n" + (origin_.unixTimeNs ? utcTime(*origin_.unixTimeNs) + ", " : std::string{});
   text += seconds(lastNs_ - firstNs_) + ", " + std::to_string(samples_) + " samples of " +
           wordsOf(origin_.intervalMs) + " ms";
   if (missed_ > 0) text += ", " + std::to_string(missed_) + " missed";
-  return text + ", " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n\n";
+  return text + ", tool " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n\n";
 }
 
 // Where something was absent now and then, its times are added up.
@@ -178,13 +198,19 @@ std::vector<Summary::Gap> Summary::addedGaps() const {
   return added;
 }
 
-std::string Summary::gapLines() const {
+std::string Summary::gapLines(bool everything) const {
+  std::vector<Gap> all = addedGaps();
+  std::stable_sort(all.begin(), all.end(),
+                   [](const Gap& a, const Gap& b) { return a.lengthNs > b.lengthNs; });
+  const std::size_t count = everything ? all.size() : std::min(all.size(), kShortGaps);
   std::string lines;
-  for (const Gap& gap : addedGaps()) {
-    lines += std::string{"  "} + gap.absence.section->name + ": " + printable(gap.absence.what) + ": " +
-             printable(gap.absence.reason) + " (" + seconds(gap.lengthNs) +
-             (gap.times > 1 ? ", " + std::to_string(gap.times) + " times" : std::string{}) + ")\n";
+  for (std::size_t at = 0; at < count; ++at) {
+    const Gap& gap = all[at];
+    const std::string times = gap.times > 1 ? ", " + std::to_string(gap.times) + " times" : std::string{};
+    lines += std::string{"  "} + gap.absence.section->name + ": " + gap.absence.what + ": " +
+             printable(gap.absence.reason) + " (" + seconds(gap.lengthNs) + times + ")\n";
   }
+  if (count < all.size()) lines += "  and " + std::to_string(all.size() - count) + " more; --all has them\n";
   return lines.empty() ? lines : "\nnot read:\n" + lines;
 }
 

@@ -55,10 +55,11 @@ class Summary {
   std::size_t sectionRank(const SectionSchema* section) const;
   std::vector<const Series*> ordered() const;
   std::vector<const Series*> shortened() const;
-  bool standsOut(const Series& series) const;
+  void sort(std::vector<const Series*>& all) const;
+  std::vector<const Series*> largest(const ColumnInfo* column, std::size_t count) const;
   std::vector<Gap> addedGaps() const;
   std::string heading() const;
-  std::string gapLines() const;
+  std::string gapLines(bool everything) const;
 
   Origin origin_;
   std::vector<Series> series_;

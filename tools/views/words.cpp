@@ -85,6 +85,9 @@ bool isNumber(const Value& value) { return !isAbsent(value) && !std::holds_alter
 
 double numberOf(const Value& value) { return std::visit(Number{}, value); }
 
-std::string boardOf(const Origin& origin) { return origin.model.empty() ? origin.host : origin.model; }
+std::string boardOf(const Origin& origin) {
+  if (!origin.model.empty()) return origin.model;
+  return origin.soc.empty() ? origin.host : origin.soc;
+}
 
 }  // namespace tool

@@ -26,7 +26,7 @@ std::string utcTime(std::int64_t unixNs);
 bool isNumber(const Value& value);
 double numberOf(const Value& value);
 
-// "VX4490P", or the host's name where no board is known.
+// The board's model, or its SoC, or the host's name: the first that is known.
 std::string boardOf(const Origin& origin);
 
 }  // namespace tool
