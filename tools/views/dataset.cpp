@@ -32,6 +32,17 @@ bool isShared(const SectionSchema& section, std::string_view key) {
   return whole && items;
 }
 
+// Of the figures that share a chart with this one.
+std::string headingsOf(const Figure& figure) {
+  std::string headings;
+  for (const ColumnInfo& column : figure.table.columns) {
+    const bool same = std::string_view{column.format.unit.name} == figure.column.format.unit.name;
+    if (column.role != kFigure || !same || isShared(figure.section, column.key)) continue;
+    headings += (headings.empty() ? "" : ", ") + std::string{column.heading};
+  }
+  return headings;
+}
+
 Json formatJson(const Format& format) {
   return {{"shown", format.shown},
           {"decimals", format.decimals},
@@ -55,13 +66,24 @@ std::string valuesText(const std::vector<double>& values) {
   return text + "]";
 }
 
+// "VX4490P (brindle)"
 std::string boardWords(const Origin& origin) {
-  std::string words = clean(origin.model);
+  std::string words;
   std::string more;
-  for (const std::string& part : {origin.platform, origin.soc}) {
-    if (!part.empty() && part != origin.model) more += (more.empty() ? "" : ", ") + clean(part);
+  for (const std::string& part : {origin.model, origin.soc, origin.platform}) {
+    if (words.empty()) {
+      words = clean(part);
+    } else if (!part.empty() && part != words) {
+      more += (more.empty() ? "" : ", ") + clean(part);
+    }
   }
   return more.empty() ? words : words + " (" + more + ")";
+}
+
+// A number alone says nothing: "core 3", but "eth0".
+std::string nameOf(const TableInfo& table, const std::string& labels) {
+  const bool isNumber = labels.find_first_not_of("0123456789") == std::string::npos;
+  return isNumber ? std::string{table.item} + " " + labels : labels;
 }
 
 }  // namespace
@@ -101,7 +123,9 @@ Dataset::Place Dataset::placeOf(const Figure& figure) {
   std::vector<Series>& series = charts_[chart].series;
   const std::string labels = labelsOf(figure.table, figure.row);
   const bool whole = figure.table.isFields() && isShared(figure.section, figure.column.key);
-  const std::string name = whole ? kWholeName : figure.table.isFields() ? figure.column.heading : labels;
+  const std::string name = whole                     ? kWholeName
+                           : figure.table.isFields() ? figure.column.heading
+                                                     : nameOf(figure.table, labels);
   known->second = {chart, series.size()};
   series.push_back({figureKey(figure.section, figure.table, figure.column), labels, name, whole, 0, {}});
   return known->second;
@@ -117,7 +141,7 @@ std::size_t Dataset::chartOf(const Figure& figure) {
                                     : figureKey(figure.section, figure.table, figure.column);
   const auto [known, isNew] = chartsByKey_.try_emplace(key, charts_.size());
   if (!isNew) return known->second;
-  const std::string title = !grouped ? figure.column.heading : *unit != '\0' ? unit : figure.section.title;
+  const std::string title = grouped ? headingsOf(figure) : figure.column.heading;
   charts_.push_back(
       {&figure.section, key, title, grouped ? "" : figure.column.description, figure.column.format, {}});
   return known->second;

@@ -14,7 +14,7 @@
   const kGapIntervals = 1.5;  // a step of time longer than this many intervals is one in which no sample was taken
   const kLightInks = ['#0b62c4', '#c44f00', '#00805f', '#a83279', '#7a5c00', '#5b4bc4', '#007a99', '#b3261e'];
   const kDarkInks = ['#6cb2ff', '#ff9d57', '#4fd1a5', '#f08cc8', '#e0c14f', '#b0a5ff', '#5fd0ea', '#ff8a80'];
-  const kWorseDashes = [null, [6, 3]];  // of the second recording
+  const kDashes = [null, [6, 3]];  // the second recording's lines are broken
 
   const dark = matchMedia('(prefers-color-scheme: dark)');
   const inks = () => (dark.matches ? kDarkInks : kLightInks);
@@ -62,7 +62,7 @@
     let offset = null;
     for (const [from, value] of recording.wall) if (from <= index) offset = value;
     if (offset === null) return '';
-    return new Date(recording.times[index] + offset).toLocaleString(undefined, {hour12: false});
+    return new Date(recording.times[index] + offset).toLocaleString('sv');  // 2026-11-21 18:36:22, in local time
   }
 
   // -- series
@@ -98,17 +98,33 @@
         }
       }
     });
-    for (const chart of joined.values()) chart.visible = firstShown(chart.series);
+    for (const chart of joined.values()) {
+      if (several) chart.series = sideBySide(chart.series);
+      chart.visible = firstShown(chart.series);
+    }
     return [...joined.values()];
   }
 
-  // What stands for all is shown first, single cores on demand; where nothing does, the largest.
+  // The same item of each recording next to each other, of one colour.
+  function sideBySide(series) {
+    const items = new Map();
+    for (const one of series) {
+      const item = one.figure + ' ' + one.item;
+      items.set(item, [...(items.get(item) || []), one]);
+    }
+    return [...items.values()].flatMap((same, ink) => same.map((one) => ({...one, ink})));
+  }
+
+  // What stands for all is shown first, single cores on demand. Where it is not their mean but their sum, or where
+  // there is none, the largest items are shown too.
   function firstShown(series) {
-    if (series.some((one) => one.whole)) return series.map((one) => one.whole);
-    const means = series.map((one) => statistics(one).mean || 0);
-    const order = series.map((_, at) => at).sort((a, b) => means[b] - means[a]);
-    const shown = new Set(order.slice(0, kMostVisible));
-    return series.map((_, at) => shown.has(at));
+    const meanOf = (one) => statistics(one).mean || 0;
+    const items = series.filter((one) => !one.whole);
+    const largest = items.sort((a, b) => meanOf(b) - meanOf(a)).slice(0, kMostVisible);
+    const wholes = series.filter((one) => one.whole);
+    const isMean = wholes.length > 0 && largest.length > 0 && meanOf(wholes[0]) <= meanOf(largest[0]);
+    const shown = new Set(isMean ? wholes : [...wholes, ...largest]);
+    return series.map((one) => shown.has(one));
   }
 
   function statistics(series) {
@@ -218,7 +234,7 @@
   let follows = false;  // one chart's change of view is being carried to the others
 
   function coloursOf(chart) {
-    return chart.series.map((one, at) => inks()[(several ? Math.floor(at / recordings.length) : at) % inks().length]);
+    return chart.series.map((one, at) => inks()[(several ? one.ink : at) % inks().length]);
   }
 
   function optionsOf(chart) {
@@ -228,13 +244,14 @@
       visibility: chart.visible,
       series: {},
       axes: {
-        x: {axisLabelFormatter: (time) => sinceStart(Number(time)), ticker: Dygraph.dateTicker},
-        y: {axisLabelFormatter: (value) => figure(value, chart.format, axisDecimals(chart)), axisLabelWidth: 74},
+        x: {axisLabelFormatter: (time) => sinceStart(Number(time)), ticker: Dygraph.dateTicker, pixelsPerLabel: 60},
+        y: {axisLabelFormatter: (value) => figure(value, chart.format, axisDecimals(chart)), axisLabelWidth: 74,
+            labelsKMG2: chart.format.prefixes},
       },
       axisLineColor: style('--line'),
       gridLineColor: style('--line'),
     };
-    chart.series.forEach((one, at) => { options.series['s' + at] = {strokePattern: kWorseDashes[one.number] || null}; });
+    chart.series.forEach((one, at) => { options.series['s' + at] = {strokePattern: kDashes[one.number] || null}; });
     return options;
   }
 
@@ -260,14 +277,18 @@
       highlightCallback: (event, time) => select(time),
       unhighlightCallback: () => select(null),
     });
-    chart.values = chart.series.map((one, at) => addKey(chart, one, at, keys));
+    chart.keys = chart.series.map((one, at) => addKey(chart, one, at, keys));
     keys.hidden = chart.series.length === 1 && !chart.series[0].item;
+    paintKeys(chart);
+  }
+
+  function paintKeys(chart) {
+    coloursOf(chart).forEach((colour, at) => { chart.keys[at].mark.style.background = colour; });
   }
 
   function addKey(chart, series, at, keys) {
     const box = element('input', {type: 'checkbox', checked: chart.visible[at]});
     const mark = element('span', {class: 'mark'});
-    mark.style.background = coloursOf(chart)[at];
     const value = element('span', {class: 'value'});
     const label = element('label', {class: chart.visible[at] ? '' : 'hidden'}, box, mark, series.name, value);
     box.addEventListener('change', () => {
@@ -276,7 +297,7 @@
       chart.plot.setVisibility(at, box.checked);
     });
     keys.append(element('li', {}, label));
-    return value;
+    return {mark, value};
   }
 
   // One zoom for all: the others take the view of the one that was drawn anew.
@@ -313,7 +334,7 @@
       else selectIn(chart, time);
       chart.series.forEach((one, number) => {
         const value = at && at[one.number] >= 0 ? valueAt(one, at[one.number]) : null;
-        chart.values[number].textContent = at ? (value === null ? 'not read' : figure(value, chart.format)) : '';
+        chart.keys[number].value.textContent = at ? (value === null ? 'not read' : figure(value, chart.format)) : '';
       });
     }
     sayWhen(time, at);
@@ -408,7 +429,12 @@
   addSections();
   addSummary();
   document.getElementById('whole').addEventListener('click', () => show(whole));
-  dark.addEventListener('change', () => { for (const chart of charts) chart.plot.updateOptions(optionsOf(chart)); });
+  dark.addEventListener('change', () => {
+    for (const chart of charts) {
+      chart.plot.updateOptions(optionsOf(chart));
+      paintKeys(chart);
+    }
+  });
   show(whole);
   document.documentElement.dataset.ready = 'yes';
 })();
