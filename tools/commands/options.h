@@ -3,6 +3,7 @@
 #define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,8 +26,11 @@ struct Options {
   Rotation rotation;
   double syncSeconds = 10;  // between forced writes to the disk
   bool compress = false;
+  std::string format;                       // of an export; empty: as the output's name says
+  std::optional<std::int64_t> startUnixNs;  // the wall clock at a recording's start
   bool json = false;
   bool wide = false;
+  bool all = false;
   bool diagnostics = false;
   std::string operand;  // the word or the file that stands alone
 };
@@ -34,6 +38,8 @@ struct Options {
 // The commands, each in the file of its name: they return the exit code.
 int report(const Options& options, Streams& streams);
 int record(const Options& options, Streams& streams);
+int exportRecording(const Options& options, Streams& streams);
+int summary(const Options& options, Streams& streams);
 int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);

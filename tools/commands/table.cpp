@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <ctime>
 #include <limits>
 
 #include "tools/commands/words.h"
+#include "tools/views/export.h"
 
 namespace tool {
 
@@ -109,6 +111,39 @@ std::string takeOutput(Options& options, const std::string& text) {
   return text.empty() ? "is no name of a file" : kGood;
 }
 
+std::vector<std::string> formatNames() {
+  std::vector<std::string> names;
+  for (const ExportFormat& format : exportFormats()) names.emplace_back(format.name);
+  return names;
+}
+
+std::string takeFormat(Options& options, const std::string& name) {
+  options.format = name;
+  return findFormat(name) != nullptr ? kGood : "is none of " + formatList();
+}
+
+// 2026-11-21T18:36:22Z, or the seconds since 1970.
+std::string takeStart(Options& options, const std::string& text) {
+  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
+  constexpr int kLatest = std::numeric_limits<int>::max();
+  std::tm utc{};
+  int seconds = 0;
+  const char* const rest = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &utc);
+  if (rest != nullptr && (*rest == '\0' || std::string_view{rest} == "Z")) {
+    options.startUnixNs = static_cast<std::int64_t>(::timegm(&utc)) * kNanosecondsInSecond;
+  } else if (readNumber(text, 0, kLatest, seconds)) {
+    options.startUnixNs = seconds * kNanosecondsInSecond;
+  } else {
+    return "is no time as 2026-11-21T18:36:22Z, in UTC";
+  }
+  return kGood;
+}
+
+std::string takeAll(Options& options, const std::string&) {
+  options.all = true;
+  return kGood;
+}
+
 std::string takeJson(Options& options, const std::string&) {
   options.json = true;
   return kGood;
@@ -162,9 +197,20 @@ const Option kRotate{"--rotate", "LIMIT", "Begin another file at a size (64M) or
                      takeRotation};
 const Option kCompress{"--compress", nullptr, "By gzip, as for a name that ends in .gz", takeCompress};
 const Option kSync{"--sync", "S", "Seconds that a power cut may take of it; 10", takeSync};
-const Option kRecording{"RECORDING", "RECORDING",
+const Option kShownRecording{"RECORDING", "RECORDING",
                         "Show the last sample of this recording instead; - for standard input", takeRecording,
                         nullptr,     true};
+const Option kRecording{"FILE", "FILE", "A recording; - for standard input", takeRecording, nullptr, true,
+                        false,  true};
+const Option kExported{"-o,--output", "OUT",   "The file to write; without, or with -, standard output",
+                       takeOutput,    nullptr, true};
+const Option kFormat{"--format", "FORMAT",
+                     "csv, perfetto, openmetrics, html or board; as the name of OUT says", takeFormat,
+                     formatNames};
+const Option kWideCsv{"--wide", nullptr, "csv: a column a figure, not a line", takeWide};
+const Option kStart{"--start", "TIME",
+                    "When it began, for recordings without a wall clock: 2026-11-21T18:36:22Z", takeStart};
+const Option kAll{"--all", nullptr, "All figures, also those of less interest", takeAll};
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
@@ -177,13 +223,23 @@ const std::vector<Command>& commands() {
       {"report",
        "Everything at a glance, over one interval",
        "tessary report --interval 500 --monitors cpu,process --top 5",
-       {kRecording, kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
+       {kShownRecording, kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
        report},
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
        "tessary record -o drive.jsonl --duration 600 --interval 1000",
        {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync},
        record},
+      {"summary",
+       "A recording in twenty lines: mean, percentiles, extremes, and what was not read",
+       "tessary summary drive.jsonl",
+       {kRecording, kAll, kJson},
+       summary},
+      {"export",
+       "A recording for other programs: spreadsheets, trace viewers, Prometheus, browsers",
+       "tessary export drive.jsonl -o drive.html",
+       {kRecording, kExported, kFormat, kWideCsv, kStart},
+       exportRecording},
       {"doctor",
        "Why a figure is missing: each source, and what to do about it",
        "tessary doctor --monitors gpu,dsp,ddr",

@@ -98,9 +98,11 @@ std::string figureKey(const SectionSchema& section, const TableInfo& table, cons
   return std::string{section.name} + "." + prefix + column.key;
 }
 
+std::string wordsOf(const Value& value) { return std::visit(Words{}, value); }
+
 std::string itemOf(const TableInfo& table, const Row& row) {
   for (std::size_t position = 0; position < table.columns.size(); ++position) {
-    if (table.columns[position].role == kLabel) return std::visit(Words{}, row[position]);
+    if (table.columns[position].role == kLabel) return wordsOf(row[position]);
   }
   return {};
 }

@@ -86,6 +86,9 @@ struct Figure {
 // cpu.load_percent, cpu.cores.clock_khz
 std::string figureKey(const SectionSchema& section, const TableInfo& table, const ColumnInfo& column);
 
+// A label in words; empty when it is absent.
+std::string wordsOf(const Value& value);
+
 // What tells the rows of a table apart, in words: "3", "eth0", "931"; empty for a section's own fields.
 std::string itemOf(const TableInfo& table, const Row& row);
 
