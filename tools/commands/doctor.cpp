@@ -101,11 +101,12 @@ std::string renderSources(const std::vector<Row>& rows, const TextStyle& style) 
 
 }  // namespace
 
-int doctor(const Options& options, const Selection& sections, Streams& streams) {
+int doctor(const Options& options, Streams& streams) {
+  streams.divertLibrary(options.diagnostics);
   const SectionSchema schema{"doctor", "Sources", {kSources.info()}};
   SectionSample sample{&schema, {{}}};
   bool anyRead = false;
-  for (const SectionInfo* const info : sections) {
+  for (const SectionInfo* const info : select(options.monitors, true)) {
     for (const Node& node : info->nodes) {
       for (const Group& group : examine(info->schema.name, node)) {
         sample.tables[0].rows.push_back(kSources.row(group));

@@ -21,13 +21,17 @@ struct Options {
   bool json = false;
   bool wide = false;
   bool diagnostics = false;
+  std::string operand;  // of commands that take a word
 };
 
-// The commands: each returns the exit code.
-int report(const Options& options, const Selection& sections, Streams& streams);
-int record(const Options& options, const Selection& sections, Streams& streams);
-int doctor(const Options& options, const Selection& sections, Streams& streams);
-int selftest(Streams& streams);
+// The commands, each in the file of its name: they return the exit code.
+int report(const Options& options, Streams& streams);
+int record(const Options& options, Streams& streams);
+int doctor(const Options& options, Streams& streams);
+int selftest(const Options& options, Streams& streams);
+int version(const Options& options, Streams& streams);
+int help(const Options& options, Streams& streams);
+int completion(const Options& options, Streams& streams);
 
 // As the terminal can show it, and as NO_COLOR has it.
 TextStyle styleFor(const Sink& sink, const Options& options);

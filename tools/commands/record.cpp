@@ -81,11 +81,12 @@ class Progress {
 
 }  // namespace
 
-int record(const Options& options, const Selection& sections, Streams& streams) {
+int record(const Options& options, Streams& streams) {
+  streams.divertLibrary(options.diagnostics);
   const StopSignal stop;
   const bool toFile = options.output != "-";
   Sink file = toFile ? Sink::file(options.output) : Sink{std::move(streams.out)};
-  Live live{sections, options.plan, true};
+  Live live{select(options.monitors, false), options.plan, true};
   file.write(recordHeader(live.origin()));
 
   Progress progress{streams.error, file};

@@ -6,7 +6,7 @@
 
 namespace tool {
 
-int selftest(Streams& streams) {
+int selftest(const Options&, Streams& streams) {
   int failures = 0;
   for (const SelfTest& test : selfTests()) {
     streams.out.write(std::string{test.name} + "\n");

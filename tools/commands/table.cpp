@@ -1,0 +1,184 @@
+#include "tools/commands/table.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "tools/commands/words.h"
+
+namespace tool {
+
+namespace {
+
+constexpr int kLongestIntervalMs = 3600000;
+constexpr int kMostRows = 100000;
+
+constexpr char kGood[] = "";
+
+// The whole text is a number of the range.
+bool readNumber(const std::string& text, int least, int most, int& number) {
+  int value = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, value);
+  if (result.ec != std::errc{} || result.ptr != end || value < least || value > most) return false;
+  number = value;
+  return true;
+}
+
+std::string notBetween(int least, int most) {
+  return "is no number from " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+std::vector<std::string> monitorNames() {
+  std::vector<std::string> names;
+  for (const SectionInfo* const info : allSections()) names.emplace_back(info->schema.name);
+  return names;
+}
+
+std::vector<std::string> shells() { return {"bash", "zsh"}; }
+
+std::string takeMonitor(Options& options, const std::string& name) {
+  const std::vector<std::string> known = monitorNames();
+  if (std::find(known.begin(), known.end(), name) == known.end()) return "is none of " + joined(known, ", ");
+  options.monitors.push_back(name);
+  return kGood;
+}
+
+std::string takeInterval(Options& options, const std::string& text) {
+  return readNumber(text, 1, kLongestIntervalMs, options.plan.intervalMs) ? kGood
+                                                                          : notBetween(1, kLongestIntervalMs);
+}
+
+std::string takeTop(Options& options, const std::string& text) {
+  int rows = 0;
+  if (!readNumber(text, 1, kMostRows, rows)) return notBetween(1, kMostRows);
+  options.plan.top = static_cast<std::size_t>(rows);
+  return kGood;
+}
+
+std::string takePid(Options& options, const std::string& text) {
+  int pid = 0;
+  if (!readNumber(text, 1, std::numeric_limits<int>::max(), pid)) {
+    return "is no process id: a number above 0, as ps shows it";
+  }
+  std::vector<int>& pids = options.plan.pids;
+  const auto place = std::lower_bound(pids.begin(), pids.end(), pid);
+  if (place == pids.end() || *place != pid) pids.insert(place, pid);
+  return kGood;
+}
+
+std::string takeDuration(Options& options, const std::string& text) {
+  char* end = nullptr;
+  const double seconds = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0) {
+    return "is no number of seconds above 0";
+  }
+  options.duration = seconds;
+  return kGood;
+}
+
+std::string takeOutput(Options& options, const std::string& text) {
+  options.output = text;
+  return text.empty() ? "is no name of a file" : kGood;
+}
+
+std::string takeJson(Options& options, const std::string&) {
+  options.json = true;
+  return kGood;
+}
+
+std::string takeWide(Options& options, const std::string&) {
+  options.wide = true;
+  return kGood;
+}
+
+std::string takeDiagnostics(Options& options, const std::string&) {
+  options.diagnostics = true;
+  return kGood;
+}
+
+std::string takeCommand(Options& options, const std::string& name) {
+  options.operand = name;
+  if (findCommand(name) != nullptr) return kGood;
+  return "is no command" + suggestion(name, commandNames());
+}
+
+std::string takeShell(Options& options, const std::string& name) {
+  options.operand = name;
+  const std::vector<std::string> known = shells();
+  const bool isKnown = std::find(known.begin(), known.end(), name) != known.end();
+  return isKnown ? kGood : "is none of " + joined(known, ", ");
+}
+
+const Option kMonitors{"--monitors",
+                       "NAME,..",
+                       "Only these: cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr",
+                       takeMonitor,
+                       monitorNames,
+                       false,
+                       true};
+const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
+const Option kTop{"--top", "N", "Processes in each table; 10", takeTop};
+const Option kPid{"--pid", "PID,..", "Only these processes", takePid, nullptr, false, true};
+const Option kDiagnostics{"--diagnostics", nullptr, "What the library says, on standard error",
+                          takeDiagnostics};
+const Option kJson{"--json", nullptr, "For programs", takeJson};
+const Option kWide{"--wide", nullptr, "All columns, also those that do not fit the terminal", takeWide};
+const Option kOutput{"-o,--output", "FILE",  "The file, which is overwritten; - for standard output",
+                     takeOutput,    nullptr, true,
+                     false,         true};
+const Option kDuration{"--duration", "S", "End after this many seconds", takeDuration};
+const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
+const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
+
+}  // namespace
+
+std::vector<std::string> Option::allNames() const { return split(names, ','); }
+
+const std::vector<Command>& commands() {
+  static const std::vector<Command> all{
+      {"report",
+       "Everything at a glance, over one interval",
+       "tessary report --interval 500 --monitors cpu,process --top 5",
+       {kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
+       report},
+      {"record",
+       "Sample after sample into a file of JSON lines, until Ctrl-C",
+       "tessary record -o drive.jsonl --duration 600 --interval 1000",
+       {kMonitors, kInterval, kTop, kPid, kDiagnostics, kOutput, kDuration},
+       record},
+      {"doctor",
+       "Why a figure is missing: each source, and what to do about it",
+       "tessary doctor --monitors gpu,dsp,ddr",
+       {kMonitors, kJson, kWide},
+       doctor},
+      {"selftest", "The library's two test runs of the GPU profiler", "tessary selftest", {}, selftest},
+      {"version", "Which build of the library this is", "tessary version", {}, version},
+      {"help", "What a command does and takes", "tessary help record", {kCommandName}, help},
+      {"completion",
+       "The completions of a shell, to be sourced",
+       ". <(tessary completion bash)",
+       {kShell},
+       completion,
+       true},
+  };
+  return all;
+}
+
+const Command* findCommand(const std::string& name) {
+  const std::vector<Command>& all = commands();
+  const auto found =
+      std::find_if(all.begin(), all.end(), [&](const Command& command) { return command.name == name; });
+  return found != all.end() ? &*found : nullptr;
+}
+
+std::vector<std::string> commandNames() {
+  std::vector<std::string> names;
+  for (const Command& command : commands()) {
+    if (!command.isHidden) names.emplace_back(command.name);
+  }
+  return names;
+}
+
+}  // namespace tool
