@@ -50,10 +50,6 @@ struct CellText {
   }
 };
 
-std::string cell(const Value& value, const ColumnInfo& column) {
-  return std::visit(CellText{column.format}, value);
-}
-
 std::string padded(const std::string& text, std::size_t width, bool toTheRight) {
   const std::string blanks(width - std::min(width, text.size()), ' ');
   return toTheRight ? blanks + text : text + blanks;
@@ -69,7 +65,7 @@ void addFields(std::string& text, const std::vector<ColumnInfo>& columns, const 
   for (std::size_t position = 0; position < columns.size(); ++position) {
     if (isAbsent(row[position])) continue;  // among the gaps
     text += kIndent + padded(columns[position].heading, width, false) + kIndent +
-            cell(row[position], columns[position]) + "\n";
+            shown(row[position], columns[position].format) + "\n";
   }
 }
 
@@ -84,7 +80,7 @@ TextColumn textColumn(const ColumnInfo& info, const std::vector<Row>& rows, std:
   TextColumn column{&info, {info.heading}, 0};
   bool words = false;
   for (const Row& row : rows) {
-    column.cells.push_back(cell(row[position], info));
+    column.cells.push_back(shown(row[position], info.format));
     words = words || std::holds_alternative<std::string>(row[position]);
   }
   for (const std::string& text : column.cells) column.width = std::max(column.width, text.size());
@@ -155,6 +151,8 @@ std::string gapText(const Gap& gap, const SectionSample& sample) {
 }
 
 }  // namespace
+
+std::string shown(const Value& value, const Format& format) { return std::visit(CellText{format}, value); }
 
 std::string ranges(const std::vector<std::size_t>& positions, const std::vector<std::string>& names) {
   std::string text;

@@ -21,6 +21,9 @@ struct TextStyle {
 // A heading with the section's fields, tables and gaps below it.
 std::string renderText(const SectionSample& sample, const TextStyle& style);
 
+// The figure in the unit that text has it in: 37.5 %, 1.5 MiB/s; - where it is absent.
+std::string shown(const Value& value, const Format& format);
+
 // The names at ascending positions, those of more than two in a row as "first to last": "0 to 2, 5" for 0, 1,
 // 2, 5, and "eth0, eth1" for two.
 std::string ranges(const std::vector<std::size_t>& positions, const std::vector<std::string>& names);
