@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <future>
 #include <numeric>
+#include <utility>
 
 #include "tools/commands/options.h"
 #include "tools/output.h"
@@ -12,20 +14,13 @@ namespace tool {
 
 namespace {
 
-constexpr int kNotEnoughData = 3;
-
-struct Named {
-  std::string text;
-  Selector selector;
-};
-
 // Fixed figures describe the machine: they are not better or worse.
 Recorded::Wanted wantedOf(const std::vector<Selector>& selectors) {
   return [selectors](const Figure& figure) {
     if (figure.column.role != kFigure) return false;
-    return selectors.empty() || std::any_of(selectors.begin(), selectors.end(), [&](const Selector& selector) {
-             return selector.matches(figure);
-           });
+    return selectors.empty() ||
+           std::any_of(selectors.begin(), selectors.end(),
+                       [&](const Selector& selector) { return selector.matches(figure); });
   };
 }
 
@@ -38,9 +33,8 @@ struct ReadSide {
 ReadSide readSide(const std::vector<std::string>& files, const Recorded::Wanted& wanted) {
   ReadSide side;
   for (const std::string& file : files) {
-    const auto source = openRecording(file, allSchemas(), [&side](const std::string& text) {
-      side.warnings += "tessary: " + text + "\n";
-    });
+    const auto source = openRecording(
+        file, allSchemas(), [&side](const std::string& text) { side.warnings += "tessary: " + text + "\n"; });
     Recorded& recorded = side.recordings.emplace_back(wanted);
     while (const std::optional<Report> report = source->next()) recorded.add(*report);
     if (recorded.samples() == 0) throw Failure{file + ": holds no sample"};
@@ -49,6 +43,22 @@ ReadSide readSide(const std::vector<std::string>& files, const Recorded::Wanted&
     side.summary.seconds += std::accumulate(recorded.seconds().begin(), recorded.seconds().end(), 0.0);
   }
   return side;
+}
+
+// What was asked for by name and is in no recording.
+void addUnseen(Comparison& comparison, const std::vector<Selector>& selectors, const ReadSide& base,
+               const ReadSide& other) {
+  for (const Selector& selector : selectors) {
+    const auto isSeen = [&selector](const Recorded& recorded) {
+      const std::deque<RecordedFigure>& figures = recorded.figures();
+      return std::any_of(figures.begin(), figures.end(), [&](const RecordedFigure& figure) {
+        return selector.matches({*figure.section, *figure.table, *figure.column, figure.row, figure.row[0]});
+      });
+    };
+    const bool seen = std::any_of(base.recordings.begin(), base.recordings.end(), isSeen) ||
+                      std::any_of(other.recordings.begin(), other.recordings.end(), isSeen);
+    if (!seen) comparison.left.push_back({selector.text, "in no sample of either side"});
+  }
 }
 
 int exitCode(const Comparison& comparison, bool askedByName) {
@@ -72,7 +82,8 @@ int compare(const Options& options, Streams& streams) {
   }
 
   const Recorded::Wanted wanted = wantedOf(options.figures);
-  std::future<ReadSide> reading = std::async(std::launch::async, readSide, std::cref(other), std::cref(wanted));
+  std::future<ReadSide> reading =
+      std::async(std::launch::async, readSide, std::cref(other), std::cref(wanted));
   const ReadSide bases = readSide(base, wanted);
   const ReadSide others = reading.get();
   const std::string warnings = bases.warnings + others.warnings;
@@ -81,9 +92,10 @@ int compare(const Options& options, Streams& streams) {
   ComparisonPlan plan;
   plan.least = options.leastPercent / 100;
   Comparison comparison = compare(bases.recordings, others.recordings, plan);
-  addUnseen(comparison, options.figures);
+  addUnseen(comparison, options.figures, bases, others);
   streams.out.write(options.json ? comparisonJson(comparison, bases.summary, others.summary, plan)
-                                 : comparisonText(comparison, bases.summary, others.summary, styleFor(streams.out, options)));
+                                 : comparisonText(comparison, bases.summary, others.summary,
+                                                  styleFor(streams.out, options)));
   return exitCode(comparison, !options.figures.empty());
 }
 

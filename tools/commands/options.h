@@ -7,11 +7,12 @@
 
 #include "tools/output.h"
 #include "tools/sections/sections.h"
+#include "tools/verdict/selector.h"
 #include "tools/views/text.h"
 
 namespace tool {
 
-enum ExitCode { kOk = 0, kNothingRead = 1, kUsage = 2 };
+enum ExitCode { kOk = 0, kNothingRead = 1, kLimitPassed = 1, kUsage = 2, kNotEnoughData = 3 };
 
 struct Options {
   std::vector<std::string> monitors;  // names of sections; empty: the command's own choice
@@ -21,7 +22,11 @@ struct Options {
   bool json = false;
   bool wide = false;
   bool diagnostics = false;
-  std::string operand;  // of commands that take a word
+  std::string operand;             // of commands that take a word
+  std::vector<std::string> files;  // recordings to read
+  std::vector<std::string> with;   // and those to compare them with
+  std::vector<Selector> figures;   // empty: all
+  double leastPercent = 5;         // changes below do not matter
 };
 
 // The commands, each in the file of its name: they return the exit code.
@@ -31,6 +36,7 @@ int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);
 int help(const Options& options, Streams& streams);
+int compare(const Options& options, Streams& streams);
 int completion(const Options& options, Streams& streams);
 
 // As the terminal can show it, and as NO_COLOR has it.

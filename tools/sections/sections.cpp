@@ -23,6 +23,12 @@ const Selection& allSections() {
   return all;
 }
 
+std::vector<const SectionSchema*> allSchemas() {
+  std::vector<const SectionSchema*> schemas;
+  for (const SectionInfo* const info : allSections()) schemas.push_back(&info->schema);
+  return schemas;
+}
+
 Selection select(const std::vector<std::string>& names, bool withOnRequest) {
   Selection selection;
   for (const SectionInfo* const info : allSections()) {

@@ -12,6 +12,7 @@ namespace tool {
 using Selection = std::vector<const SectionInfo*>;
 
 const Selection& allSections();
+std::vector<const SectionSchema*> allSchemas();
 
 // Those that are named, in the order of a report; without names all, or all but those that are on request.
 Selection select(const std::vector<std::string>& names, bool withOnRequest);

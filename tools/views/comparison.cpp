@@ -28,7 +28,8 @@ std::string shareText(const char* format, double value, double base, const Compa
 std::string changeText(const Change& change, double base, const ComparedFigure& compared) {
   if (base == 0) {
     const Format& format = compared.figure->column->format;
-    return (change.value < 0 ? "-" : "+") + shown(std::fabs(change.value), format) + " +-" + shown(change.margin, format);
+    return (change.value < 0 ? "-" : "+") + shown(std::fabs(change.value), format) + " +-" +
+           shown(change.margin, format);
   }
   const std::string value = formatted("%+.1f", 100 * change.value / std::fabs(base));
   return value + formatted(" +-%.1f", 100 * change.margin / std::fabs(base)) + " %";
@@ -47,11 +48,14 @@ constexpr Column<Line> kColumns[] = {
     {"base_mean", "mean", kPlain, "", [](const Line& l) -> Value { return l.baseMean; }},
     {"new_mean", "new", kPlain, "", [](const Line& l) -> Value { return l.otherMean; }},
     {"mean_change", "change", kPlain, "", [](const Line& l) -> Value { return l.meanChange; }},
-    {"mean_smallest", "shown from", kPlain, "", [](const Line& l) -> Value { return l.meanSmallest; }, kFigure, kNeither, 1},
+    {"mean_smallest", "shown from", kPlain, "", [](const Line& l) -> Value { return l.meanSmallest; },
+     kFigure, kNeither, 1},
     {"base_p95", "p95", kPlain, "", [](const Line& l) -> Value { return l.baseP95; }, kFigure, kNeither, 2},
     {"new_p95", "new", kPlain, "", [](const Line& l) -> Value { return l.otherP95; }, kFigure, kNeither, 2},
-    {"p95_change", "change", kPlain, "", [](const Line& l) -> Value { return l.p95Change; }, kFigure, kNeither, 2},
-    {"p95_smallest", "shown from", kPlain, "", [](const Line& l) -> Value { return l.p95Smallest; }, kFigure, kNeither, 3},
+    {"p95_change", "change", kPlain, "", [](const Line& l) -> Value { return l.p95Change; }, kFigure,
+     kNeither, 2},
+    {"p95_smallest", "shown from", kPlain, "", [](const Line& l) -> Value { return l.p95Smallest; }, kFigure,
+     kNeither, 3},
 };
 const Table<Line> kLines{"figures", "figure", kColumns};
 
@@ -81,9 +85,9 @@ std::vector<const ComparedFigure*> sorted(const Comparison& comparison) {
   for (const ComparedFigure& figure : comparison.figures) {
     if (!figure.constant) figures.push_back(&figure);
   }
-  std::stable_sort(figures.begin(), figures.end(), [](const ComparedFigure* left, const ComparedFigure* right) {
-    return left->verdict < right->verdict;
-  });
+  std::stable_sort(
+      figures.begin(), figures.end(),
+      [](const ComparedFigure* left, const ComparedFigure* right) { return left->verdict < right->verdict; });
   return figures;
 }
 
@@ -96,8 +100,9 @@ std::string sideText(const char* title, const ComparedSide& side) {
 std::string countsText(const Comparison& comparison) {
   std::string text;
   for (const Verdict verdict : {kWorse, kBetter, kChanged, kSame, kNotEnough}) {
-    const auto count = std::count_if(comparison.figures.begin(), comparison.figures.end(),
-                                     [verdict](const ComparedFigure& figure) { return figure.verdict == verdict; });
+    const auto count =
+        std::count_if(comparison.figures.begin(), comparison.figures.end(),
+                      [verdict](const ComparedFigure& figure) { return figure.verdict == verdict; });
     text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + verdictName(verdict);
   }
   const auto constant = std::count_if(comparison.figures.begin(), comparison.figures.end(),
@@ -117,7 +122,10 @@ std::string leftText(const std::vector<NotCompared>& left) {
 using Json = nlohmann::ordered_json;
 
 Json sideJson(const SideSummary& side) {
-  return {{"mean", side.mean}, {"p95", side.p95}, {"samples", side.samples}, {"effective_samples", std::round(side.effective)}};
+  return {{"mean", side.mean},
+          {"p95", side.p95},
+          {"samples", side.samples},
+          {"effective_samples", std::round(side.effective)}};
 }
 
 Json changeJson(const Change& change) {
@@ -159,7 +167,8 @@ std::string comparisonText(const Comparison& comparison, const ComparedSide& bas
   if (!figures.empty()) {
     const SectionSchema schema{"compare", "Comparison", {kLines.info()}};
     SectionSample sample{&schema, {{}}};
-    for (const ComparedFigure* const figure : figures) sample.tables[0].rows.push_back(kLines.row(lineOf(*figure)));
+    for (const ComparedFigure* const figure : figures)
+      sample.tables[0].rows.push_back(kLines.row(lineOf(*figure)));
     text += renderText(sample, style) + "\n";
   }
   return text + countsText(comparison) + leftText(comparison.left);
@@ -168,12 +177,8 @@ std::string comparisonText(const Comparison& comparison, const ComparedSide& bas
 std::string comparisonJson(const Comparison& comparison, const ComparedSide& base, const ComparedSide& other,
                            const ComparisonPlan& plan) {
   constexpr int kIndent = 2;
-  Json json{{"schema", "tessary-compare"},
-            {"version", 1},
-            {"base", namesJson(base.names)},
-            {"new", namesJson(other.names)},
-            {"alpha", plan.alpha},
-            {"least_percent", 100 * plan.least},
+  Json json{{"schema", "tessary-compare"},   {"version", 1},        {"base", namesJson(base.names)},
+            {"new", namesJson(other.names)}, {"alpha", plan.alpha}, {"least_percent", 100 * plan.least},
             {"tests", comparison.tests}};
   Json& figures = json["figures"] = Json::array();
   for (const ComparedFigure& figure : comparison.figures) figures.push_back(figureJson(figure));
