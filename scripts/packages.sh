@@ -25,7 +25,8 @@ require_packages() {
   rm -f "$log"
 }
 
-readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev)
+readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev
+  zlib1g-dev)
 readonly TEST_PACKAGES=(clang clang-tidy clang-format)
 
 # Configures and builds a preset; shows the compiler's words only when something is wrong. Further arguments are

@@ -34,11 +34,11 @@ class Sink {
   void write(std::string_view text);
 
   bool isTerminal() const;
+  int descriptor() const { return descriptor_; }
 
   // Characters in a line of the terminal; 80 when it does not know, as a terminal over a debug bridge.
   std::size_t columns() const;
 
-  int descriptor() const { return descriptor_; }
   const std::string& name() const { return name_; }
   std::size_t written() const { return written_; }  // bytes
 

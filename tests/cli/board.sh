@@ -5,10 +5,11 @@
 
 golden=$(dirname "$0")/golden
 # BOARD SEED ARGUMENT..
-on() { "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
+on() { timeout --kill-after=5 60 "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
 same() { cmp -s "$1" "$2" || fail "$3: $(diff "$1" "$2" | head -n 20)"; }
 
-# Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds.
+# Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds; a zone, an
+# interface and a disk appear after three and a half.
 on hostile 1 report --top 5 >"$work/out" 2>"$work/err" || fail "report: exit code $?"
 empty err
 [ -z "${UPDATE_GOLDEN:-}" ] || cp "$work/out" "$golden/report.txt"
@@ -44,7 +45,12 @@ at 3 '{"core":4,"load_percent":75.0,"steal_percent":0.0,"clock_khz":1180800,'
 at 3 '{"pid":500,"name":"short_lived","cpu_percent":50.0,"user_seconds":0.5,"system_seconds":0.0}'
 at 3 '"items":["zones[1].temperature_celsius"],"error":"/sys/class/thermal/thermal_zone#/temp: Invalid argument"'
 at 3 '{"zone":"thermal_zone4","type":"frost","temperature_celsius":-40.0}'
-at 4 '{"pid":501,"name":"late","cpu_percent":12.5,"user_seconds":0.125,"system_seconds":0.0}'
+at 4 '{"pid":501,"name":"late","cpu_percent":25.0,"user_seconds":0.125,"system_seconds":0.125}'
+sed -n 4p "$work/recording" | grep -qE 'thermal_zone5|usb0|sdc' && fail "second 3 has what appears later"
+at 4 '{"zone":"thermal_zone5","type":"plugged","temperature_celsius":25.0}'
+at 4 '"disk":{"errors":[{"items":["disks"],"error":"a disk appeared or disappeared during the interval"}]}'
+at 5 '{"interface":"usb0","rx_bytes_per_second":700.0,'
+at 5 '{"disk":"sdc","read_bytes_per_second":2048.0,'
 at 5 '{"interface":"eth0","rx_bytes_per_second":125000.0,'  # a wrap at 64 bits is none
 at 5 '"items":["interfaces[2].tx_bytes_per_second"],"error":"the counter went back"'
 at 6 '{"disk":"sda","read_bytes_per_second":1048576.0,"write_bytes_per_second":524288.0}'
@@ -62,11 +68,22 @@ at 12 '"ddr":{"a1":1000,"a2":800,"a_total":1800,"b1":1200,"b2":600,"b_total":180
 at 12 '"items":["*","top"],"error":"/proc/#/smaps_rollup: Permission denied (25 of 26 could be read)"'
 at 13 '"disk":{"errors":[{"items":["disks"],"error":"/proc/diskstats: Too many open files"}]}'
 at 13 '"process":{"errors":[{"items":["*","top"],"error":"/proc: Too many open files"}]}'
-at 16 '"processes":26,"cpu_percent":72.5,'
+at 14 '"items":["cores[5].clock_khz"],"error":"/sys/devices/system/cpu/cpu#/cpufreq/cpuinfo_cur_freq: Input/output error"'
+at 15 '{"disk":"sdb","write_bytes_per_second":0.0}'
+at 15 '"items":["disks[1].read_bytes_per_second"],"error":"/proc/diskstats: its counter went back"'
+at 16 '"processes":26,"cpu_percent":85.0,'
 
 on hostile 1 doctor --monitors thermal,ddr >"$work/out" || fail "doctor: exit code $?"
 grep -qE 'thermal +/sys/class/thermal/thermal_zone#/temp +5 +read +0.000 ms$' "$work/out" || fail "$(cat "$work/out")"
+
+# What the library prints stands between the name of a test run and its verdict, also when the output is a file.
 on hostile 1 selftest >"$work/out" || fail "selftest: exit code $?"
-holds out "run_test: passed"
+order=$(uniq <(sed 's/^Zoltrace: .*\|^Metric value .*\|.*ID = .*/  words/; /^$/d' "$work/out"))
+[ "$order" = "RealTimeMetricsSample
+  words
+RealTimeMetricsSample: passed
+run_test
+  words
+run_test: passed" ] || fail "selftest: $order"
 
 finish

@@ -34,8 +34,8 @@ done
 
 # Disk full: the file keeps its whole lines, and the error names it.
 (
-  ulimit -f 8
-  ${EMULATOR:-} "$TESSARY" record -o "$file" --interval 1 --monitors memory 2>"$work/err"
+  ulimit -f 32
+  ${EMULATOR:-} "$TESSARY" record -o "$file" --interval 10 --monitors memory 2>"$work/err"
 ) && fail "a full disk is no error"
 holds err "$file: File too large"
 lines 20 || fail "a full disk leaves $(wc -l <"$file") lines"

@@ -12,6 +12,25 @@ holds err "Changed Sample Time = 20"
 holds err "CPU_MON_INTERFACE : Constructor done."
 lacks out "Changed Sample Time"
 
+# On a terminal: COLUMNS ARGUMENT..
+on_terminal() {
+  script -qec "stty cols $1 rows 0; ${EMULATOR:-} '$TESSARY' ${*:2}" /dev/null </dev/null | tr -d '\r' >"$work/out"
+}
+on_terminal 60 report --interval 20 --monitors net
+holds out "too wide for the terminal: "
+holds out "received"
+lacks out "  collisions"
+on_terminal 0 report --interval 20 --monitors net  # as over adb: 80 columns
+holds out "too wide for the terminal: "
+holds out "dropped in"
+on_terminal 60 report --interval 20 --monitors net --wide
+lacks out "too wide"
+holds out "collisions"
+on_terminal 80 record -o - --interval 10 --duration 0.03 --monitors memory
+lacks out " samples, "
+on_terminal 80 record -o "$work/recording" --interval 10 --duration 0.03 --monitors memory
+holds out " samples, "
+
 # A reader that has gone is no error, and no noise.
 tessary report --interval 20 2>"$work/err" | true
 [ "${PIPESTATUS[0]}" -eq 0 ] || fail "a closed pipe is an error"

@@ -2,10 +2,13 @@
 #ifndef TESSARY_TOOLS_COMMANDS_OPTIONS_H
 #define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/output.h"
+#include "tools/recording/rotation.h"
 #include "tools/sections/sections.h"
 #include "tools/verdict/selector.h"
 #include "tools/views/text.h"
@@ -16,13 +19,17 @@ enum ExitCode { kOk = 0, kNothingRead = 1, kLimitPassed = 1, kUsage = 2, kNotEno
 
 struct Options {
   std::vector<std::string> monitors;  // names of sections; empty: the command's own choice
-  Plan plan;
-  std::string output;   // the recording's file, - for standard output
-  double duration = 0;  // seconds of recording, 0: until it is stopped
+  Plan plan;                          // without the rows of its tables
+  std::optional<std::size_t> top;     // those; none: the command's own choice
+  std::string output;                 // the recording's file, - for standard output
+  double duration = 0;                // seconds of recording, 0: until it is stopped
+  Rotation rotation;
+  double syncSeconds = 10;  // between forced writes to the disk
+  bool compress = false;
   bool json = false;
   bool wide = false;
   bool diagnostics = false;
-  std::string operand;             // of commands that take a word
+  std::string operand;             // the word or the file that stands alone
   std::vector<std::string> files;  // recordings to read
   std::vector<std::string> with;   // and those to compare them with
   std::vector<Selector> figures;   // empty: all

@@ -1,12 +1,12 @@
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <string_view>
+#include <utility>
 
 #include "tools/commands/options.h"
+#include "tools/commands/stop_signal.h"
+#include "tools/recording/file.h"
 #include "tools/recording/live.h"
 #include "tools/views/json.h"
 
@@ -14,52 +14,31 @@ namespace tool {
 
 namespace {
 
+constexpr std::size_t kRows = 50;  // of the tables of processes
 constexpr double kNanosecondsInSecond = 1e9;
+constexpr double kLongest = 1e9;  // seconds: what is longer has no end either
+constexpr std::string_view kCompressed = ".gz";
 
-// Ctrl-C and the termination signal, as a descriptor that becomes readable. The second one of them ends the
-// program at once.
-class StopSignal {
- public:
-  StopSignal() {
-    descriptor_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    struct sigaction action {};
-    action.sa_handler = [](int) {
-      const int before = errno;
-      ::eventfd_write(descriptor_, 1);
-      errno = before;
-    };
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    ::sigaction(SIGINT, &action, nullptr);
-    ::sigaction(SIGTERM, &action, nullptr);
-  }
-
-  static int descriptor() { return descriptor_; }
-
-  static bool raised() {
-    pollfd event{descriptor_, POLLIN, 0};
-    return ::poll(&event, 1, 0) > 0;
-  }
-
- private:
-  static inline int descriptor_ = kNoStop;
-};
+// 0 for 0 alone.
+std::int64_t nanoseconds(double seconds) {
+  return static_cast<std::int64_t>(std::ceil(std::min(seconds, kLongest) * kNanosecondsInSecond));
+}
 
 class Progress {
  public:
   // Not among the lines of a recording on the same terminal.
-  Progress(Sink& terminal, const Sink& recording)
-      : terminal_{terminal}, shown_{terminal.isTerminal() && !recording.isTerminal()} {}
+  Progress(Sink& terminal, const RecordingFile& file)
+      : terminal_{terminal}, shown_{terminal.isTerminal() && !file.isTerminal()} {}
   ~Progress() {
     if (any_) say("\n");
   }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void show(int samples, double seconds, const Sink& target) {
+  void show(int samples, double seconds, const RecordingFile& file) {
     if (!shown_) return;
     char text[128];
-    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds,
-                  target.written() / 1024);
+    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds, file.written() / 1024);
     say(text);
     any_ = true;
   }
@@ -79,33 +58,84 @@ class Progress {
   bool any_ = false;
 };
 
+// Says once that samples were left out. Those that the machine slept through were not.
+class Punctuality {
+ public:
+  Punctuality(Sink& error, int intervalMs) : error_{error}, intervalMs_{intervalMs} {}
+
+  void look(const Report& report) {
+    if (told_ || report.missed == 0 || report.suspendedMs != 0) return;
+    told_ = true;
+    error_.write("tessary: reading takes too long for an interval of " + std::to_string(intervalMs_) +
+                 " ms: samples are left out, and the recording says how many\n");
+  }
+
+ private:
+  Sink& error_;
+  int intervalMs_;
+  bool told_ = false;
+};
+
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+FilePlan filePlan(const Options& options) {
+  FilePlan plan;
+  plan.path = options.output;
+  plan.compress = options.compress || endsWith(options.output, kCompressed);
+  plan.rotation = options.rotation;
+  plan.syncNs = nanoseconds(options.syncSeconds);
+  return plan;
+}
+
+RecordingFile openFile(const Options& options, const Live& live, Streams& streams) {
+  // A later part begins when it begins, not with the recording.
+  const auto header = [&live, first = true]() mutable {
+    Origin origin = live.origin();
+    if (!std::exchange(first, false)) {
+      origin.bootTimeNs = bootTime();
+      origin.unixTimeNs = unixTime();
+    }
+    return recordHeader(origin);
+  };
+  if (options.output == "-") return {filePlan(options), std::move(streams.out), bootTime(), header};
+  return {filePlan(options), bootTime(), header,
+          [&streams](const std::string& text) { streams.error.write("tessary: " + text + "\n"); }};
+}
+
 }  // namespace
 
 int record(const Options& options, Streams& streams) {
+  if (options.output == "-" && options.rotation.wanted()) {
+    streams.error.write("tessary: --rotate needs a file, to begin others beside it\n");
+    return kUsage;
+  }
   streams.divertLibrary(options.diagnostics);
   const StopSignal stop;
-  const bool toFile = options.output != "-";
-  Sink file = toFile ? Sink::file(options.output) : Sink{std::move(streams.out)};
-  Live live{select(options.monitors, false), options.plan, true};
-  file.write(recordHeader(live.origin()));
+  Plan plan = options.plan;
+  plan.top = options.top.value_or(kRows);
+  plan.keep = true;
+  Live live{select(options.monitors, false), plan, nanoseconds(options.duration)};
+  RecordingFile file = openFile(options, live, streams);
 
   Progress progress{streams.error, file};
-  const std::int64_t start = bootTime();
+  Punctuality punctuality{streams.error, options.plan.intervalMs};
   bool anyFigures = false;
-  for (int samples = 1; !StopSignal::raised(); ++samples) {
+  int samples = 0;
+  while (!StopSignal::raised()) {
     const std::optional<Report> report = live.next(StopSignal::descriptor());
     if (!report) break;
-    file.write(recordLine(*report));
+    file.add(recordLine(*report), report->bootTimeNs);
     anyFigures = anyFigures || hasFigures(*report);
-    const double seconds = static_cast<double>(report->bootTimeNs - start) / kNanosecondsInSecond;
-    progress.show(samples, seconds, file);
-    if (options.duration > 0 && seconds >= options.duration) {
-      if (anyFigures) return kOk;
-      streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
-      return kNothingRead;
-    }
+    punctuality.look(*report);
+    const std::int64_t passed = report->bootTimeNs - live.origin().bootTimeNs;
+    progress.show(++samples, static_cast<double>(passed) / kNanosecondsInSecond, file);
   }
-  return kOk;
+  file.finish();
+  if (anyFigures || StopSignal::raised()) return kOk;
+  streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
+  return kNothingRead;
 }
 
 }  // namespace tool

@@ -11,6 +11,7 @@ namespace tool {
 
 namespace {
 
+constexpr int kShortestIntervalMs = 10;  // the kernel counts CPU time in as many
 constexpr int kLongestIntervalMs = 3600000;
 constexpr int kMostRows = 100000;
 
@@ -46,14 +47,18 @@ std::string takeMonitor(Options& options, const std::string& name) {
 }
 
 std::string takeInterval(Options& options, const std::string& text) {
-  return readNumber(text, 1, kLongestIntervalMs, options.plan.intervalMs) ? kGood
-                                                                          : notBetween(1, kLongestIntervalMs);
+  const bool good = readNumber(text, kShortestIntervalMs, kLongestIntervalMs, options.plan.intervalMs);
+  return good ? kGood : notBetween(kShortestIntervalMs, kLongestIntervalMs);
 }
 
 std::string takeTop(Options& options, const std::string& text) {
+  if (text == "all") {
+    options.top = std::numeric_limits<std::size_t>::max();
+    return kGood;
+  }
   int rows = 0;
-  if (!readNumber(text, 1, kMostRows, rows)) return notBetween(1, kMostRows);
-  options.plan.top = static_cast<std::size_t>(rows);
+  if (!readNumber(text, 1, kMostRows, rows)) return notBetween(1, kMostRows) + ", and not \"all\"";
+  options.top = static_cast<std::size_t>(rows);
   return kGood;
 }
 
@@ -68,14 +73,35 @@ std::string takePid(Options& options, const std::string& text) {
   return kGood;
 }
 
-std::string takeDuration(Options& options, const std::string& text) {
+bool readSeconds(const std::string& text, double& seconds) {
   char* end = nullptr;
-  const double seconds = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds <= 0) {
-    return "is no number of seconds above 0";
-  }
-  options.duration = seconds;
+  seconds = std::strtod(text.c_str(), &end);
+  return !text.empty() && *end == '\0' && std::isfinite(seconds) && seconds >= 0;
+}
+
+std::string takeDuration(Options& options, const std::string& text) {
+  return readSeconds(text, options.duration) && options.duration > 0 ? kGood : "is no number of seconds above 0";
+}
+
+std::string takeSync(Options& options, const std::string& text) {
+  return readSeconds(text, options.syncSeconds) ? kGood : "is no number of seconds";
+}
+
+std::string takeRotation(Options& options, const std::string& text) {
+  const std::optional<Rotation> rotation = parseRotation(text);
+  if (!rotation) return "is no size (500K, 64M, 2G) and no time (90s, 10min, 1h, 1d)";
+  options.rotation = *rotation;
   return kGood;
+}
+
+std::string takeCompress(Options& options, const std::string&) {
+  options.compress = true;
+  return kGood;
+}
+
+std::string takeRecording(Options& options, const std::string& text) {
+  options.operand = text;
+  return text.empty() ? "is no name of a file" : kGood;
 }
 
 std::string takeOutput(Options& options, const std::string& text) {
@@ -146,7 +172,10 @@ const Option kMonitors{"--monitors",
                        false,
                        true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
-const Option kTop{"--top", "N", "Processes in each table; 10", takeTop};
+const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
+const Option kRecordedTop{"--top", "N",
+                          "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live",
+                          takeTop};
 const Option kPid{"--pid", "PID,..", "Only these processes", takePid, nullptr, false, true};
 const Option kDiagnostics{"--diagnostics", nullptr, "What the library says, on standard error",
                           takeDiagnostics};
@@ -156,6 +185,13 @@ const Option kOutput{"-o,--output", "FILE",  "The file, which is overwritten; - 
                      takeOutput,    nullptr, true,
                      false,         true};
 const Option kDuration{"--duration", "S", "End after this many seconds", takeDuration};
+const Option kRotate{"--rotate", "LIMIT", "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..",
+                     takeRotation};
+const Option kCompress{"--compress", nullptr, "By gzip, as for a name that ends in .gz", takeCompress};
+const Option kSync{"--sync", "S", "Seconds that a power cut may take of it; 10", takeSync};
+const Option kRecording{"RECORDING", "RECORDING",
+                        "Show the last sample of this recording instead; - for standard input", takeRecording,
+                        nullptr,     true};
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
@@ -181,12 +217,12 @@ const std::vector<Command>& commands() {
       {"report",
        "Everything at a glance, over one interval",
        "tessary report --interval 500 --monitors cpu,process --top 5",
-       {kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
+       {kRecording, kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
        report},
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
        "tessary record -o drive.jsonl --duration 600 --interval 1000",
-       {kMonitors, kInterval, kTop, kPid, kDiagnostics, kOutput, kDuration},
+       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync},
        record},
       {"compare",
        "Whether a new build is worse than its base, and by how much",

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "tools/figures/utf8.h"
+#include "tools/views/escaping.h"
 
 namespace tool {
 

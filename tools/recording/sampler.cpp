@@ -8,6 +8,9 @@ namespace {
 
 constexpr double kNanosecondsInMillisecond = 1e6;
 
+// The clocks are read one after the other, and the thread may lose its core between: no suspend is as short.
+constexpr std::int64_t kBetweenReadings = 50'000'000;
+
 // The text of the exception that `step` ends with; empty without one.
 template <typename Step>
 std::string failureOf(const Step& step) {
@@ -22,18 +25,18 @@ std::string failureOf(const Step& step) {
 }  // namespace
 
 Sampler::Sampler(const Selection& sections, const Plan& plan, bool paced)
-    : intervalMs_{plan.intervalMs}, paced_{paced} {
+    : paced_{paced} {
   for (const SectionInfo* const info : sections) {
     Opened& opened = sections_.emplace_back(Opened{info, nullptr, {}});
     opened.failure = failureOf([&] { opened.section = info->open(plan); });
   }
 }
 
-std::optional<Report> Sampler::sample(int stop) {
+std::optional<Report> Sampler::sample(int waitMs, int stop) {
   std::vector<std::function<void()>> waits;
   for (Opened& opened : sections_) {
     if (!opened.section) continue;
-    opened.failure = failureOf([&] { opened.section->begin(); });
+    opened.failure = failureOf([&] { opened.section->begin(waitMs); });
     if (!opened.failure.empty()) continue;
     for (std::function<void()>& wait : opened.section->waits()) {
       waits.push_back([&opened, wait = std::move(wait)] {
@@ -43,16 +46,19 @@ std::optional<Report> Sampler::sample(int stop) {
     }
   }
 
-  if (paced_ && waits.empty()) waits.push_back(sleepFor(intervalMs_));
+  if (paced_ && waits.empty()) waits.push_back(sleepFor(waitMs));
 
+  const std::int64_t awake = awakeTime();
   const std::int64_t start = bootTime();
   if (!runSideBySide(waits, stop)) return std::nullopt;
   const std::int64_t end = bootTime();
+  const std::int64_t slept = (end - start) - (awakeTime() - awake);
 
   Report report;
   report.bootTimeNs = end;
   report.unixTimeNs = unixTime();
   report.intervalMs = static_cast<double>(end - start) / kNanosecondsInMillisecond;
+  if (slept > kBetweenReadings) report.suspendedMs = static_cast<double>(slept) / kNanosecondsInMillisecond;
   for (Opened& opened : sections_) {
     SectionSample sample{&opened.info->schema, {}};
     if (opened.failure.empty()) {

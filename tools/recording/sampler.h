@@ -15,11 +15,11 @@ namespace tool {
 
 class Sampler {
  public:
-  // A paced sampler waits through the interval even when no section has to.
-  Sampler(const Selection& sections, const Plan& plan, bool paced = false);
+  // A paced sampler waits even when no section has to.
+  Sampler(const Selection& sections, const Plan& plan, bool paced);
 
-  // None when `stop` became readable during the interval.
-  std::optional<Report> sample(int stop = kNoStop);
+  // Over so many milliseconds. None when `stop` became readable during the wait.
+  std::optional<Report> sample(int waitMs, int stop);
 
  private:
   struct Opened {
@@ -28,7 +28,6 @@ class Sampler {
     std::string failure;               // of the opening, or of this sample
   };
 
-  int intervalMs_;
   bool paced_;
   std::vector<Opened> sections_;
 };

@@ -112,10 +112,11 @@ Value percentage(double value) {
 
 class CpuSection : public Section {
  public:
-  explicit CpuSection(const Plan& plan) : cores_{static_cast<std::size_t>(std::max(monitor_.numCores, 0))} {
-    monitor_.tessary_setSamplingTime(plan.intervalMs);
+  explicit CpuSection(const Plan&) : cores_{static_cast<std::size_t>(std::max(monitor_.numCores, 0))} {
     identify();
   }
+
+  void begin(int waitMs) override { monitor_.tessary_setSamplingTime(waitMs); }
 
   std::vector<std::function<void()>> waits() override {
     return {[this] {
@@ -205,7 +206,7 @@ class CpuSection : public Section {
   // A share of the time of all cores, by the processor's own line. The lines of its cores are its parts: when
   // they changed, the counters are those of others.
   Value shareOfTime(std::int64_t CpuTimes::Ticks::*counter) const {
-    if (!before_.all || !after_.all) return absentBecause(kStat, "its first line has no counters");
+    if (!before_.all || !after_.all) return absentBecause(kStat, "/proc/stat: its first line could not be read");
     if (before_.cores != after_.cores) return Absent{kLinesChanged};
     const CpuTimes::Ticks& before = *before_.all;
     const CpuTimes::Ticks& after = *after_.all;

@@ -1,5 +1,6 @@
 #include <tessary/ddr_mon.h>
 
+#include <cmath>
 #include <optional>
 
 #include "tools/sections/section.h"
@@ -12,6 +13,8 @@ namespace {
 const Node kDevice{"/dev/profiler", checkDevice, "the kernel needs the board's bandwidth profiler"};
 const Node kPlatform{"getprop ro.board.platform", checkCommand,
                      "Android's property tool; the older device interface is used without"};
+
+constexpr double kMillisecondsInSecond = 1000;
 
 using Traffic = const std::uint64_t*;  // the library's table of six
 
@@ -38,20 +41,23 @@ constexpr Table<Traffic> kTraffic{nullptr, "", kColumns};
 
 class DdrSection : public Section {
  public:
-  explicit DdrSection(const Plan& plan) : intervalMs_{plan.intervalMs} {}
+  explicit DdrSection(const Plan&) {}
 
   // The device counts from the construction on, and from each reading to the next. A monitor that has failed
   // once fails for good: where there is a device, another one takes its place.
-  void begin() override {
+  void begin(int waitMs) override {
+    waitMs_ = waitMs;
     if (monitor_ && (!failed_ || kDevice.check(kDevice.target).state != State::kRead)) return;
     monitor_.emplace();
-    monitor_->tessary_setSamplingTime(intervalMs_);
+    watch_.lap();
   }
 
-  std::vector<std::function<void()>> waits() override { return {sleepFor(intervalMs_)}; }
+  std::vector<std::function<void()>> waits() override { return {sleepFor(waitMs_)}; }
 
   std::vector<TableSample> read() override {
     constexpr std::uint64_t kNone[std::size(kColumns)] = {};
+    // The library divides what the device counted since its last reading by this.
+    monitor_->tessary_setSamplingTime(static_cast<int>(std::lround(watch_.lap() * kMillisecondsInSecond)));
     const Traffic figures = monitor_->tessary_getDDRStats();
     failed_ = figures == nullptr;
     return {{{failed_ ? kTraffic.absentRow(kNone, reason().reason) : kTraffic.row(figures)}, {}}};
@@ -66,7 +72,8 @@ class DdrSection : public Section {
     return absentBecause(kDevice, kRefused);
   }
 
-  int intervalMs_;
+  int waitMs_ = 0;
+  Stopwatch watch_;  // since the device was read
   std::optional<ddr::DDR_MON> monitor_;
   bool failed_ = false;
 };

@@ -34,7 +34,9 @@ constexpr char kDisksChanged[] = "a disk appeared or disappeared during the inte
 
 class DiskSection : public Section {
  public:
-  explicit DiskSection(const Plan& plan) { monitor_.tessary_setSamplingTime(plan.intervalMs); }
+  explicit DiskSection(const Plan&) {}
+
+  void begin(int waitMs) override { monitor_.tessary_setSamplingTime(waitMs); }
 
   std::vector<std::function<void()>> waits() override {
     return {[this] {

@@ -30,7 +30,11 @@ constexpr Table<Dsp> kDsps{"dsps", "dsp", kColumns};
 class DspSection : public Section {
  public:
   explicit DspSection(const Plan& plan)
-      : intervalMs_{plan.intervalMs}, monitors_{{kAdsp, intervalMs_}, {kCdsp, intervalMs_}} {}
+      : monitors_{{kAdsp, long{plan.intervalMs}}, {kCdsp, long{plan.intervalMs}}} {}
+
+  void begin(int waitMs) override {
+    for (dsp::DSP_MON& monitor : monitors_) monitor.implementation->samplingTime = waitMs * kMicroseconds;
+  }
 
   // Each DSP measures for as long as its query lasts.
   std::vector<std::function<void()>> waits() override {
@@ -63,10 +67,10 @@ class DspSection : public Section {
     return absentBecause(kLibrary, kSilent);
   }
 
+  static constexpr long kMicroseconds = 1000;  // in a millisecond
   static constexpr int kAdsp = 2;
   static constexpr int kCdsp = 3;
 
-  long intervalMs_;
   dsp::DSP_MON monitors_[2];
 };
 

@@ -72,13 +72,14 @@ constexpr float Monitor::*kSampled[] = {&Monitor::clocksPerSecond, &Monitor::uti
 
 class GpuSection : public Section {
  public:
-  explicit GpuSection(const Plan& plan) : intervalMs_{plan.intervalMs} {}
+  explicit GpuSection(const Plan&) {}
 
-  void begin() override {
+  void begin(int waitMs) override {
     if (!monitor_) monitor_.emplace();
+    waitMs_ = waitMs;
   }
 
-  std::vector<std::function<void()>> waits() override { return {sleepFor(intervalMs_)}; }
+  std::vector<std::function<void()>> waits() override { return {sleepFor(waitMs_)}; }
 
   std::vector<TableSample> read() override {
     takeSample();
@@ -128,7 +129,7 @@ class GpuSection : public Section {
     return absentBecause(node, "it could not be read");
   }
 
-  int intervalMs_;
+  int waitMs_ = 0;
   std::optional<gpu::GPU_MON> monitor_;
 };
 

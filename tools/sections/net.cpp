@@ -78,17 +78,15 @@ std::vector<Node> nodes() {
 
 class NetSection : public Section {
  public:
-  explicit NetSection(const Plan& plan) : intervalMs_{plan.intervalMs} {}
+  explicit NetSection(const Plan&) {}
 
-  void begin() override {
+  void begin(int waitMs) override {
     if (monitor_) {
       addAppeared();
-      return;
+    } else {
+      takeFirst();
     }
-    monitor_.emplace();
-    monitor_->tessary_setSamplingTime(intervalMs_);
-    watch_.lap();
-    unread_ = unreadCounters();
+    monitor_->tessary_setSamplingTime(waitMs);
   }
 
   std::vector<std::function<void()>> waits() override {
@@ -116,6 +114,12 @@ class NetSection : public Section {
 
  private:
   using Unread = std::vector<std::vector<bool>>;  // by interface and counter
+
+  void takeFirst() {
+    monitor_.emplace();
+    watch_.lap();
+    unread_ = unreadCounters();
+  }
 
   // The monitor lists its interfaces once. One that is there now joins it, with the counters of this moment
   // as those of its sample before.
@@ -157,7 +161,6 @@ class NetSection : public Section {
     return finite(static_cast<double>(difference) / seconds_, "no time has passed");
   }
 
-  int intervalMs_;
   std::optional<net::NET_MON> monitor_;
   Stopwatch watch_;
   std::vector<net::netStats> stats_;

@@ -62,15 +62,9 @@ class ProcessSection : public Section {
  public:
   explicit ProcessSection(const Plan& plan) : plan_{plan}, kept_{plan.keep} {}
 
-  void begin() override {
-    if (monitor_) return;
-    if (plan_.pids.empty()) {
-      monitor_.emplace();
-    } else {
-      monitor_.emplace(nullptr, plan_.pids);
-    }
-    monitor_->tessary_setSamplingTime(plan_.intervalMs);
-    sampledAt_ = bootTime();
+  void begin(int waitMs) override {
+    if (!monitor_) takeFirst();
+    monitor_->tessary_setSamplingTime(waitMs);
   }
 
   std::vector<std::function<void()>> waits() override {
@@ -91,6 +85,15 @@ class ProcessSection : public Section {
   }
 
  private:
+  void takeFirst() {
+    if (plan_.pids.empty()) {
+      monitor_.emplace();
+    } else {
+      monitor_.emplace(nullptr, plan_.pids);
+    }
+    sampledAt_ = bootTime();
+  }
+
   std::vector<TableSample> nothing() const {
     const bool anyNow = !monitor_->implementation->previousSample.empty();
     const Absent none =

@@ -21,6 +21,8 @@ std::int64_t timeBy(clockid_t clock) {
 
 std::int64_t bootTime() { return timeBy(CLOCK_BOOTTIME); }
 
+std::int64_t awakeTime() { return timeBy(CLOCK_MONOTONIC); }
+
 std::int64_t unixTime() { return timeBy(CLOCK_REALTIME); }
 
 double Stopwatch::lap() {
@@ -28,8 +30,8 @@ double Stopwatch::lap() {
   return static_cast<double>(last_ - before) / static_cast<double>(kNanosecondsInSecond);
 }
 
-std::function<void()> sleepFor(int intervalMs) {
-  return [intervalMs] { ::usleep(static_cast<useconds_t>(intervalMs) * 1000); };
+std::function<void()> sleepFor(int waitMs) {
+  return [waitMs] { ::usleep(static_cast<useconds_t>(waitMs) * 1000); };
 }
 
 }  // namespace tool

@@ -14,7 +14,7 @@
 namespace tool {
 
 struct Plan {
-  int intervalMs = 1000;
+  int intervalMs = 1000;  // as it was asked for
   std::size_t top = 10;   // rows of the tables of processes
   std::vector<int> pids;  // sorted, each once; empty: all processes
   bool keep = false;      // a process that had a row once has one while it lives
@@ -26,8 +26,9 @@ class Section {
  public:
   virtual ~Section() = default;
 
-  // Right before the interval: takes the first reading of a monitor that compares with the one before.
-  virtual void begin() {}
+  // Right before the interval, of which so many milliseconds are left to wait: takes the first reading of a
+  // monitor that compares with the one before.
+  virtual void begin(int waitMs) { static_cast<void>(waitMs); }
 
   // What has to go through the interval, each on a thread of its own.
   virtual std::vector<std::function<void()>> waits() { return {}; }
@@ -46,6 +47,9 @@ struct SectionInfo {
 // Nanoseconds since the machine started, its sleep included.
 std::int64_t bootTime();
 
+// The same without its sleep.
+std::int64_t awakeTime();
+
 // Nanoseconds since 1970 by the wall clock, which may be set at any time.
 std::int64_t unixTime();
 
@@ -59,7 +63,7 @@ class Stopwatch {
 };
 
 // The wait of a section whose monitor does not wait itself.
-std::function<void()> sleepFor(int intervalMs);
+std::function<void()> sleepFor(int waitMs);
 
 template <typename Concrete>
 std::unique_ptr<Section> openSection(const Plan& plan) {

@@ -1,10 +1,13 @@
 #include "tools/views/escaping.h"
 
+#include <charconv>
 #include <cstdio>
 
 namespace tool {
 
 namespace {
+
+constexpr std::size_t kEscapeLength = 4;  // \xNN
 
 std::string escaped(char c) {
   char text[8];
@@ -34,6 +37,16 @@ std::size_t sequence(std::string_view text) {
   return wrong ? 0 : length;
 }
 
+// The byte that an escape at the text's start stands for. False when there is none.
+bool unescape(std::string_view text, char& byte) {
+  if (text.size() < kEscapeLength || text.substr(0, 2) != "\\x") return false;
+  unsigned value = 0;
+  const char* const end = text.data() + kEscapeLength;
+  if (std::from_chars(text.data() + 2, end, value, 16).ptr != end) return false;
+  byte = static_cast<char>(value);
+  return true;
+}
+
 }  // namespace
 
 std::string printable(std::string_view text) {
@@ -59,6 +72,17 @@ std::string utf8(std::string_view text) {
       result += escaped(text[0]);
     }
     text.remove_prefix(length != 0 ? length : 1);
+  }
+  return result;
+}
+
+std::string bytesOf(std::string_view utf8) {
+  std::string result;
+  while (!utf8.empty()) {
+    char byte = utf8[0];
+    const bool escape = unescape(utf8, byte);
+    result += byte;
+    utf8.remove_prefix(escape ? kEscapeLength : 1);
   }
   return result;
 }

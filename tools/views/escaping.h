@@ -13,6 +13,9 @@ std::string printable(std::string_view text);
 // For files: UTF-8. Bytes that are none as \xNN, and a backslash as \x5c, so that it stands for itself alone.
 std::string utf8(std::string_view text);
 
+// What utf8() was given.
+std::string bytesOf(std::string_view utf8);
+
 }  // namespace tool
 
 #endif

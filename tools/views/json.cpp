@@ -3,7 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "tools/figures/utf8.h"
+#include "tools/views/escaping.h"
 
 namespace tool {
 
@@ -27,7 +27,7 @@ struct CellJson {
   Json operator()(bool value) const { return value; }
   Json operator()(std::int64_t value) const { return value; }
   Json operator()(double value) const { return rounded(value, format.jsonDecimals); }
-  Json operator()(const std::string& value) const { return utf8Of(value); }
+  Json operator()(const std::string& value) const { return utf8(value); }
 };
 
 void addRow(Json& object, const std::vector<ColumnInfo>& columns, const Row& row) {
@@ -80,14 +80,14 @@ Json sectionJson(const SectionSample& sample) {
   }
   Json errors = Json::array();
   for (const Gap& gap : gaps(sample)) {
-    errors.push_back({{"items", itemsJson(gap, tables)}, {"error", utf8Of(gap.reason)}});
+    errors.push_back({{"items", itemsJson(gap, tables)}, {"error", utf8(gap.reason)}});
   }
   if (!errors.empty()) section["errors"] = std::move(errors);
   return section;
 }
 
 void addText(Json& object, const char* key, const std::string& text) {
-  if (!text.empty()) object[key] = utf8Of(text);
+  if (!text.empty()) object[key] = utf8(text);
 }
 
 Json heading(const char* schema, const Origin& origin) {
@@ -161,9 +161,10 @@ std::string recordLine(const Report& report) {
   return line.dump() + "\n";
 }
 
-std::string doctorDocument(const std::string& library, const TableInfo& table, const std::vector<Row>& rows) {
-  Json document{{"schema", "tessary-doctor"}, {"version", kJsonVersion}, {"library", library}};
-  document[table.key] = tableJson(table.columns, rows);
+std::string doctorDocument(const Origin& origin, const SectionSample& sources) {
+  Json document{{"schema", "tessary-doctor"}, {"version", kJsonVersion}, {"library", origin.library}};
+  const TableInfo& info = sources.schema->tables[0];
+  document[info.key] = tableJson(info.columns, sources.tables[0].rows);
   return document.dump(kIndent) + "\n";
 }
 

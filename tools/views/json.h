@@ -3,7 +3,6 @@
 #define TESSARY_TOOLS_VIEWS_JSON_H
 
 #include <string>
-#include <vector>
 
 #include "tools/figures/report.h"
 
@@ -18,8 +17,8 @@ std::string reportDocument(const Origin& origin, const Report& report);
 std::string recordHeader(const Origin& origin);
 std::string recordLine(const Report& report);
 
-// The rows of a table, for `doctor --json`.
-std::string doctorDocument(const std::string& library, const TableInfo& table, const std::vector<Row>& rows);
+// The rows of the only table, for `doctor --json`.
+std::string doctorDocument(const Origin& origin, const SectionSample& sources);
 
 }  // namespace tool
 

@@ -1,4 +1,4 @@
-#include "tools/figures/utf8.h"
+#include "tools/views/escaping.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ const Row kRows[] = {
 
 TEST(Utf8, EscapesWhatIsNoneAndComesBack) {
   for (const Row& row : kRows) {
-    EXPECT_EQ(tool::utf8Of(row.bytes), row.utf8);
+    EXPECT_EQ(tool::utf8(row.bytes), row.utf8);
     EXPECT_EQ(tool::bytesOf(row.utf8), row.bytes) << row.utf8;
   }
 }
