@@ -45,7 +45,8 @@ void declare(CLI::App& app, const Option& option, Options& options) {
     return true;
   });
   declared.type_name(option.argument)->required(option.isRequired);
-  declared.multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(false);
+  declared.multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(option.isMany);
+  if (option.isMany) declared.expected(1, CLI::detail::expected_max_vector_size);
 }
 
 // The words that nothing takes, in their order.

@@ -114,9 +114,10 @@ int doctor(const Options& options, Streams& streams) {
       }
     }
   }
-  streams.out.write(options.json
-                        ? doctorDocument(libraryVersion(), sample.schema->tables[0], sample.tables[0].rows)
-                        : renderSources(sample.tables[0].rows, styleFor(streams.out, options)));
+  Origin origin;
+  origin.library = libraryVersion();
+  streams.out.write(options.json ? doctorDocument(origin, sample)
+                                 : renderSources(sample.tables[0].rows, styleFor(streams.out, options)));
   return anyRead ? kOk : kNothingRead;
 }
 

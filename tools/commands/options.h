@@ -11,18 +11,19 @@
 #include "tools/output.h"
 #include "tools/recording/rotation.h"
 #include "tools/sections/sections.h"
+#include "tools/verdict/selector.h"
 #include "tools/views/text.h"
 
 namespace tool {
 
-enum ExitCode { kOk = 0, kNothingRead = 1, kUsage = 2 };
+enum ExitCode { kOk = 0, kNothingRead = 1, kLimitPassed = 1, kUsage = 2, kNotEnoughData = 3 };
 
 struct Options {
   std::vector<std::string> monitors;  // names of sections; empty: the command's own choice
   Plan plan;                          // without the rows of its tables
   std::optional<std::size_t> top;     // those; none: the command's own choice
-  std::string output;   // the recording's file, - for standard output
-  double duration = 0;  // seconds of recording, 0: until it is stopped
+  std::string output;                 // the recording's file, - for standard output
+  double duration = 0;                // seconds of recording, 0: until it is stopped
   Rotation rotation;
   double syncSeconds = 10;  // between forced writes to the disk
   bool compress = false;
@@ -32,7 +33,11 @@ struct Options {
   bool wide = false;
   bool all = false;
   bool diagnostics = false;
-  std::string operand;  // the word or the file that stands alone
+  std::string operand;             // the word or the file that stands alone
+  std::vector<std::string> files;  // recordings to read
+  std::vector<std::string> with;   // and those to compare them with
+  std::vector<Selector> figures;   // empty: all
+  double leastPercent = 5;         // changes below do not matter
 };
 
 // The commands, each in the file of its name: they return the exit code.
@@ -44,6 +49,7 @@ int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);
 int help(const Options& options, Streams& streams);
+int compare(const Options& options, Streams& streams);
 int completion(const Options& options, Streams& streams);
 
 // As the terminal can show it, and as NO_COLOR has it.

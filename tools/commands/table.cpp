@@ -172,6 +172,33 @@ std::string takeShell(Options& options, const std::string& name) {
   return isKnown ? kGood : "is none of " + joined(known, ", ");
 }
 
+std::string takeFile(Options& options, const std::string& name) {
+  options.files.push_back(name);
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
+std::string takeWith(Options& options, const std::string& name) {
+  options.with.push_back(name);
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
+std::string takeFigure(Options& options, const std::string& text) {
+  const std::optional<Selector> selector = parseSelector(text);
+  if (!selector) return "is no name of a figure, as cpu.load_percent or cpu.cores[core=3].load_percent";
+  options.figures.push_back(*selector);
+  const std::string unknown = unknownIn(*selector, allSchemas());
+  return unknown.empty() ? kGood : "is not known: " + unknown;
+}
+
+std::string takeLeast(Options& options, const std::string& text) {
+  char* end = nullptr;
+  const double percent = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !std::isfinite(percent) || percent < 0)
+    return "is no number of percent";
+  options.leastPercent = percent;
+  return kGood;
+}
+
 const Option kMonitors{"--monitors",
                        "NAME,..",
                        "Only these: cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr",
@@ -214,6 +241,19 @@ const Option kAll{"--all", nullptr, "All figures, also those of less interest", 
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
+const Option kRecordings{
+    "RECORDING", "RECORDING", "Two recordings, or those of the base; - for standard input",
+    takeFile,    nullptr,     true,
+    false,       true,        true};
+const Option kWith{"--with", "RECORDING ..", "Those of the new side, where a side has several",
+                   takeWith, nullptr,        true,
+                   false,    false,          true};
+const Option kFigures{
+    "--figures", "FIGURE,..", "Only these: cpu.load_percent, process.top[name=navigation].cpu_percent",
+    takeFigure,  nullptr,     false,
+    true};
+const Option kLeast{"--least", "PERCENT", "Smaller changes of a mean or p95 do not matter; 5", takeLeast};
+
 }  // namespace
 
 std::vector<std::string> Option::allNames() const { return split(names, ','); }
@@ -240,6 +280,11 @@ const std::vector<Command>& commands() {
        "tessary export drive.jsonl -o drive.html",
        {kRecording, kExported, kFormat, kWideCsv, kStart},
        exportRecording},
+      {"compare",
+       "Whether a new build is worse than its base, and by how much",
+       "tessary compare base.jsonl new.jsonl",
+       {kRecordings, kWith, kFigures, kLeast, kJson, kWide},
+       compare},
       {"doctor",
        "Why a figure is missing: each source, and what to do about it",
        "tessary doctor --monitors gpu,dsp,ddr",

@@ -23,6 +23,7 @@ struct Option {
   bool isFile = false;                              // for completion
   bool isList = false;                              // of arguments, separated by commas
   bool isRequired = false;
+  bool isMany = false;  // arguments one behind the other
 
   bool isFlag() const { return argument == nullptr; }
   bool isOperand() const { return names[0] != '-'; }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <random>
 
 namespace tool::statistics {
@@ -12,53 +11,59 @@ namespace {
 
 using Rank = std::uint32_t;
 
-// Only the engine is the same in each standard library, not its distributions.
+// A resample needs two random numbers a block: both are parts of one output of the engine. Only the engine is
+// the same in each standard library, not its distributions.
 class Blocks {
  public:
-  Blocks(std::size_t size, double meanBlock)
-      : size_{size},
-        logStay_{meanBlock > 1 ? std::log1p(-1 / meanBlock) : -std::numeric_limits<double>::infinity()} {}
-
-  std::size_t start() {
-    return std::min(static_cast<std::size_t>(fraction() * static_cast<double>(size_)), size_ - 1);
+  Blocks(std::size_t size, double meanBlock) : size_{size} {
+    // Geometric lengths: a block goes on with probability 1 - 1/meanBlock. Longer than the series is long
+    // enough.
+    const double logStay = std::log1p(-1 / std::max(meanBlock, 1.0));
+    for (std::size_t at = 0; at < kLengths; ++at) {
+      const double fraction = (static_cast<double>(at) + 0.5) / kLengths;
+      const double longer = meanBlock > 1 ? std::floor(std::log(fraction) / logStay) : 0;
+      lengths_.push_back(1 + static_cast<std::uint32_t>(std::min(longer, static_cast<double>(size))));
+    }
   }
 
-  // Geometric: a block goes on with probability 1 - 1/meanBlock. Longer than the resample is long enough.
-  std::size_t length() {
-    const double length = std::floor(std::log(fraction()) / logStay_);
-    return 1 + static_cast<std::size_t>(std::min(length, static_cast<double>(size_)));
+  struct Block {
+    std::size_t start;
+    std::size_t length;
+  };
+
+  Block next() {
+    const std::uint64_t random = engine_();
+    return {static_cast<std::size_t>((random >> 32) * size_ >> 32), lengths_[random % kLengths]};
   }
 
  private:
-  // Above 0, and 1 at most.
-  double fraction() { return (static_cast<double>(engine_() >> 11) + 1) * 0x1p-53; }
+  static constexpr std::size_t kLengths = 4096;
 
   std::mt19937_64 engine_;
-  std::size_t size_;
-  double logStay_;
+  std::uint64_t size_;
+  std::vector<std::uint32_t> lengths_;  // all equally likely
 };
 
-// The rank of each value among the different ones, which are `levels`.
+// The rank of each value among the different ones, which are `levels`; twice, since the series is a circle.
 std::vector<Rank> ranks(const Series& series, const Series& levels) {
   std::vector<Rank> ranks;
-  ranks.reserve(series.size());
+  ranks.reserve(2 * series.size());
   for (const double value : series) {
     ranks.push_back(
         static_cast<Rank>(std::lower_bound(levels.begin(), levels.end(), value) - levels.begin()));
   }
+  for (std::size_t at = 0; at < series.size(); ++at) ranks.push_back(ranks[at]);
   return ranks;
 }
 
-void drawCounts(const std::vector<Rank>& ranks, Blocks& blocks, std::vector<Rank>& counts) {
+// A resample of so many values: how often it has each level.
+void draw(std::size_t size, const std::vector<Rank>& ranks, Blocks& blocks, std::vector<Rank>& counts) {
   std::fill(counts.begin(), counts.end(), 0);
-  for (std::size_t left = ranks.size(); left > 0;) {
-    std::size_t at = blocks.start();
-    std::size_t length = std::min(blocks.length(), left);
+  for (std::size_t left = size; left > 0;) {
+    const Blocks::Block block = blocks.next();
+    const std::size_t length = std::min(block.length, left);
     left -= length;
-    for (; length > 0; --length) {
-      ++counts[ranks[at]];
-      if (++at == ranks.size()) at = 0;  // the series is a circle
-    }
+    for (std::size_t at = block.start; at < block.start + length; ++at) ++counts[ranks[at]];
   }
 }
 
@@ -91,7 +96,7 @@ double quantileError(const Series& series, double probability, double meanBlock,
   Blocks blocks{series.size(), meanBlock};
   Series quantiles;
   for (int resample = 0; resample < resamples; ++resample) {
-    drawCounts(places, blocks, counts);
+    draw(series.size(), places, blocks, counts);
     quantiles.push_back(quantileOf(levels, counts, series.size(), probability));
   }
   return std::sqrt(variance(quantiles));

@@ -42,6 +42,7 @@ bool Selector::matches(const Figure& figure) const {
 
 std::optional<Selector> parseSelector(std::string_view text) {
   Selector selector;
+  selector.text = text;
   // The last bracket: a process's name may have some of its own.
   const std::size_t open = text.find('[');
   const std::size_t close = text.rfind("].");

@@ -13,6 +13,7 @@
 namespace tool {
 
 struct Selector {
+  std::string text;   // as it was written
   std::string key;    // figureKey()
   std::string label;  // key of the label that is looked at; empty: all rows
   std::string item;   // what it has to be
