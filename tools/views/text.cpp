@@ -153,8 +153,6 @@ std::string whatIsAbsent(const Gap& gap, const SectionSample& sample) {
 
 std::string shown(const Value& value, const Format& format) { return std::visit(CellText{format}, value); }
 
-std::string shown(const Value& value, const Format& format) { return std::visit(CellText{format}, value); }
-
 std::string ranges(const std::vector<std::size_t>& positions, const std::vector<std::string>& names) {
   std::string text;
   for (std::size_t at = 0; at < positions.size();) {
