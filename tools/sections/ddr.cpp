@@ -43,7 +43,7 @@ class DdrSection : public Section {
   // The device counts from the construction on, and from each reading to the next. A monitor that has failed
   // once fails for good: where there is a device, another one takes its place.
   void begin() override {
-    if (monitor_ && (!failed_ || kDevice.check(kDevice.target).state != State::kRead)) return;
+    if (monitor_ && (!failed_ || tried(kDevice).state != State::kRead)) return;
     monitor_.emplace();
     monitor_->tessary_setSamplingTime(intervalMs_);
   }
