@@ -1,5 +1,3 @@
-#include <cstdlib>
-#include <cstring>
 #include <string_view>
 
 #include "tools/commands/options.h"
@@ -7,15 +5,6 @@
 #include "tools/views/json.h"
 
 namespace tool {
-
-TextStyle styleFor(const Sink& sink, const Options& options) {
-  if (!sink.isTerminal()) return {};
-  const char* const noColour = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  const bool refused = noColour != nullptr && noColour[0] != '\0';
-  const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
-  return {!refused && !dumb, options.wide ? kAnyWidth : sink.columns()};
-}
 
 namespace {
 

@@ -111,13 +111,7 @@ std::string takeShell(Options& options, const std::string& name) {
   return isKnown ? kGood : "is none of " + joined(known, ", ");
 }
 
-const Option kMonitors{"--monitors",
-                       "NAME,..",
-                       "Only these: cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr",
-                       takeMonitor,
-                       monitorNames,
-                       false,
-                       true};
+const Option kMonitors{"--monitors", "NAME,..", "Only these", takeMonitor, monitorNames, false, true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table; 10", takeTop};
 const Option kPid{"--pid", "PID,..", "Only these processes", takePid, nullptr, false, true};
