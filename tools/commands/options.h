@@ -29,6 +29,8 @@ struct Options {
   bool compress = false;
   std::string format;                       // of an export; empty: as the output's name says
   std::optional<std::int64_t> startUnixNs;  // the wall clock at a recording's start
+  std::optional<std::int64_t> atNs;         // of a recording to look at, from its start
+  bool once = false;
   bool json = false;
   bool wide = false;
   bool all = false;
@@ -45,6 +47,7 @@ int report(const Options& options, Streams& streams);
 int record(const Options& options, Streams& streams);
 int exportRecording(const Options& options, Streams& streams);
 int summary(const Options& options, Streams& streams);
+int watch(const Options& options, Streams& streams);
 int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);

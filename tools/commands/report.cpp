@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -10,15 +8,6 @@
 #include "tools/views/json.h"
 
 namespace tool {
-
-TextStyle styleFor(const Sink& sink, const Options& options) {
-  if (!sink.isTerminal()) return {};
-  const char* const noColour = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  const bool refused = noColour != nullptr && noColour[0] != '\0';
-  const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
-  return {!refused && !dumb, options.wide ? kAnyWidth : sink.columns()};
-}
 
 namespace {
 
@@ -54,7 +43,8 @@ bool anyProcess(const Report& report) {
 }
 
 // This machine now, or a recording's last sample.
-std::unique_ptr<ReportSource> openSource(const Options& options, const Selection& sections, Streams& streams) {
+std::unique_ptr<ReportSource> openSource(const Options& options, const Selection& sections,
+                                         Streams& streams) {
   if (!options.operand.empty()) return openForReading(options.operand, streams);
   Plan plan = options.plan;
   plan.top = options.top.value_or(kRows);

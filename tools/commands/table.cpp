@@ -82,7 +82,8 @@ bool readSeconds(const std::string& text, double& seconds) {
 }
 
 std::string takeDuration(Options& options, const std::string& text) {
-  return readSeconds(text, options.duration) && options.duration > 0 ? kGood : "is no number of seconds above 0";
+  return readSeconds(text, options.duration) && options.duration > 0 ? kGood
+                                                                     : "is no number of seconds above 0";
 }
 
 std::string takeSync(Options& options, const std::string& text) {
@@ -136,6 +137,27 @@ std::string takeStart(Options& options, const std::string& text) {
   } else {
     return "is no time as 2026-11-21T18:36:22Z, in UTC";
   }
+  return kGood;
+}
+
+// 750, 12:30, 0:12:30
+std::string takeAt(Options& options, const std::string& text) {
+  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
+  constexpr int kMost = 1000000;
+  const std::vector<std::string> parts = split(text, ':');
+  std::int64_t seconds = 0;
+  for (const std::string& part : parts) {
+    int number = 0;
+    if (parts.size() > 3 || !readNumber(part, 0, kMost, number))
+      return "is no time from the start, as 0:12:30";
+    seconds = seconds * 60 + number;
+  }
+  options.atNs = seconds * kNanosecondsInSecond;
+  return kGood;
+}
+
+std::string takeOnce(Options& options, const std::string&) {
+  options.once = true;
   return kGood;
 }
 
@@ -199,18 +221,12 @@ std::string takeLeast(Options& options, const std::string& text) {
   return kGood;
 }
 
-const Option kMonitors{"--monitors",
-                       "NAME,..",
-                       "Only these: cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr",
-                       takeMonitor,
-                       monitorNames,
-                       false,
-                       true};
+const Option kMonitors{"--monitors", "NAME,..", "Only these", takeMonitor, monitorNames, false, true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
-const Option kRecordedTop{"--top", "N",
-                          "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live",
-                          takeTop};
+const Option kRecordedTop{
+    "--top", "N",
+    "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live", takeTop};
 const Option kPid{"--pid", "PID,..", "Only these processes", takePid, nullptr, false, true};
 const Option kDiagnostics{"--diagnostics", nullptr, "What the library says, on standard error",
                           takeDiagnostics};
@@ -220,13 +236,13 @@ const Option kOutput{"-o,--output", "FILE",  "The file, which is overwritten; - 
                      takeOutput,    nullptr, true,
                      false,         true};
 const Option kDuration{"--duration", "S", "End after this many seconds", takeDuration};
-const Option kRotate{"--rotate", "LIMIT", "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..",
-                     takeRotation};
+const Option kRotate{"--rotate", "LIMIT",
+                     "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..", takeRotation};
 const Option kCompress{"--compress", nullptr, "By gzip, as for a name that ends in .gz", takeCompress};
 const Option kSync{"--sync", "S", "Seconds that a power cut may take of it; 10", takeSync};
-const Option kShownRecording{"RECORDING", "RECORDING",
-                        "Show the last sample of this recording instead; - for standard input", takeRecording,
-                        nullptr,     true};
+const Option kShownRecording{
+    "RECORDING",   "RECORDING", "Show the last sample of this recording instead; - for standard input",
+    takeRecording, nullptr,     true};
 const Option kRecording{"FILE", "FILE", "A recording; - for standard input", takeRecording, nullptr, true,
                         false,  true};
 const Option kExported{"-o,--output", "OUT",   "The file to write; without, or with -, standard output",
@@ -237,6 +253,11 @@ const Option kFormat{"--format", "FORMAT",
 const Option kWideCsv{"--wide", nullptr, "csv: a column a figure, not a line", takeWide};
 const Option kStart{"--start", "TIME",
                     "When it began, for recordings without a wall clock: 2026-11-21T18:36:22Z", takeStart};
+const Option kWatched{
+    "FILE",        "FILE",  "A recording, also one that is still being written; - for standard input",
+    takeRecording, nullptr, true};
+const Option kAt{"--at", "TIME", "Where to begin in a finished recording: 0:12:30 from its start", takeAt};
+const Option kOnce{"--once", nullptr, "Draw one screen and end", takeOnce};
 const Option kAll{"--all", nullptr, "All figures, also those of less interest", takeAll};
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
@@ -268,8 +289,14 @@ const std::vector<Command>& commands() {
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
        "tessary record -o drive.jsonl --duration 600 --interval 1000",
-       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync},
+       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress,
+        kSync},
        record},
+      {"watch",
+       "A live screen: this machine, a recording, or a stream",
+       "adb exec-out tessary record -o - | tessary watch -",
+       {kWatched, kAt, kOnce, kMonitors, kInterval, kTop, kPid, kDiagnostics},
+       watch},
       {"summary",
        "A recording in twenty lines: mean, percentiles, extremes, and what was not read",
        "tessary summary drive.jsonl",

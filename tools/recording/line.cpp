@@ -43,7 +43,8 @@ struct ErrorItem {
 ErrorItem parseItem(std::string_view text) {
   const std::size_t open = text.find('[');
   const std::size_t close = text.find("].");
-  if (open == std::string_view::npos || close == std::string_view::npos || close < open) return {{}, {}, text};
+  if (open == std::string_view::npos || close == std::string_view::npos || close < open)
+    return {{}, {}, text};
   return {text.substr(0, open), text.substr(open + 1, close - open - 1), text.substr(close + 2)};
 }
 
@@ -152,11 +153,16 @@ class SampleHandler : public nlohmann::json_sax<Json> {
   bool start_object(std::size_t) override {
     if (skipped_ > 0) return skip();
     switch (place_) {
-      case kNowhere: return enter(kTop);
-      case kTop: return beginSection();
-      case kTable: return beginRow();
-      case kErrors: return enter(kError);
-      default: return skip();
+      case kNowhere:
+        return enter(kTop);
+      case kTop:
+        return beginSection();
+      case kTable:
+        return beginRow();
+      case kErrors:
+        return enter(kError);
+      default:
+        return skip();
     }
   }
 
@@ -197,13 +203,19 @@ class SampleHandler : public nlohmann::json_sax<Json> {
       return true;
     }
     switch (place_) {
-      case kRow: return enter(kTable);
-      case kItems: return enter(kError);
-      case kError: return endError();
-      case kSection: return endSection();
+      case kRow:
+        return enter(kTable);
+      case kItems:
+        return enter(kError);
+      case kError:
+        return endError();
+      case kSection:
+        return endSection();
       case kTable:
-      case kErrors: return enter(kSection);
-      default: return enter(kNowhere);
+      case kErrors:
+        return enter(kSection);
+      default:
+        return enter(kNowhere);
     }
   }
 

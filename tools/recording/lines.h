@@ -42,8 +42,8 @@ class Lines {
   Descriptor descriptor_;
   bool follow_;
   std::unique_ptr<Decompressor> decompressor_;
-  bool any_ = false;        // bytes were read: the first ones told whether they are compressed
-  std::string text_;        // what was read and not yet given, from begin_ on
+  bool any_ = false;  // bytes were read: the first ones told whether they are compressed
+  std::string text_;  // what was read and not yet given, from begin_ on
   std::size_t begin_ = 0;
   std::size_t searched_ = 0;  // there is no line end in front of it
   std::size_t number_ = 0;
