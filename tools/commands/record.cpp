@@ -38,7 +38,8 @@ class Progress {
   void show(int samples, double seconds, const RecordingFile& file) {
     if (!shown_) return;
     char text[128];
-    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds, file.written() / 1024);
+    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds,
+                  file.written() / 1024);
     say(text);
     any_ = true;
   }

@@ -80,7 +80,8 @@ bool readSeconds(const std::string& text, double& seconds) {
 }
 
 std::string takeDuration(Options& options, const std::string& text) {
-  return readSeconds(text, options.duration) && options.duration > 0 ? kGood : "is no number of seconds above 0";
+  return readSeconds(text, options.duration) && options.duration > 0 ? kGood
+                                                                     : "is no number of seconds above 0";
 }
 
 std::string takeSync(Options& options, const std::string& text) {
@@ -137,18 +138,12 @@ std::string takeShell(Options& options, const std::string& name) {
   return isKnown ? kGood : "is none of " + joined(known, ", ");
 }
 
-const Option kMonitors{"--monitors",
-                       "NAME,..",
-                       "Only these: cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr",
-                       takeMonitor,
-                       monitorNames,
-                       false,
-                       true};
+const Option kMonitors{"--monitors", "NAME,..", "Only these", takeMonitor, monitorNames, false, true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
-const Option kRecordedTop{"--top", "N",
-                          "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live",
-                          takeTop};
+const Option kRecordedTop{
+    "--top", "N",
+    "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live", takeTop};
 const Option kPid{"--pid", "PID,..", "Only these processes", takePid, nullptr, false, true};
 const Option kDiagnostics{"--diagnostics", nullptr, "What the library says, on standard error",
                           takeDiagnostics};
@@ -158,13 +153,13 @@ const Option kOutput{"-o,--output", "FILE",  "The file, which is overwritten; - 
                      takeOutput,    nullptr, true,
                      false,         true};
 const Option kDuration{"--duration", "S", "End after this many seconds", takeDuration};
-const Option kRotate{"--rotate", "LIMIT", "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..",
-                     takeRotation};
+const Option kRotate{"--rotate", "LIMIT",
+                     "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..", takeRotation};
 const Option kCompress{"--compress", nullptr, "By gzip, as for a name that ends in .gz", takeCompress};
 const Option kSync{"--sync", "S", "Seconds that a power cut may take of it; 10", takeSync};
-const Option kRecording{"RECORDING", "RECORDING",
-                        "Show the last sample of this recording instead; - for standard input", takeRecording,
-                        nullptr,     true};
+const Option kRecording{
+    "RECORDING",   "RECORDING", "Show the last sample of this recording instead; - for standard input",
+    takeRecording, nullptr,     true};
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
@@ -182,7 +177,8 @@ const std::vector<Command>& commands() {
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
        "tessary record -o drive.jsonl --duration 600 --interval 1000",
-       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync},
+       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress,
+        kSync},
        record},
       {"doctor",
        "Why a figure is missing: each source, and what to do about it",

@@ -65,7 +65,8 @@ void appendUtf8(std::string& text, std::uint32_t point) {
 }  // namespace
 
 char JsonText::next() {
-  while (at_ < text_.size() && (text_[at_] == ' ' || text_[at_] == '\t' || text_[at_] == '\r' || text_[at_] == '\n')) {
+  while (at_ < text_.size() &&
+         (text_[at_] == ' ' || text_[at_] == '\t' || text_[at_] == '\r' || text_[at_] == '\n')) {
     ++at_;
   }
   return failed_ || at_ == text_.size() ? '\0' : text_[at_];
@@ -144,10 +145,17 @@ bool JsonText::scalar(Value& value) {
       value.emplace<std::string>(text);
       return true;
     }
-    case 't': value = true; return word("true");
-    case 'f': value = false; return word("false");
-    case 'n': value = Absent{}; return word("null");
-    default: return number(value);
+    case 't':
+      value = true;
+      return word("true");
+    case 'f':
+      value = false;
+      return word("false");
+    case 'n':
+      value = Absent{};
+      return word("null");
+    default:
+      return number(value);
   }
 }
 
@@ -198,9 +206,15 @@ bool JsonText::skip() {
   bool good = false;
   Value ignored;
   switch (next()) {
-    case '{': good = object([this](std::string_view) { return skip(); }); break;
-    case '[': good = array([this] { return skip(); }); break;
-    default: good = scalar(ignored); break;
+    case '{':
+      good = object([this](std::string_view) { return skip(); });
+      break;
+    case '[':
+      good = array([this] { return skip(); });
+      break;
+    default:
+      good = scalar(ignored);
+      break;
   }
   --depth_;
   return good;

@@ -2,9 +2,11 @@
 // asked for. A recording of an hour has thousands of long lines, and a general parser takes twice the time.
 //
 //   JsonText text{R"({"boot_time_ns":5,"cpu":{..}})"};
-//   text.object([&](std::string_view key) { return key == "boot_time_ns" ? text.integer(time) : text.skip(); });
+//   text.object([&](std::string_view key) { return key == "boot_time_ns" ? text.integer(time) : text.skip();
+//   });
 //
-// Every call tells whether the text was as it should be. Once it was not, at() is where, and no call succeeds.
+// Every call tells whether the text was as it should be. Once it was not, at() is where, and no call
+// succeeds.
 #ifndef TESSARY_TOOLS_RECORDING_JSON_TEXT_H
 #define TESSARY_TOOLS_RECORDING_JSON_TEXT_H
 

@@ -44,7 +44,8 @@ struct ErrorItem {
 ErrorItem parseItem(std::string_view text) {
   const std::size_t open = text.find('[');
   const std::size_t close = text.find("].");
-  if (open == std::string_view::npos || close == std::string_view::npos || close < open) return {{}, {}, text};
+  if (open == std::string_view::npos || close == std::string_view::npos || close < open)
+    return {{}, {}, text};
   return {text.substr(0, open), text.substr(open + 1, close - open - 1), text.substr(close + 2)};
 }
 
@@ -271,7 +272,8 @@ std::variant<BadLine, Origin, Report> parseHeader(std::string_view line, const S
   origin.unixTimeNs = integerOf(header, "unix_time_ns");
   origin.intervalMs = numberOf(header, "interval_ms");
   for (const Json& name : header.value("monitors", Json::array())) {
-    const SectionSchema* const section = name.is_string() ? sectionOf(known, name.get_ref<const std::string&>()) : nullptr;
+    const SectionSchema* const section =
+        name.is_string() ? sectionOf(known, name.get_ref<const std::string&>()) : nullptr;
     if (section != nullptr) origin.sections.push_back(section);
   }
   return origin;
