@@ -10,10 +10,6 @@ check_file() {
   valid record_sample "$file" --lines
   [ -z "$(tail -c 1 "$file")" ] || fail "$1: the last line is not whole"
 }
-# On a machine that is busy otherwise, samples may come late, which is told once.
-quiet() {
-  grep -v 'reading takes too long for an interval' "$work/err" >"$work/said" && fail "$1: $(cat "$work/said")"
-}
 # Started not by the function: signals are for the tool, not for a shell that waits for it.
 record_in_background() {
   ${EMULATOR:-} "$TESSARY" record "$@" 2>"$work/err" &
