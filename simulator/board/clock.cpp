@@ -25,11 +25,20 @@ Nanoseconds machineClock(int id) {
 
 }  // namespace
 
-Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{bootTime() - start} { threadTime = start; }
+Clock::Clock(Mode mode, Nanoseconds start)
+    : mode_{mode}, origin_{bootTime() - start}, date_{mode == Mode::kStepped ? kDate : date() - start} {
+  threadTime = start;
+}
 
-Clock Clock::since(Nanoseconds origin) { return Clock{Mode::kReal, bootTime() - origin}; }
+Clock Clock::since(Nanoseconds origin, Nanoseconds date) {
+  Clock clock{Mode::kReal, bootTime() - origin};
+  clock.date_ = date;
+  return clock;
+}
 
 Nanoseconds Clock::bootTime() { return machineClock(CLOCK_BOOTTIME); }
+
+Nanoseconds Clock::date() { return machineClock(CLOCK_REALTIME); }
 
 Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? threadTime : bootTime() - origin_; }
 

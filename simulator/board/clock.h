@@ -19,10 +19,12 @@ class Clock {
   enum class Mode { kStepped, kReal };
 
   explicit Clock(Mode mode, Nanoseconds start = 0);
-  static Clock since(
-      Nanoseconds origin);  // real, of a board that started at this time of the machine's boot clock
+
+  // Real, of a board that started at this time of the machine's boot clock, and at this date.
+  static Clock since(Nanoseconds origin, Nanoseconds date);
 
   static Nanoseconds bootTime();  // the machine's
+  static Nanoseconds date();      // likewise
 
   Mode mode() const { return mode_; }
 
@@ -39,6 +41,9 @@ class Clock {
   // The machine's clock `id`, read as the board's: stepped time counts from a fixed date.
   Nanoseconds read(int id) const;
 
+  // The date, as nanoseconds since 1970.
+  Nanoseconds dateAtStart() const { return date_; }
+
   // Since the machine's start, at the board's.
   Nanoseconds uptimeAtStart() const;
 
@@ -53,6 +58,7 @@ class Clock {
   Mode mode_;
   ProcessTimes* times_ = nullptr;
   Nanoseconds origin_;  // real time: the machine's boot clock at the board's start
+  Nanoseconds date_;
 };
 
 }  // namespace simulator

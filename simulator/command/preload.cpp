@@ -43,10 +43,10 @@ Nanoseconds startOfProcess(const ProcessTimes& times) {
 Clock sharedClock() {
   const Clock::Mode mode =
       variable(kTimeVariable) == kSteppedTime ? Clock::Mode::kStepped : Clock::Mode::kReal;
-  ProcessTimes* const times = ProcessTimes::attach(variable(kTimesVariable).c_str());
+  ProcessTimes* const times = ProcessTimes::attach(variable(kTimesVariable));
   if (times == nullptr) return Clock{mode};
-  Clock clock =
-      mode == Clock::Mode::kStepped ? Clock{mode, startOfProcess(*times)} : Clock::since(times->origin());
+  Clock clock = mode == Clock::Mode::kStepped ? Clock{mode, startOfProcess(*times)}
+                                              : Clock::since(times->origin(), times->date());
   clock.share(times);
   clock.enterProcess();
   return clock;

@@ -16,6 +16,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/seam/interpose.h"
 
 namespace {
@@ -23,7 +24,7 @@ namespace {
 using simulator::Board;
 
 struct CommandStreams {
-  std::mutex mutex;
+  simulator::ForkSafeMutex mutex;
   std::map<std::FILE*, pid_t> shells;
 };
 

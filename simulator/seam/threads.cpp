@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "simulator/board/board.h"
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/seam/interpose.h"
 
 namespace {
@@ -22,7 +23,7 @@ struct ThreadStart {
 };
 
 struct ThreadTimes {
-  std::mutex mutex;
+  simulator::ForkSafeMutex mutex;
   std::map<pthread_t, std::int64_t> ended;
 };
 

@@ -65,10 +65,10 @@ TEST(BoardClock, LetsASignalInterruptARealWait) {
 }
 
 TEST(BoardClock, GoesOnWhereAChildEnded) {
-  const int table = simulator::ProcessTimes::create(0);
+  const std::string table = simulator::ProcessTimes::create();
   Clock clock{Clock::Mode::kStepped};
-  clock.share(simulator::ProcessTimes::attach(("/proc/self/fd/" + std::to_string(table)).c_str()));
-  ::close(table);
+  clock.share(simulator::ProcessTimes::attach(table));
+  ::unlink(table.c_str());
   Board board{clock};
   const pid_t child = ::fork();
   if (child == 0) {
