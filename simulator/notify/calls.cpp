@@ -95,6 +95,9 @@ const std::vector<NotifiedCall>& notifiedCalls() {
 
       {SYS_read, T::kRead, 0, kNone, kNone},
       {SYS_readv, T::kRead, 0, kNone, kNone},
+      {SYS_sendfile, T::kRead, 1, kNone, kNone},
+      {SYS_splice, T::kRead, 0, kNone, kNone},
+      {SYS_copy_file_range, T::kRead, 0, kNone, kNone},
       {SYS_lseek, T::kReread, 0, kNone, kNone},
       {SYS_pread64, T::kReread, 0, kNone, kNone},
       {SYS_preadv, T::kReread, 0, kNone, kNone},

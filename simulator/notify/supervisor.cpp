@@ -307,7 +307,7 @@ Supervisor::Answer Supervisor::execute(const Call& call) {
   const std::optional<Program> program = lookAtProgram(place.path);
   if (!program || program->linking != Linking::kOtherArchitecture) return failed;
   std::fprintf(stderr, "tessary-board: %s is for another architecture: refused\n", place.path.c_str());
-  return failure(ENOEXEC);
+  return failure(EACCES);
 }
 
 Supervisor::Answer Supervisor::workingFolder(const Call& call) {
