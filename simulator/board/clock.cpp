@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 namespace simulator {
 
@@ -68,6 +69,15 @@ Nanoseconds Clock::read(int id) const {
 }
 
 Nanoseconds Clock::uptimeAtStart() const { return mode_ == Mode::kStepped ? kUptime : origin_; }
+
+void Clock::share(ProcessTimes* times, std::string path) {
+  times_ = times;
+  timesPath_ = std::move(path);
+}
+
+void Clock::leaveProcess() const {
+  if (times_ != nullptr) ProcessTimes::leave(timesPath_);
+}
 
 void Clock::enterProcess() const {
   if (times_ != nullptr) times_->begin(::getpid(), threadTime);

@@ -4,7 +4,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,8 +32,7 @@ std::string tableFolder() {
   return folder != nullptr && folder[0] == '/' ? folder : "/tmp";
 }
 
-// By the system call: kill() answers for the board.
-bool isLiving(pid_t process) { return ::syscall(SYS_kill, process, 0) == 0 || errno == EPERM; }
+bool isLiving(pid_t process) { return ::kill(process, 0) == 0 || errno == EPERM; }
 
 }  // namespace
 
@@ -104,6 +103,15 @@ std::vector<pid_t> ProcessTimes::livingProcesses(const std::string& path) {
   }
   ::close(descriptor);
   return processes;
+}
+
+void ProcessTimes::leave(const std::string& path) {
+  // A child may be about to start, and find its parent's table then.
+  siginfo_t child{};
+  const bool hasChildren = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0;
+  if (hasChildren || path.empty()) return;
+  const std::vector<pid_t> living = livingProcesses(path);
+  if (living == std::vector<pid_t>{::getpid()}) ::unlink(path.c_str());
 }
 
 void ProcessTimes::removeDeserted() {

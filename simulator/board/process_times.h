@@ -36,6 +36,9 @@ class ProcessTimes {
   // Those of the table at the path that have not ended. Zombies have not.
   static std::vector<pid_t> livingProcesses(const std::string& path);
 
+  // The calling process is about to end: the last one removes the table.
+  static void leave(const std::string& path);
+
   // Removes the tables of boards on which nothing runs any more.
   static void removeDeserted();
 

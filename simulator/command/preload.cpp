@@ -47,7 +47,7 @@ Clock sharedClock() {
   if (times == nullptr) return Clock{mode};
   Clock clock = mode == Clock::Mode::kStepped ? Clock{mode, startOfProcess(*times)}
                                               : Clock::since(times->origin(), times->date());
-  clock.share(times);
+  clock.share(times, variable(kTimesVariable));
   clock.enterProcess();
   return clock;
 }
@@ -73,6 +73,10 @@ __attribute__((constructor)) void layOutBoard() {
     std::fprintf(stderr, "tessary-board: %s\n", error.what());
     ::_exit(EXIT_FAILURE);
   }
+}
+
+__attribute__((destructor)) void leaveBoard() {
+  if (const Board* const board = Board::active()) board->clock().leaveProcess();
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
-// The processes that a program starts and waits for: popen, pclose, wait, waitpid, wait3, wait4, waitid.
+// The processes that a program starts and waits for, and its own end: popen, pclose, wait, waitpid, wait3,
+// wait4, waitid, _exit.
 
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -121,10 +123,18 @@ STANDS_IN int pclose(std::FILE* stream) {
   return ended == shell ? status : -1;
 }
 
+// A shell's way to end: without its destructors.
+STANDS_IN void _exit(int status) {
+  if (const Board* const board = Board::active()) board->clock().leaveProcess();
+  for (;;) ::syscall(SYS_exit_group, status);
+}
+STANDS_IN void _Exit(int status) noexcept { ::_exit(status); }
+
 STANDS_IN pid_t wait4(pid_t process, int* status, int options, rusage* usage) noexcept {
   int own = 0;
   int& target = status != nullptr ? *status : own;
-  return joined(NEXT(wait4)(process, &target, options, usage), target);
+  const pid_t ended = NEXT(wait4)(process, &target, options, usage);
+  return joined(ended, target);
 }
 
 STANDS_IN pid_t wait3(int* status, int options, rusage* usage) noexcept {

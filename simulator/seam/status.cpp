@@ -1,10 +1,11 @@
-// What a path or a descriptor is: access, faccessat, the stat family, statx.
+// What a path or a descriptor is: access, faccessat, the stat family, statx, getxattr, listxattr.
 
 #include "simulator/seam/status.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -140,6 +141,25 @@ STANDS_IN_STATUS_AT(fstatat64, stat64)
   }
 STANDS_IN_STATUS_OF(fstat, stat)
 STANDS_IN_STATUS_OF(fstat64, stat64)
+
+// None has further attributes.
+STANDS_IN ssize_t listxattr(const char* path, char* list, std::size_t bytes) noexcept {
+  const Board::Opening opening = lookAt(AT_FDCWD, path);
+  if (!opening.mine) return NEXT(listxattr)(path, list, bytes);
+  return opening.error == ENOENT ? fail(ENOENT) : 0;
+}
+STANDS_IN ssize_t llistxattr(const char* path, char* list, std::size_t bytes) noexcept {
+  return lookAt(AT_FDCWD, path).mine ? ::listxattr(path, list, bytes) : NEXT(llistxattr)(path, list, bytes);
+}
+STANDS_IN ssize_t getxattr(const char* path, const char* name, void* value, std::size_t bytes) noexcept {
+  const Board::Opening opening = lookAt(AT_FDCWD, path);
+  if (!opening.mine) return NEXT(getxattr)(path, name, value, bytes);
+  return fail(opening.error == ENOENT ? ENOENT : ENODATA);
+}
+STANDS_IN ssize_t lgetxattr(const char* path, const char* name, void* value, std::size_t bytes) noexcept {
+  const bool isMine = lookAt(AT_FDCWD, path).mine;
+  return isMine ? ::getxattr(path, name, value, bytes) : NEXT(lgetxattr)(path, name, value, bytes);
+}
 
 // What programs call that were built with a C library before 2.33.
 STANDS_IN int __xstat(int, const char* path, struct stat* status) noexcept { return ::stat(path, status); }
