@@ -1,6 +1,7 @@
 #include "simulator/notify/calls.h"
 
 #include <linux/netlink.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 
@@ -14,6 +15,7 @@ constexpr int kNone = -1;
 constexpr std::uint64_t kWhole = ~std::uint64_t{0};
 constexpr std::uint64_t kInt = 0xffffffff;
 constexpr std::uint64_t kRequestKind = 0xff00;
+constexpr std::uint64_t kPriorityOfProcess = 1;    // IOPRIO_WHO_PROCESS
 constexpr std::uint64_t kSocketRequests = 0x8900;  // SIOCGIFCONF and its kin
 
 // Newer than the headers of some systems that this is built on; the numbers are those of all architectures.
@@ -103,11 +105,11 @@ const std::vector<NotifiedCall>& notifiedCalls() {
       {SYS_preadv, T::kReread, 0, kNone, kNone},
       {SYS_preadv2, T::kReread, 0, kNone, kNone},
 
-      {SYS_kill, T::kProcess, kNone, 0, 1},
-      {SYS_tkill, T::kProcess, kNone, 0, 1},
-      {SYS_tgkill, T::kProcess, kNone, 0, 2},
-      {SYS_rt_sigqueueinfo, T::kProcess, kNone, 0, 1},
-      {SYS_rt_tgsigqueueinfo, T::kProcess, kNone, 0, 2},
+      {SYS_kill, T::kSignal, kNone, 0, kNone},
+      {SYS_tkill, T::kSignal, kNone, 0, kNone},
+      {SYS_tgkill, T::kSignal, kNone, 0, kNone},
+      {SYS_rt_sigqueueinfo, T::kSignal, kNone, 0, kNone},
+      {SYS_rt_tgsigqueueinfo, T::kSignal, kNone, 0, kNone},
       {SYS_pidfd_open, T::kProcess, kNone, 0, kNone},
       {SYS_setpriority, T::kProcess, kNone, 1, kNone},
       {SYS_getpriority, T::kProcess, kNone, 1, kNone},
@@ -152,6 +154,11 @@ const std::vector<ArgumentTest>& argumentTests() {
       {SYS_socket, 0, kInt, AF_NETLINK},
       {SYS_socket, 2, kInt, NETLINK_ROUTE},
       {SYS_ioctl, 1, kRequestKind, kSocketRequests},
+      // The others are about groups and users.
+      {SYS_setpriority, 0, kInt, PRIO_PROCESS},
+      {SYS_getpriority, 0, kInt, PRIO_PROCESS},
+      {SYS_ioprio_set, 0, kInt, kPriorityOfProcess},
+      {SYS_ioprio_get, 0, kInt, kPriorityOfProcess},
   };
   return tests;
 }

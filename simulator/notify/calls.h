@@ -27,6 +27,7 @@ enum class Treatment {
   kReread,         // folder: the descriptor; reading goes back to the start of a file
   kRead,           // the same, reading anywhere
   kProcess,        // path: the process id
+  kSignal,         // the same; below 0 it is a group's, and -1 everybody
   kAffinity,       // path: the process id, other: the buffer; its size is before it
   kMemory,         // sysinfo
   kSystemName,     // uname

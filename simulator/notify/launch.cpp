@@ -145,8 +145,8 @@ class Service {
   Service(const Board& board, Descriptor listener, int front, pid_t program)
       : supervisor_{board, std::move(listener)}, front_{front}, program_{program} {}
 
-  // Until the last process with the filter has ended, or somebody ends this one: without answers no program can go on.
-  // How the program has ended.
+  // Until the last process with the filter has ended, or somebody ends this one: without answers no program
+  // can go on. How the program has ended.
   int run(const Signals& signals) {
     while (goesOn_) {
       pollfd polled[] = {

@@ -10,8 +10,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 
 #include "simulator/notify/program.h"
@@ -137,6 +140,8 @@ Supervisor::Answer Supervisor::answer(const Call& call) {
       return readAgain(call);
     case Treatment::kProcess:
       return aboutProcess(call);
+    case Treatment::kSignal:
+      return signal(call);
     case Treatment::kAffinity:
       return affinity(call);
     case Treatment::kMemory:
@@ -338,36 +343,49 @@ Supervisor::Answer Supervisor::readAgain(const Call& call) {
 
 // -- processes
 
-bool Supervisor::isBoardsProcess(int process) const {
-  const Board::Opening opening = board_.look("/proc/" + std::to_string(process));
-  return opening.mine && opening.error != ENOENT;
-}
-
 // One that was started from here on: the simulator is the parent of all whose own has ended.
 bool Supervisor::isOwnProcess(const Caller& caller, int process) const {
   if (process == caller.thread()) return true;
-  for (pid_t ancestor = process; ancestor > 1; ancestor = parentOf(ancestor)) {
-    if (ancestor == ::getpid()) return process != ::getpid();
+  for (pid_t ancestor = parentOf(process); ancestor > 1; ancestor = parentOf(ancestor)) {
+    if (ancestor == ::getpid()) return true;
   }
   return false;
 }
 
-Supervisor::Answer Supervisor::aboutProcess(const Call& call) {
+// The program's own group was made by whoever started it. Another one's first process may have ended before
+// the others.
+bool Supervisor::isOwnGroup(const Caller& caller, int group) const {
+  if (::getpgid(caller.thread()) == group || isOwnProcess(caller, group)) return true;
+  if (::kill(group, 0) == 0) return false;
+  for (const auto& entry : std::filesystem::directory_iterator{"/proc"}) {
+    const int process = std::atoi(entry.path().filename().c_str());
+    if (process > 1 && ::getpgid(process) == group && isOwnProcess(caller, process)) return true;
+  }
+  return false;
+}
+
+// To the program the machine's other processes are those of the board: of another user, or not there.
+Supervisor::Answer Supervisor::aboutOthers(int process) const {
+  const Board::Opening opening = board_.look("/proc/" + std::to_string(process));
+  return failure(opening.mine && opening.error != ENOENT ? EPERM : ESRCH);
+}
+
+Supervisor::Answer Supervisor::aboutProcess(const Call& call) const {
   const int process = call.number(call.shape.path);
-  const bool isKill = call.shape.treatment == Treatment::kProcess && call.shape.other >= 0;
-  if (isKill && process == -1) return failure(EPERM);  // to all of the machine's
-  const int asked = process < 0 ? -process : process;
-  if (asked == 0 || isOwnProcess(call.caller, asked)) return theMachines();
-  if (isBoardsProcess(asked)) return failure(EPERM);
-  // One that neither the board nor the program has: it can be sent what it is waiting for, but it is not
-  // seen.
-  return isKill && call.other() == 0 ? failure(ESRCH) : theMachines();
+  return process <= 0 || isOwnProcess(call.caller, process) ? theMachines() : aboutOthers(process);
+}
+
+Supervisor::Answer Supervisor::signal(const Call& call) const {
+  const int process = call.number(call.shape.path);
+  if (process >= 0) return aboutProcess(call);
+  if (process == -1) return failure(EPERM);
+  return isOwnGroup(call.caller, -process) ? theMachines() : aboutOthers(-process);
 }
 
 Supervisor::Answer Supervisor::affinity(const Call& call) {
-  const Answer process = aboutProcess(call);
+  Answer process = aboutProcess(call);
   const auto processors = onlineProcessors(board_);
-  if (!process.isTheMachines) return failure(process.error);
+  if (!process.isTheMachines) return process;
   if (!processors) return theMachines();
   const std::size_t bytes = processors->size() * sizeof processors->front();
   const std::uint64_t space = call.argument(call.shape.other - 1);

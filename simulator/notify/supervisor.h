@@ -60,14 +60,16 @@ class Supervisor {
   Answer execute(const Call& call);
   Answer workingFolder(const Call& call);
   Answer readAgain(const Call& call);
-  Answer aboutProcess(const Call& call);
+  Answer aboutOthers(int process) const;
+  Answer aboutProcess(const Call& call) const;
+  Answer signal(const Call& call) const;
   Answer affinity(const Call& call);
   Answer network();
 
   template <typename Record>
   static Answer record(const Call& call, const Record& record);
-  bool isBoardsProcess(int process) const;
   bool isOwnProcess(const Caller& caller, int process) const;
+  bool isOwnGroup(const Caller& caller, int group) const;
   bool pathOf(const Call& call, bool follows, Places::Place& place, Answer& failed) const;
   void send(std::uint64_t id, const Answer& answer);
   void warnOnce(bool& warned, const char* text) const;
