@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/sysinfo.h>
+#include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <cmath>
@@ -24,6 +25,21 @@ bool isBelow(const std::string& path, const char* folder) {
 mode_t modeOf(const Board::Opening& opening) {
   if (opening.isFolder) return S_IFDIR | 0555;
   return opening.node.ioctl ? S_IFCHR | 0666 : S_IFREG | 0444;
+}
+
+// Under /proc there are no sizes, an attribute under /sys has that of a page, whatever it holds; elsewhere it
+// is the text's.
+off_t sizeOf(const Board::Opening& opening) {
+  if (opening.isFolder || opening.node.ioctl || isBelow(opening.path, "/proc") || !opening.node.text)
+    return 0;
+  return isBelow(opening.path, "/sys") ? kBlock : static_cast<off_t>(opening.node.text().size());
+}
+
+// That of the machine's file system at the same place, of which the program may see parts.
+dev_t deviceOf(const std::string& path) {
+  struct stat status {};
+  const std::string root = path.substr(0, path.find('/', 1));
+  return ::stat(root.c_str(), &status) == 0 ? status.st_dev : 0;
 }
 
 // MemTotal:        7865432 kB
@@ -55,21 +71,23 @@ std::string textOf(const Board& board, const std::string& path) {
   return opening.mine && opening.error == 0 && opening.node.text ? opening.node.text() : std::string{};
 }
 
-struct stat statusOf(const Board::Opening& opening) {
+struct stat statusOf(const Board& board, const Board::Opening& opening) {
   struct stat status {};
+  status.st_dev = deviceOf(opening.path);
   status.st_mode = modeOf(opening);
   status.st_nlink = 1;
   status.st_blksize = kBlock;
-  // A node under /proc has no size, an attribute under /sys that of a page, whatever it holds.
-  const bool isAttribute = S_ISREG(status.st_mode) && isBelow(opening.path, "/sys");
-  status.st_size = isAttribute ? kBlock : 0;
+  status.st_size = sizeOf(opening);
   // Walks over a tree take two nodes with one number for the same.
   status.st_ino = std::hash<std::string>{}(opening.path);
+  const Nanoseconds start = board.clock().dateAtStart();
+  status.st_atim = {start / kNanosecondsInSecond, start % kNanosecondsInSecond};
+  status.st_mtim = status.st_ctim = status.st_atim;
   return status;
 }
 
-struct statx extendedStatusOf(const Board::Opening& opening) {
-  const struct stat status = statusOf(opening);
+struct statx extendedStatusOf(const Board& board, const Board::Opening& opening) {
+  const struct stat status = statusOf(board, opening);
   struct statx extended {};
   extended.stx_mask = STATX_BASIC_STATS;
   extended.stx_mode = static_cast<std::uint16_t>(status.st_mode);
@@ -77,6 +95,10 @@ struct statx extendedStatusOf(const Board::Opening& opening) {
   extended.stx_blksize = kBlock;
   extended.stx_size = static_cast<std::uint64_t>(status.st_size);
   extended.stx_ino = status.st_ino;
+  extended.stx_dev_major = major(status.st_dev);
+  extended.stx_dev_minor = minor(status.st_dev);
+  extended.stx_atime = {status.st_atim.tv_sec, static_cast<std::uint32_t>(status.st_atim.tv_nsec), {}};
+  extended.stx_mtime = extended.stx_ctime = extended.stx_atime;
   return extended;
 }
 

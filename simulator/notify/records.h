@@ -15,8 +15,8 @@
 
 namespace simulator {
 
-struct stat statusOf(const Board::Opening& opening);
-struct statx extendedStatusOf(const Board::Opening& opening);
+struct stat statusOf(const Board& board, const Board::Opening& opening);
+struct statx extendedStatusOf(const Board& board, const Board::Opening& opening);
 
 // From its /proc/uptime, loadavg and meminfo: what a board does not have is 0.
 struct sysinfo systemFigures(const Board& board);

@@ -70,10 +70,14 @@ bool Supervisor::answerNext() {
   seccomp_notif notification{};
   if (::ioctl(listener_.get(), SECCOMP_IOCTL_NOTIF_RECV, &notification) != 0) return false;
   Answer given = theMachines();
-  // A call with two paths has two shapes: the board's answer to either is the answer.
-  for (const NotifiedCall& shape : calls_[static_cast<std::size_t>(notification.data.nr)]) {
-    given = answer({notification, shape, Caller{static_cast<pid_t>(notification.pid)}});
-    if (!given.isTheMachines) break;
+  try {
+    // A call with two paths has two shapes: the board's answer to either is the answer.
+    for (const NotifiedCall& shape : calls_[static_cast<std::size_t>(notification.data.nr)]) {
+      given = answer({notification, shape, Caller{static_cast<pid_t>(notification.pid)}});
+      if (!given.isTheMachines) break;
+    }
+  } catch (const std::exception&) {
+    given = failure(ENOMEM);
   }
   send(notification.id, given);
   return true;
@@ -229,14 +233,15 @@ Supervisor::Answer Supervisor::status(const Call& call) {
   if (!pathOf(call, follows, place, failed)) return failed;
   // A file that cannot be opened is there all the same; one that is not there is not.
   if (place.opening.error == ENOENT) return failure(ENOENT);
-  return isExtended ? record(call, extendedStatusOf(place.opening)) : record(call, statusOf(place.opening));
+  return isExtended ? record(call, extendedStatusOf(board_, place.opening))
+                    : record(call, statusOf(board_, place.opening));
 }
 
 Supervisor::Answer Supervisor::statusOfFile(const Call& call) {
   const std::optional<std::string> path = places_.openedPath(call.caller, call.folder());
   if (!path) return theMachines();
   const Board::Opening opening = board_.look(*path);
-  return opening.mine ? record(call, statusOf(opening)) : theMachines();
+  return opening.mine ? record(call, statusOf(board_, opening)) : theMachines();
 }
 
 Supervisor::Answer Supervisor::test(const Call& call) {
