@@ -72,6 +72,9 @@ int run(RunOptions options) {
   const fs::path path = findBoard(options.board);
   readWholeBoard(path, options.seed);
   const bool isStepped = options.time == kSteppedTime;
+  // For a program of that board, which could not start this one itself.
+  const char* const board = std::getenv(kBoardVariable);
+  const bool isNested = board != nullptr && board == path && std::getenv(kTimesVariable) != nullptr;
   if (isStepped && options.seam == kNotifySeam)
     throw Failure{"--seam notify is for real time: programs read the clock without a call"};
 
@@ -89,7 +92,8 @@ int run(RunOptions options) {
     Environment environment;
     environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
     ::environ = const_cast<char**>(environment.variables());
-    return runNotified({path, options.seed, options.machineNetwork, std::move(options.command)});
+    return runNotified({path, options.seed, isNested ? std::getenv(kTimesVariable) : "",
+                        options.machineNetwork, std::move(options.command)});
   }
 
   const fs::path library = besideExecutable(TESSARY_BOARD_LIBRARY_FROM_BIN);
@@ -105,7 +109,8 @@ int run(RunOptions options) {
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kTimeVariable, options.time);
-  environment.set(kTimesVariable, ProcessTimes::create());
+  environment.set(kTimesVariable, isNested ? std::getenv(kTimesVariable) : ProcessTimes::create());
+  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
 

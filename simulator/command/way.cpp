@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "simulator/board/board.h"
+#include "simulator/board/program.h"
 #include "simulator/model/model.h"
 #include "simulator/notify/filter.h"
 #include "simulator/notify/launch.h"
-#include "simulator/notify/program.h"
 
 namespace simulator {
 
@@ -60,7 +60,8 @@ int runNotified(const NotifiedRun& run) {
   // These programs have the machine's from the kernel, without a call.
   file.ticksPerSecond = static_cast<int>(::sysconf(_SC_CLK_TCK));
   const FilterOptions filter{readsMayFail(file), run.machineNetwork};
-  Board board{Clock{Clock::Mode::kReal}};
+  const ProcessTimes* const times = run.times.empty() ? nullptr : ProcessTimes::attach(run.times);
+  Board board{times != nullptr ? Clock::since(times->origin(), times->date()) : Clock{Clock::Mode::kReal}};
   board.keepHistory(false);
   layOut(board, std::make_shared<const BoardFile>(std::move(file)));
   return runSupervised(board, filter, run.command);

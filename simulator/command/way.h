@@ -29,6 +29,7 @@ ChosenWay chooseWay(const std::string& command, const std::string& seam, bool is
 struct NotifiedRun {
   std::string board;  // the file
   std::uint64_t seed;
+  std::string times;  // of the board that there is already: process_times.h; else empty
   bool machineNetwork;
   std::vector<std::string> command;
 };

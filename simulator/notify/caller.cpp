@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "simulator/notify/descriptor.h"
+#include "simulator/board/descriptor.h"
 
 namespace simulator {
 
@@ -24,17 +24,24 @@ std::string smallFile(const std::string& path) {
   return {text, bytes > 0 ? static_cast<std::size_t>(bytes) : 0};
 }
 
+// Addresses come as numbers, from the call's arguments.
+iovec pieceOf(std::uint64_t address, std::size_t bytes) {
+  iovec piece{nullptr, bytes};
+  std::memcpy(&piece.iov_base, &address, sizeof address);
+  return piece;
+}
+
 }  // namespace
 
 bool Caller::read(std::uint64_t address, void* target, std::size_t bytes) const {
   const iovec here{target, bytes};
-  const iovec there{reinterpret_cast<void*>(address), bytes};
+  const iovec there = pieceOf(address, bytes);
   return ::process_vm_readv(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }
 
 bool Caller::write(std::uint64_t address, const void* source, std::size_t bytes) const {
   const iovec here{const_cast<void*>(source), bytes};
-  const iovec there{reinterpret_cast<void*>(address), bytes};
+  const iovec there = pieceOf(address, bytes);
   return ::process_vm_writev(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }
 

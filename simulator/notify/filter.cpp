@@ -50,6 +50,7 @@ class FilterProgram {
   }
 
   void askWhen(int number, const std::vector<ArgumentTest>& tests) {
+    constexpr std::size_t kBytes = sizeof(std::uint32_t);
     constexpr unsigned kWords = 2;         // of an argument
     constexpr unsigned kInstructions = 3;  // for each of them
     unsigned left = static_cast<unsigned>(tests.size()) * kWords * kInstructions;
@@ -60,7 +61,8 @@ class FilterProgram {
           return static_cast<std::uint32_t>(value >> 32 * word);
         };
         left -= kInstructions;
-        load(offsetof(seccomp_data, args) + static_cast<unsigned>(test.position) * 8 + word * 4);
+        load(offsetof(seccomp_data, args) +
+             kBytes * (kWords * static_cast<std::size_t>(test.position) + word));
         add(BPF_ALU | BPF_AND | BPF_K, wordOf(test.mask));
         add(BPF_JMP | BPF_JEQ | BPF_K, wordOf(test.value), 0, left + 1);
       }

@@ -19,7 +19,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "simulator/notify/descriptor.h"
+#include "simulator/board/descriptor.h"
 #include "simulator/notify/supervisor.h"
 
 namespace simulator {
@@ -125,6 +125,7 @@ class Signals {
 [[noreturn]] void becomeProgram(int supervisor, const FilterOptions& filter,
                                 std::vector<std::string>& command) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (std::string& argument : command) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   {

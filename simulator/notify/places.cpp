@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "simulator/notify/descriptor.h"
+#include "simulator/board/descriptor.h"
 
 namespace simulator {
 

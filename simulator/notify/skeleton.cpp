@@ -55,38 +55,40 @@ std::optional<std::string> Skeleton::boardPath(const std::string& path) const {
 }
 
 void Skeleton::bringUpToDate(const std::string& boardPath) {
-  make(boardPath);
+  std::error_code ignored;
+  if (entries_.count(boardPath) == 0) fs::create_directories(root_ + boardPath, ignored);
   std::set<std::string> present;
   for (const std::string& name : board_.list(boardPath)) {
     if (!isNavigation(name)) present.insert(name);
   }
   std::set<std::string>& known = entries_[boardPath];
   if (known == present) return;
+  const std::string folder = boardPath + "/";
   for (const std::string& name : known) {
-    if (present.count(name) != 0) continue;
-    const std::string gone = boardPath + "/" + name;
-    std::error_code ignored;
-    fs::remove_all(root_ + gone, ignored);
-    const std::string below = gone + "/";
-    entries_.erase(gone);
-    for (auto it = entries_.lower_bound(below); it != entries_.end() && it->first.rfind(below, 0) == 0;)
-      it = entries_.erase(it);
+    if (present.count(name) == 0) remove(folder + name);
   }
   for (const std::string& name : present) {
-    if (known.count(name) != 0) continue;
-    const std::string path = root_ + boardPath + "/" + name;
-    if (board_.look(boardPath + "/" + name).isFolder) {
-      ::mkdir(path.c_str(), 0755);
-    } else {
-      const Descriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0444)};
-    }
+    if (known.count(name) == 0) add(folder + name);
   }
   known = std::move(present);
 }
 
-void Skeleton::make(const std::string& boardPath) {
+void Skeleton::remove(const std::string& boardPath) {
   std::error_code ignored;
-  if (entries_.count(boardPath) == 0) fs::create_directories(root_ + boardPath, ignored);
+  fs::remove_all(root_ + boardPath, ignored);
+  entries_.erase(boardPath);
+  const std::string below = boardPath + "/";
+  auto it = entries_.lower_bound(below);
+  while (it != entries_.end() && it->first.rfind(below, 0) == 0) it = entries_.erase(it);
+}
+
+void Skeleton::add(const std::string& boardPath) {
+  const std::string path = root_ + boardPath;
+  if (board_.look(boardPath).isFolder) {
+    ::mkdir(path.c_str(), 0755);
+  } else {
+    const Descriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0444)};
+  }
 }
 
 }  // namespace simulator

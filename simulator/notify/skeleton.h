@@ -10,7 +10,7 @@
 #include <string>
 
 #include "simulator/board/board.h"
-#include "simulator/notify/descriptor.h"
+#include "simulator/board/descriptor.h"
 
 namespace simulator {
 
@@ -30,7 +30,8 @@ class Skeleton {
 
  private:
   void bringUpToDate(const std::string& boardPath);
-  void make(const std::string& boardPath);
+  void remove(const std::string& boardPath);
+  void add(const std::string& boardPath);
 
   const Board& board_;
   std::string root_;

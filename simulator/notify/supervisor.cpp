@@ -17,7 +17,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "simulator/notify/program.h"
+#include "simulator/board/program.h"
 #include "simulator/notify/records.h"
 
 namespace simulator {

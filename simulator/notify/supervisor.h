@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/descriptor.h"
 #include "simulator/notify/calls.h"
-#include "simulator/notify/descriptor.h"
 #include "simulator/notify/places.h"
 #include "simulator/notify/skeleton.h"
 

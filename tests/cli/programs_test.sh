@@ -73,6 +73,8 @@ expect ps 0 "500 root navigation $victim root not_a_sleep" \
 expect free 0 'Mem: 4000000 1000000' still busybox sh -c 'busybox free | awk "/Mem/ {print \$1, \$2, \$4}"'
 expect top 0 '500 navigation' still busybox sh -c 'busybox top -bn1 | awk "/navig/ {print \$1, \$NF}"'
 expect commands 0 $'/sys/class/net\neth7\n500' still busybox sh -c 'cd /sys/class/net; pwd; ls; ls /proc | grep 500'
+expect 'of a preloaded shell' 0 '500 4000000' run "$scratch/still.json" -- \
+  sh -c 'busybox ps | awk "/navig/ {printf \$1 \" \"}"; env busybox free | awk "/Mem/ {print \$2}"'
 expect 'seam of choice' 0 'Linux version 5.15.41-board (builder) #1 SMP' \
   run "$scratch/still.json" --seam notify -- cat /proc/version
 
@@ -99,6 +101,9 @@ expect 'stepped notification' 2 'tessary-board: --seam notify is for real time: 
   run "$scratch/still.json" --time stepped --seam notify -- true
 expect 'stepped and static' 0 'tessary-board: busybox is statically linked, and time is stepped: it will see the machine' \
   run "$scratch/still.json" --time stepped -- busybox true
+expect 'stepped and started by a shell' 0 \
+  'tessary-board: /bin/busybox is statically linked, and time is stepped: it will see the machine' \
+  run "$scratch/still.json" --time stepped -- sh -c 'env /bin/busybox true'
 expect strict 126 'tessary-board: busybox is statically linked, and time is stepped: refused' \
   run "$scratch/still.json" --time stepped --strict -- busybox true
 cp "$reader" "$scratch/foreign"

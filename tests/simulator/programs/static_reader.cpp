@@ -59,9 +59,9 @@ int showPaths(const std::string& scratch) {
   char name[PATH_MAX] = {};
   say(::getcwd(name, sizeof name));
   say("comm: " + textOf("comm"));
-  std::memset(name, 0, sizeof name);
-  ::readlink(("/proc/self/fd/" + std::to_string(above)).c_str(), name, sizeof name - 1);
-  return say(name);
+  const std::string opened = "/proc/self/fd/" + std::to_string(above);
+  const ssize_t length = ::readlink(opened.c_str(), name, sizeof name);
+  return say({name, static_cast<std::size_t>(length)});
 }
 
 int showFolder(const char* path) {
@@ -121,11 +121,13 @@ int showKeptOpen() {
 }
 
 int showThreads() {
+  constexpr int kThreads = 4;
   constexpr int kReadings = 200;
   const std::string expected = textOf("/proc/version");
   std::atomic<int> right{0};
   std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) {
+  threads.reserve(kThreads);
+  for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&] {
       for (int reading = 0; reading < kReadings; ++reading) right += textOf("/proc/version") == expected;
     });

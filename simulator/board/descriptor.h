@@ -1,6 +1,6 @@
 // An open file of the simulator's own, closed at the end of its scope.
-#ifndef TESSARY_SIMULATOR_NOTIFY_DESCRIPTOR_H
-#define TESSARY_SIMULATOR_NOTIFY_DESCRIPTOR_H
+#ifndef TESSARY_SIMULATOR_BOARD_DESCRIPTOR_H
+#define TESSARY_SIMULATOR_BOARD_DESCRIPTOR_H
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 // What a program is, seen from its file: which of the ways onto a board reaches it.
-#ifndef TESSARY_SIMULATOR_NOTIFY_PROGRAM_H
-#define TESSARY_SIMULATOR_NOTIFY_PROGRAM_H
+#ifndef TESSARY_SIMULATOR_BOARD_PROGRAM_H
+#define TESSARY_SIMULATOR_BOARD_PROGRAM_H
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "simulator/notify/program.h"
+#include "simulator/board/program.h"
 
 #include <elf.h>
 #include <fcntl.h>
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simulator/notify/descriptor.h"
+#include "simulator/board/descriptor.h"
 
 namespace simulator {
 
@@ -140,8 +140,9 @@ std::optional<std::string> findProgram(const std::string& command) {
   std::string_view folders = variable != nullptr ? variable : "/bin:/usr/bin";
   while (true) {
     const std::size_t end = folders.find(':');
-    const std::string folder{folders.substr(0, end)};
-    const std::string path = folder.empty() ? command : folder + "/" + command;
+    std::string path{folders.substr(0, end)};
+    if (!path.empty()) path += '/';
+    path += command;
     if (isProgram(path)) return path;
     if (end == std::string_view::npos) return std::nullopt;
     folders.remove_prefix(end + 1);
