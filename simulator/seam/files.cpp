@@ -95,9 +95,9 @@ namespace {
 
 // The target of a duplication was closed by it, whatever it was.
 int duplicated(int from, int to) {
-  if (to < 0 || to == from) return to;
+  if (to < 0 || to == from || !isOurTable()) return to;
   untrack(to);
-  if (isTracked(from)) track(to, openFile(from));
+  if (const auto file = openFile(from)) track(to, file);
   return to;
 }
 
@@ -140,18 +140,9 @@ STANDS_IN int fcntl64(int descriptor, int command, ...) {
 
 namespace {
 
-constexpr off64_t kAtPosition = -1;
-
-// The bytes that may be read of the board's file at the offset, or at the descriptor's position.
-ssize_t readable(OpenFile& file, int descriptor, off64_t offset, std::size_t bytes) {
-  if (!file.isText) return static_cast<ssize_t>(bytes);
-  const off64_t at = offset == kAtPosition ? NEXT(lseek64)(descriptor, 0, SEEK_CUR) : offset;
-  return readableBytes(file, descriptor, at, bytes);
-}
-
 ssize_t readAs(int descriptor, void* target, std::size_t bytes) {
   if (const auto file = openFile(descriptor)) {
-    const ssize_t most = readable(*file, descriptor, kAtPosition, bytes);
+    const ssize_t most = readableBytes(*file, descriptor, kAtPosition, bytes);
     if (most < 0) return most;
     bytes = static_cast<std::size_t>(most);
   }
@@ -160,7 +151,7 @@ ssize_t readAs(int descriptor, void* target, std::size_t bytes) {
 
 ssize_t readAtAs(int descriptor, void* target, std::size_t bytes, off64_t offset) {
   if (const auto file = openFile(descriptor)) {
-    const ssize_t most = readable(*file, descriptor, offset, bytes);
+    const ssize_t most = readableBytes(*file, descriptor, offset, bytes);
     if (most < 0) return most;
     bytes = static_cast<std::size_t>(most);
   }
@@ -171,7 +162,7 @@ ssize_t readAtAs(int descriptor, void* target, std::size_t bytes, off64_t offset
 ssize_t readPartsAs(int descriptor, const iovec* parts, int count, off64_t offset) {
   const auto file = openFile(descriptor);
   if (file != nullptr && count > 0) {
-    const ssize_t most = readable(*file, descriptor, offset, parts[0].iov_len);
+    const ssize_t most = readableBytes(*file, descriptor, offset, parts[0].iov_len);
     if (most < 0) return most;
     if (static_cast<std::size_t>(most) < parts[0].iov_len) count = 1;
     const iovec first{parts[0].iov_base, static_cast<std::size_t>(most)};

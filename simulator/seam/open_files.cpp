@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <cctype>
 #include <map>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "simulator/board/fork_safe_mutex.h"
@@ -40,24 +40,22 @@ ForkSafeMutex& renderMutex() {
   return *mutex;
 }
 
-// Between vfork and exec a child runs in its parent's memory: the descriptors that it closes and duplicates
-// there are its own, the table is its parent's.
-bool isOurTable() {
-  static std::atomic<pid_t> owner{0};
-  if (owner == 0) {
-    owner = ::getpid();
-    ::pthread_atfork(nullptr, nullptr, [] { owner = ::getpid(); });
-  }
-  return owner == ::getpid();
-}
-
 // A read that follows the opening at once takes what was rendered then.
 constexpr Nanoseconds kFreshFor = 1000000;
 
-// The number of the memory file; none of another program's file is the same.
-ino_t memoryOf(int descriptor) {
-  struct stat status {};
-  return NEXT(fstat)(descriptor, &status) == 0 ? status.st_ino : 0;
+// What /proc/self/fd says of a file in memory before its name, and how much of the name is sure to be there.
+constexpr const char* kMemoryName = "/memfd:";
+constexpr std::size_t kLongestName = 200;
+
+// Whether the descriptor is still the file in memory that was made for the node, which is named after it. A
+// call that is not seen here may have closed it, and its number be a file of the program's own now.
+bool isStillOf(const OpenFile& file, int descriptor) {
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  std::array<char, 512> target;
+  const ssize_t length = NEXT(readlink)(link.c_str(), target.data(), target.size());
+  const std::string name = kMemoryName + file.path;
+  return length > 0 && std::string_view{target.data(), static_cast<std::size_t>(length)}.substr(
+                           0, std::min(name.size(), kLongestName)) == name.substr(0, kLongestName);
 }
 
 bool writeText(int descriptor, const std::string& text) {
@@ -81,7 +79,6 @@ int openText(Board& board, OpenFile file, int flags) {
   const int descriptor = ::memfd_create(file.path.c_str(), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
   if (descriptor < 0) return descriptor;
   file.isText = true;
-  file.memory = memoryOf(descriptor);
   file.rendered = board.clock().now();
   writeText(descriptor, file.node.text ? file.node.text() : std::string{});
   track(descriptor, std::make_shared<OpenFile>(std::move(file)));
@@ -96,13 +93,14 @@ int errorOfGone(const std::string& path) {
   return isOfProcess ? ESRCH : ENODEV;
 }
 
+// Wherever a process with the same descriptor has read to since: this one reads on there.
+bool isFresh(Board& board, OpenFile& file) {
+  return std::exchange(file.isUnread, false) && board.clock().now() - file.rendered < kFreshFor;
+}
+
 // The error number of a read that finds nothing more to render; 0 otherwise.
 int renderAnew(Board& board, OpenFile& file, int descriptor) {
-  const Nanoseconds now = board.clock().now();
-  const bool isFresh = std::exchange(file.isUnread, false) && now - file.rendered < kFreshFor;
-  if (isFresh) return 0;
-  // Closed by a call that is not seen here, and its number given to a file of the program's own.
-  if (memoryOf(descriptor) != file.memory) {
+  if (!isStillOf(file, descriptor)) {
     untrack(descriptor);
     return 0;
   }
@@ -110,7 +108,6 @@ int renderAnew(Board& board, OpenFile& file, int descriptor) {
   if (!opening.mine) return 0;
   if (opening.error == ENOENT) return errorOfGone(file.path);
   file.node = std::move(opening.node);
-  file.rendered = now;
   const std::string text = file.node.text ? file.node.text() : std::string{};
   // The text that is there is never cut before the new one stands.
   return writeText(descriptor, text) && ::ftruncate(descriptor, static_cast<off_t>(text.size())) == 0 ? 0
@@ -119,12 +116,21 @@ int renderAnew(Board& board, OpenFile& file, int descriptor) {
 
 }  // namespace
 
+bool isOurTable() {
+  static std::atomic<pid_t> owner{0};
+  if (owner == 0) {
+    owner = ::getpid();
+    ::pthread_atfork(nullptr, nullptr, [] { owner = ::getpid(); });
+  }
+  return owner == ::getpid();
+}
+
 bool isTracked(int descriptor) {
   return descriptor >= 0 && descriptor < kTrackedDescriptors && tracked[static_cast<std::size_t>(descriptor)];
 }
 
 void track(int descriptor, std::shared_ptr<OpenFile> file) {
-  if (descriptor < 0 || descriptor >= kTrackedDescriptors || !isOurTable()) return;
+  if (descriptor < 0 || descriptor >= kTrackedDescriptors) return;
   const std::lock_guard lock{openTable().mutex};
   openTable().files[descriptor] = std::move(file);
   tracked[static_cast<std::size_t>(descriptor)] = true;
@@ -194,10 +200,13 @@ bool boardOpens(int folder, const char* path, int flags, int& descriptor) {
 }
 
 ssize_t readableBytes(OpenFile& file, int descriptor, off_t offset, std::size_t bytes) {
+  if (!file.isText) return static_cast<ssize_t>(bytes);
   const std::lock_guard lock{renderMutex()};
   Board* const board = Board::active();
-  if (board != nullptr && offset == 0) {
-    if (const int error = renderAnew(*board, file, descriptor)) return fail(error);
+  if (board != nullptr && !isFresh(*board, file)) {
+    const off_t start = offset == kAtPosition ? NEXT(lseek)(descriptor, 0, SEEK_CUR) : offset;
+    const int error = start == 0 ? renderAnew(*board, file, descriptor) : 0;
+    if (error != 0) return fail(error);
   }
   if (file.node.readError != 0) return fail(file.node.readError);
   if (file.node.readLimit != 0) bytes = std::min(bytes, file.node.readLimit);

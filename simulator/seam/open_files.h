@@ -21,10 +21,13 @@ struct OpenFile {
   std::string folder;  // the same, of a folder alone
   Node node;
   bool isText = false;
-  ino_t memory = 0;      // the number of the file in memory
   bool isUnread = true;  // since it was opened
   Nanoseconds rendered = 0;
 };
+
+// Between vfork and exec a child runs in its parent's memory: the descriptors that it closes and duplicates
+// there are its own, the table is its parent's.
+bool isOurTable();
 
 bool isTracked(int descriptor);
 void track(int descriptor, std::shared_ptr<OpenFile> file);
@@ -42,8 +45,9 @@ Board::Opening lookAt(int folder, const char* path);
 // True when the board answers for the path; the result, -1 and errno included, is in `descriptor` then.
 bool boardOpens(int folder, const char* path, int flags, int& descriptor);
 
-// What a read of the text at this offset may return: renders the text anew at its start. -1 and errno where
-// it fails.
+// How much of `bytes` a read at the offset, or at the descriptor's position, may return: renders a text anew
+// at its start. -1 and errno where the read fails.
+constexpr off_t kAtPosition = -1;
 ssize_t readableBytes(OpenFile& file, int descriptor, off_t offset, std::size_t bytes);
 
 }  // namespace simulator

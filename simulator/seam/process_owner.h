@@ -8,8 +8,7 @@
 namespace simulator {
 
 enum class ProcessOwner {
-  kProgram,  // the caller itself, what it and the board's other programs started; all, where no board has
-             // processes
+  kProgram,  // the caller, and what it and the board's other programs started; all, where no board is
   kBoard,    // a process of the board: to the program, one of another user
   kNobody,   // there is none
 };

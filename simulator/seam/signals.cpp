@@ -10,6 +10,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -64,7 +65,7 @@ STANDS_IN int killpg(pid_t group, int signal) noexcept {
   return killAs(group == 0 ? 0 : -group, signal);
 }
 
-STANDS_IN int tgkill(pid_t process, pid_t thread, int signal) noexcept {
+STANDS_IN int tgkill(pid_t process, pid_t thread, int signal) {
   const ProcessOwner owner = ownerOf(process);
   return owner == ProcessOwner::kProgram ? NEXT(tgkill)(process, thread, signal)
                                          : refuseSignal(owner, signal);
@@ -81,14 +82,19 @@ STANDS_IN int pidfd_open(pid_t process, unsigned flags) noexcept {
   return static_cast<int>(::syscall(SYS_pidfd_open, process, flags));
 }
 
-STANDS_IN long ptrace(enum __ptrace_request request, ...) noexcept {
+// Its first parameter is an enumeration, which arguments cannot follow unnamed.
+extern "C" __attribute__((visibility("default"))) long ptraceByNumber(int request, ...) noexcept
+    __asm__("ptrace");
+
+long ptraceByNumber(int request, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, request);
   const auto process = va_arg(arguments, pid_t);
   void* const address = va_arg(arguments, void*);
   void* const data = va_arg(arguments, void*);
   va_end(arguments);
-  static const auto trace = simulator::next<long(enum __ptrace_request, ...)>("ptrace");
+  static std::atomic<void*> known{nullptr};
+  const auto trace = simulator::next<long(int, ...)>("ptrace", known);
   if (request == PTRACE_TRACEME) return trace(request, process, address, data);
   UNLESS_OTHERS(process, trace(request, process, address, data));
 }
