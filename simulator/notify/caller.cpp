@@ -1,6 +1,8 @@
 #include "simulator/notify/caller.h"
 
 #include <fcntl.h>
+#include <linux/seccomp.h>
+#include <sys/ioctl.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -33,16 +35,18 @@ iovec pieceOf(std::uint64_t address, std::size_t bytes) {
 
 }  // namespace
 
+bool Caller::isWaiting() const { return ::ioctl(listener_, SECCOMP_IOCTL_NOTIF_ID_VALID, &call_) == 0; }
+
 bool Caller::read(std::uint64_t address, void* target, std::size_t bytes) const {
   const iovec here{target, bytes};
   const iovec there = pieceOf(address, bytes);
-  return ::process_vm_readv(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
+  return ::process_vm_readv(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes) && isWaiting();
 }
 
 bool Caller::write(std::uint64_t address, const void* source, std::size_t bytes) const {
   const iovec here{const_cast<void*>(source), bytes};
   const iovec there = pieceOf(address, bytes);
-  return ::process_vm_writev(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
+  return isWaiting() && ::process_vm_writev(thread_, &here, 1, &there, 1, 0) == static_cast<ssize_t>(bytes);
 }
 
 std::optional<std::string> Caller::text(std::uint64_t address) const {
@@ -68,7 +72,7 @@ std::string Caller::linkPath(const std::string& name) const {
 std::string Caller::link(const std::string& name) const {
   char target[PATH_MAX];
   const ssize_t length = ::readlink(linkPath(name).c_str(), target, sizeof target);
-  return {target, length > 0 ? static_cast<std::size_t>(length) : 0};
+  return {target, length > 0 && isWaiting() ? static_cast<std::size_t>(length) : 0};
 }
 
 pid_t Caller::process() const {

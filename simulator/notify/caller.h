@@ -1,4 +1,5 @@
-// The thread of a program that waits in a system call: its memory and what its descriptors stand for.
+// The thread of a program that waits in a system call: its memory and what its descriptors stand for. When it
+// has been killed meanwhile, its id may be another's: nothing is taken from it then, nor written.
 #ifndef TESSARY_SIMULATOR_NOTIFY_CALLER_H
 #define TESSARY_SIMULATOR_NOTIFY_CALLER_H
 
@@ -13,9 +14,11 @@ namespace simulator {
 
 class Caller {
  public:
-  explicit Caller(pid_t thread) : thread_{thread} {}
+  // call: its number on the descriptor of the filter.
+  Caller(pid_t thread, int listener, std::uint64_t call)
+      : thread_{thread}, listener_{listener}, call_{call} {}
 
-  // False: the address is not the program's, EFAULT.
+  // False: the address is not the program's, or it is gone.
   bool read(std::uint64_t address, void* target, std::size_t bytes) const;
   bool write(std::uint64_t address, const void* source, std::size_t bytes) const;
 
@@ -31,7 +34,11 @@ class Caller {
   pid_t process() const;  // 0 when it has ended
 
  private:
+  bool isWaiting() const;
+
   pid_t thread_;
+  int listener_;
+  std::uint64_t call_;
 };
 
 // The parent of a process or of a thread's process; 0 when there is none.

@@ -230,13 +230,15 @@ int supervise(const Board& board, const FilterOptions& filter, std::vector<std::
     becomeProgram(theirs.get(), filter, command);
   }
   theirs = Descriptor{};
-  ::setsid();  // the terminal's signals are the program's
+  std::signal(SIGCHLD, SIG_DFL);  // whoever started the command may not want to know
+  ::setsid();                     // the terminal's signals are the program's
   const Signals signals{SIGCHLD, SIGTERM, SIGINT, SIGHUP, SIGQUIT};
   Descriptor listener = receiveDescriptor(ours.get());
   if (listener.get() < 0) {
     tell(front.get(), {News::Kind::kFailed, EPERM});
     return EXIT_FAILURE;
   }
+  ours = Descriptor{};
   tell(front.get(), {News::Kind::kStarted, program});
   letGoOfStreams({listener.get(), front.get(), signals.descriptor()});
   const int status = Service{board, std::move(listener), front.get(), program}.run(signals);

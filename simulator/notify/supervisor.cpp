@@ -50,7 +50,7 @@ std::string ownLink(int descriptor) { return "/proc/self/fd/" + std::to_string(d
 struct Supervisor::Call {
   const seccomp_notif& notification;
   NotifiedCall shape;
-  Caller caller;
+  const Caller& caller;
 
   std::uint64_t argument(int position) const { return notification.data.args[position]; }
   int number(int position) const { return static_cast<int>(argument(position)); }
@@ -70,10 +70,11 @@ bool Supervisor::answerNext() {
   seccomp_notif notification{};
   if (::ioctl(listener_.get(), SECCOMP_IOCTL_NOTIF_RECV, &notification) != 0) return false;
   Answer given = theMachines();
+  const Caller caller{static_cast<pid_t>(notification.pid), listener_.get(), notification.id};
   try {
     // A call with two paths has two shapes: the board's answer to either is the answer.
     for (const NotifiedCall& shape : calls_[static_cast<std::size_t>(notification.data.nr)]) {
-      given = answer({notification, shape, Caller{static_cast<pid_t>(notification.pid)}});
+      given = answer({notification, shape, caller});
       if (!given.isTheMachines) break;
     }
   } catch (const std::exception&) {
@@ -168,6 +169,9 @@ bool Supervisor::pathOf(const Call& call, bool follows, Places::Place& place, An
     failed = failure(path ? ENAMETOOLONG : EFAULT);
     return false;
   }
+  const bool isOfDescriptor =
+      call.shape.treatment == Treatment::kStatus || call.shape.treatment == Treatment::kStatx;
+  if (path->empty() && (!isOfDescriptor || call.shape.folder == kNoFolder)) return false;  // an error
   place = places_.find(call.caller, call.folder(), *path, follows);
   return place.opening.mine;
 }
@@ -337,6 +341,7 @@ Supervisor::Answer Supervisor::readAgain(const Call& call) {
   const std::optional<std::string> path = places_.openedPath(call.caller, call.folder());
   if (!path) return theMachines();
   const Board::Opening opening = board_.look(*path);
+  if (opening.isFolder) skeleton_.open(opening.path, O_PATH);  // it is listed again
   if (opening.isFolder) return theMachines();
   if (opening.error == ENOENT) return failure(ESRCH);  // as of a process that has ended
   if (opening.node.readError != 0) return failure(opening.node.readError);
