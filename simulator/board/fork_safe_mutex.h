@@ -25,6 +25,14 @@ class ForkSafeMutex {
   std::recursive_mutex mutex_;
 };
 
+// The one object of its class, which outlives every static object. Whoever has one names it in a variable of
+// its file, too, so that it is made before the program has threads: a fork could find it half made.
+template <typename Object>
+Object& lasting() {
+  static auto* const object = new Object;
+  return *object;
+}
+
 }  // namespace simulator
 
 #endif

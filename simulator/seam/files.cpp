@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <limits>
@@ -112,7 +113,8 @@ STANDS_IN int dup3(int from, int to, int flags) noexcept {
 namespace {
 
 int controlAs(int descriptor, int command, void* argument) {
-  static const auto control = simulator::next<int(int, int, ...)>("fcntl64");
+  static std::atomic<void*> known{nullptr};
+  const auto control = simulator::next<int(int, int, ...)>("fcntl64", known);
   const int result = control(descriptor, command, argument);
   const bool duplicates = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
   return duplicates ? duplicated(descriptor, result) : result;
@@ -237,5 +239,6 @@ STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
     const int result = file->node.ioctl(request, argument);
     return result < 0 ? fail(-result) : result;
   }
-  return simulator::next<int(int, unsigned long, void*)>("ioctl")(descriptor, request, argument);
+  static std::atomic<void*> known{nullptr};
+  return simulator::next<int(int, unsigned long, void*)>("ioctl", known)(descriptor, request, argument);
 }

@@ -36,10 +36,8 @@ struct FolderTable {
   std::set<const void*> folders;
 };
 
-FolderTable& folderTable() {
-  static auto* const table = new FolderTable;
-  return *table;
-}
+FolderTable& folderTable() { return lasting<FolderTable>(); }
+[[maybe_unused]] const auto& earlyFolderTable = folderTable();
 
 BoardFolder* boardFolder(DIR* folder) {
   const std::lock_guard lock{folderTable().mutex};

@@ -64,7 +64,8 @@ STANDS_IN __attribute__((format(printf, 3, 4))) int __android_log_print(int prio
     board->addLogLine({priority, tag, text});
     return length;
   }
-  static const auto function =
-      simulator::next<int(int, const char*, const char*, ...)>("__android_log_print");
+  static std::atomic<void*> known{nullptr};
+  const auto function =
+      simulator::next<int(int, const char*, const char*, ...)>("__android_log_print", known);
   return function != nullptr ? function(priority, tag, "%s", text) : 0;
 }

@@ -30,15 +30,21 @@ struct OpenTable {
   std::map<int, std::shared_ptr<OpenFile>> files;
 };
 
-OpenTable& openTable() {
-  static auto* const table = new OpenTable;  // outlives every static object that may still close a file
-  return *table;
-}
+struct TableOwner {
+  std::atomic<pid_t> process{::getpid()};
 
-ForkSafeMutex& renderMutex() {
-  static auto* const mutex = new ForkSafeMutex;
-  return *mutex;
-}
+  TableOwner() {
+    ::pthread_atfork(nullptr, nullptr, [] { lasting<TableOwner>().process = ::getpid(); });
+  }
+};
+
+[[maybe_unused]] const auto& earlyOwner = lasting<TableOwner>();
+
+OpenTable& openTable() { return lasting<OpenTable>(); }
+[[maybe_unused]] const auto& earlyOpenTable = openTable();
+
+ForkSafeMutex& renderMutex() { return lasting<ForkSafeMutex>(); }
+[[maybe_unused]] const auto& earlyRenderMutex = renderMutex();
 
 // A read that follows the opening at once takes what was rendered then.
 constexpr Nanoseconds kFreshFor = 1000000;
@@ -116,14 +122,7 @@ int renderAnew(Board& board, OpenFile& file, int descriptor) {
 
 }  // namespace
 
-bool isOurTable() {
-  static std::atomic<pid_t> owner{0};
-  if (owner == 0) {
-    owner = ::getpid();
-    ::pthread_atfork(nullptr, nullptr, [] { owner = ::getpid(); });
-  }
-  return owner == ::getpid();
-}
+bool isOurTable() { return lasting<TableOwner>().process == ::getpid(); }
 
 bool isTracked(int descriptor) {
   return descriptor >= 0 && descriptor < kTrackedDescriptors && tracked[static_cast<std::size_t>(descriptor)];

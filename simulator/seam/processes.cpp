@@ -30,10 +30,8 @@ struct CommandStreams {
   std::map<std::FILE*, pid_t> shells;
 };
 
-CommandStreams& commandStreams() {
-  static auto* const streams = new CommandStreams;
-  return *streams;
-}
+CommandStreams& commandStreams() { return simulator::lasting<CommandStreams>(); }
+[[maybe_unused]] const auto& earlyCommandStreams = commandStreams();
 
 pid_t joined(pid_t process, int status) {
   Board* const board = Board::active();

@@ -24,10 +24,8 @@ struct StreamTable {
   std::map<const std::FILE*, int> descriptors;
 };
 
-StreamTable& streamTable() {
-  static auto* const table = new StreamTable;
-  return *table;
-}
+StreamTable& streamTable() { return lasting<StreamTable>(); }
+[[maybe_unused]] const auto& earlyStreamTable = streamTable();
 
 // -1 where the stream is not the board's.
 int descriptorOf(const std::FILE* stream) {

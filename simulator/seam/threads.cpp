@@ -27,10 +27,8 @@ struct ThreadTimes {
   std::map<pthread_t, std::int64_t> ended;
 };
 
-ThreadTimes& threadTimes() {
-  static auto* const times = new ThreadTimes;
-  return *times;
-}
+ThreadTimes& threadTimes() { return simulator::lasting<ThreadTimes>(); }
+[[maybe_unused]] const auto& earlyThreadTimes = threadTimes();
 
 void* runThread(void* argument) {
   const ThreadStart start = *std::unique_ptr<ThreadStart>{static_cast<ThreadStart*>(argument)};
