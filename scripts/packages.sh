@@ -26,7 +26,7 @@ require_packages() {
 }
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev)
-readonly TEST_PACKAGES=(clang clang-tidy clang-format busybox-static)
+readonly TEST_PACKAGES=(clang clang-tidy clang-format)
 
 # Configures and builds a preset; shows the compiler's words only when something is wrong. Further arguments are
 # targets.

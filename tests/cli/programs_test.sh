@@ -22,6 +22,12 @@ expect() {
 }
 run() { "$tessary_board" run "$@"; }
 
+# Debian's static busybox, and no other: the two cannot be installed together, so that it is only unpacked.
+(cd "$scratch" && apt-get download -q busybox-static && dpkg-deb -x ./*.deb static) >"$scratch/log" 2>&1 ||
+  { cat "$scratch/log" >&2; exit 1; }
+PATH=$scratch/static/bin:$PATH
+busybox=$scratch/static/bin/busybox
+
 expect 'libraries of its own' 0 $'42\n42' run vx4490p -- "$programs/tessary_plugin_host"
 
 # A board that stands still, with a process that the machine has, too.
@@ -102,8 +108,8 @@ expect 'stepped notification' 2 'tessary-board: --seam notify is for real time: 
 expect 'stepped and static' 0 'tessary-board: busybox is statically linked, and time is stepped: it will see the machine' \
   run "$scratch/still.json" --time stepped -- busybox true
 expect 'stepped and started by a shell' 0 \
-  'tessary-board: /bin/busybox is statically linked, and time is stepped: it will see the machine' \
-  run "$scratch/still.json" --time stepped -- sh -c 'env /bin/busybox true'
+  "tessary-board: $busybox is statically linked, and time is stepped: it will see the machine" \
+  run "$scratch/still.json" --time stepped -- sh -c 'env busybox true'
 expect strict 126 'tessary-board: busybox is statically linked, and time is stepped: refused' \
   run "$scratch/still.json" --time stepped --strict -- busybox true
 cp "$reader" "$scratch/foreign"
