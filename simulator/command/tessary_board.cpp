@@ -15,6 +15,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/command/way.h"
 #include "simulator/model/model.h"
 
 namespace {
@@ -59,6 +60,10 @@ struct RunOptions {
   std::string board;
   std::uint64_t seed = kDefaultSeed;
   std::string time = kRealTime;
+  std::string seam = kAutomaticSeam;
+  bool machineNetwork = false;
+  bool isStrict = false;
+  bool isVerbose = false;
   std::vector<std::string> command;
 };
 
@@ -66,6 +71,31 @@ int run(RunOptions options) {
   if (options.command.empty()) throw Failure{"no command: tessary-board run BOARD -- COMMAND .."};
   const fs::path path = findBoard(options.board);
   readWholeBoard(path, options.seed);
+  const bool isStepped = options.time == kSteppedTime;
+  // For a program of that board, which could not start this one itself.
+  const char* const board = std::getenv(kBoardVariable);
+  const bool isNested = board != nullptr && board == path && std::getenv(kTimesVariable) != nullptr;
+  if (isStepped && options.seam == kNotifySeam)
+    throw Failure{"--seam notify is for real time: programs read the clock without a call"};
+
+  const ChosenWay chosen = chooseWay(options.command[0], options.seam, isStepped);
+  if (chosen.way == Way::kNone) {
+    std::cerr << "tessary-board: " << chosen.reason << ": "
+              << (options.isStrict ? "refused\n" : "it will see the machine\n");
+    if (options.isStrict) return kCannotRun;
+  } else if (options.isVerbose) {
+    std::cerr << "tessary-board: " << chosen.reason << ": "
+              << (chosen.way == Way::kNotify ? "its system calls are answered\n"
+                                             : "a library is preloaded\n");
+  }
+  if (chosen.way == Way::kNotify) {
+    Environment environment;
+    environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
+    ::environ = const_cast<char**>(environment.variables());
+    return runNotified({path, options.seed, isNested ? std::getenv(kTimesVariable) : "",
+                        options.machineNetwork, std::move(options.command)});
+  }
+
   const fs::path library = besideExecutable(TESSARY_BOARD_LIBRARY_FROM_BIN);
   if (!fs::exists(library)) throw Failure{library.string() + " is not there"};
   if (library.string().find_first_of(" :") != std::string::npos)
@@ -79,7 +109,8 @@ int run(RunOptions options) {
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kTimeVariable, options.time);
-  environment.set(kTimesVariable, ProcessTimes::create());
+  environment.set(kTimesVariable, isNested ? std::getenv(kTimesVariable) : ProcessTimes::create());
+  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
 
@@ -208,7 +239,7 @@ std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
 }
 
 int runCommandLine(int count, char** values) {
-  CLI::App app{"Runs any dynamically linked program on a simulated board.", "tessary-board"};
+  CLI::App app{"Runs programs on a simulated board.", "tessary-board"};
   app.footer(
       "Example: tessary-board run vx4490p -- tessary report\nA board is a name that 'list' shows, or a "
       "file.");
@@ -229,6 +260,17 @@ int runCommandLine(int count, char** values) {
                    "real, or stepped: time passes by the program's waits alone, which return at once")
       ->check(CLI::IsMember({kRealTime, kSteppedTime}))
       ->capture_default_str();
+  runCommand
+      ->add_option(
+          "--seam", options.seam,
+          "Where the board stands: preload, in front of the C library; notify, in front of the kernel, for "
+          "programs without it, in real time alone; auto, as the program needs it")
+      ->check(CLI::IsMember({kAutomaticSeam, kPreloadSeam, kNotifySeam}))
+      ->capture_default_str();
+  runCommand->add_flag("--machine-network", options.machineNetwork,
+                       "Let the program see the machine's network configuration, which is refused otherwise");
+  runCommand->add_flag("--strict", options.isStrict, "Refuse a program that would see the machine");
+  runCommand->add_flag("-v,--verbose", options.isVerbose, "Say which way the program gets onto the board");
 
   auto* const listCommand = app.add_subcommand("list", "List the boards");
   listCommand->footer("Example: tessary-board list");
