@@ -8,6 +8,8 @@
 #include "tools/commands/stop_signal.h"
 #include "tools/recording/file.h"
 #include "tools/recording/live.h"
+#include "tools/verdict/live_check.h"
+#include "tools/views/escaping.h"
 #include "tools/views/json.h"
 
 namespace tool {
@@ -38,7 +40,8 @@ class Progress {
   void show(int samples, double seconds, const RecordingFile& file) {
     if (!shown_) return;
     char text[128];
-    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds, file.written() / 1024);
+    std::snprintf(text, sizeof text, "\r%d samples, %.0f s, %zu KiB", samples, seconds,
+                  file.written() / 1024);
     say(text);
     any_ = true;
   }
@@ -104,11 +107,48 @@ RecordingFile openFile(const Options& options, const Live& live, Streams& stream
           [&streams](const std::string& text) { streams.error.write("tessary: " + text + "\n"); }};
 }
 
+// The budgets that the recording is to keep.
+class Watch {
+ public:
+  Watch(const Options& options, Sink& error) : options_{options}, error_{error} {
+    if (!options.budgets.empty()) check_.emplace(readBudgets(options.budgets), allSchemas());
+  }
+
+  // Marks the report with what it exceeds. Whether the recording goes on.
+  bool look(Report& report) {
+    if (!check_) return true;
+    report.marks = check_->add(report);
+    for (const std::string& mark : report.marks) error_.write("tessary: " + printable(mark) + "\n");
+    return report.marks.empty() || !options_.stopOnLimit;
+  }
+
+  // Says what was not kept, also of that which could be told at the end alone.
+  bool kept() {
+    if (!check_) return true;
+    const std::vector<BudgetResult> results = check_->results();
+    for (const BudgetResult& result : results) {
+      if (result.outcome == kHeld) continue;
+      const std::string& name = result.figure != nullptr ? result.figure->name : result.budget->selector.text;
+      error_.write("tessary: " + printable(name + ": " + resultText(result)) + "\n");
+    }
+    return allHeld(results);
+  }
+
+ private:
+  const Options& options_;
+  Sink& error_;
+  std::optional<LiveCheck> check_;
+};
+
 }  // namespace
 
 int record(const Options& options, Streams& streams) {
   if (options.output == "-" && options.rotation.wanted()) {
     streams.error.write("tessary: --rotate needs a file, to begin others beside it\n");
+    return kUsage;
+  }
+  if (options.stopOnLimit && options.budgets.empty()) {
+    streams.error.write("tessary: --stop-on limit needs the budgets of --check\n");
     return kUsage;
   }
   streams.divertLibrary(options.diagnostics);
@@ -117,15 +157,18 @@ int record(const Options& options, Streams& streams) {
   plan.top = options.top.value_or(kRows);
   plan.keep = true;
   Live live{select(options.monitors, false), plan, nanoseconds(options.duration)};
+  Watch watch{options, streams.error};
   RecordingFile file = openFile(options, live, streams);
 
   Progress progress{streams.error, file};
   Punctuality punctuality{streams.error, options.plan.intervalMs};
   bool anyFigures = false;
   int samples = 0;
-  while (!StopSignal::raised()) {
-    const std::optional<Report> report = live.next(StopSignal::descriptor());
+  bool goesOn = true;
+  while (goesOn && !StopSignal::raised()) {
+    std::optional<Report> report = live.next(StopSignal::descriptor());
     if (!report) break;
+    goesOn = watch.look(*report);
     file.add(recordLine(*report), report->bootTimeNs);
     anyFigures = anyFigures || hasFigures(*report);
     punctuality.look(*report);
@@ -133,6 +176,7 @@ int record(const Options& options, Streams& streams) {
     progress.show(++samples, static_cast<double>(passed) / kNanosecondsInSecond, file);
   }
   file.finish();
+  if (!watch.kept()) return kLimitPassed;
   if (anyFigures || StopSignal::raised()) return kOk;
   streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
   return kNothingRead;

@@ -80,7 +80,8 @@ bool readSeconds(const std::string& text, double& seconds) {
 }
 
 std::string takeDuration(Options& options, const std::string& text) {
-  return readSeconds(text, options.duration) && options.duration > 0 ? kGood : "is no number of seconds above 0";
+  return readSeconds(text, options.duration) && options.duration > 0 ? kGood
+                                                                     : "is no number of seconds above 0";
 }
 
 std::string takeSync(Options& options, const std::string& text) {
@@ -155,6 +156,23 @@ std::string takeFigure(Options& options, const std::string& text) {
   return unknown.empty() ? kGood : "is not known: " + unknown;
 }
 
+std::string takeJunit(Options& options, const std::string& name) {
+  options.junit = name;
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
+std::string takeBudgets(Options& options, const std::string& name) {
+  options.budgets = name;
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
+std::vector<std::string> stops() { return {"limit"}; }
+
+std::string takeStop(Options& options, const std::string& what) {
+  options.stopOnLimit = true;
+  return what == stops().front() ? kGood : "is not " + stops().front();
+}
+
 std::string takeLeast(Options& options, const std::string& text) {
   char* end = nullptr;
   const double percent = std::strtod(text.c_str(), &end);
@@ -173,9 +191,9 @@ const Option kMonitors{"--monitors",
                        true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
-const Option kRecordedTop{"--top", "N",
-                          "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live",
-                          takeTop};
+const Option kRecordedTop{
+    "--top", "N",
+    "Processes in each table that join it in a sample, or \"all\"; 50. They stay while they live", takeTop};
 const Option kPid{"--pid", "PID,..", "Only these processes", takePid, nullptr, false, true};
 const Option kDiagnostics{"--diagnostics", nullptr, "What the library says, on standard error",
                           takeDiagnostics};
@@ -185,13 +203,13 @@ const Option kOutput{"-o,--output", "FILE",  "The file, which is overwritten; - 
                      takeOutput,    nullptr, true,
                      false,         true};
 const Option kDuration{"--duration", "S", "End after this many seconds", takeDuration};
-const Option kRotate{"--rotate", "LIMIT", "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..",
-                     takeRotation};
+const Option kRotate{"--rotate", "LIMIT",
+                     "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..", takeRotation};
 const Option kCompress{"--compress", nullptr, "By gzip, as for a name that ends in .gz", takeCompress};
 const Option kSync{"--sync", "S", "Seconds that a power cut may take of it; 10", takeSync};
-const Option kRecording{"RECORDING", "RECORDING",
-                        "Show the last sample of this recording instead; - for standard input", takeRecording,
-                        nullptr,     true};
+const Option kRecording{
+    "RECORDING",   "RECORDING", "Show the last sample of this recording instead; - for standard input",
+    takeRecording, nullptr,     true};
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
@@ -206,6 +224,13 @@ const Option kFigures{
     "--figures", "FIGURE,..", "Only these: cpu.load_percent, process.top[name=navigation].cpu_percent",
     takeFigure,  nullptr,     false,
     true};
+const Option kChecked{"FILE", "FILE", "Recordings and, last, their budgets", takeFile, nullptr, true, false,
+                      true,   true};
+const Option kJunit{"--junit", "FILE", "The results for a build server, too", takeJunit, nullptr, true};
+const Option kCheck{"--check",   "BUDGETS", "Mark in the recording where it exceeds these, and end with 1",
+                    takeBudgets, nullptr,   true};
+const Option kStopOn{"--stop-on", "limit", "End at the first limit of --check that is passed", takeStop,
+                     stops};
 const Option kLeast{"--least", "PERCENT", "Smaller changes of a mean or p95 do not matter; 5", takeLeast};
 
 }  // namespace
@@ -222,13 +247,19 @@ const std::vector<Command>& commands() {
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
        "tessary record -o drive.jsonl --duration 600 --interval 1000",
-       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync},
+       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync,
+        kCheck, kStopOn},
        record},
       {"compare",
        "Whether a new build is worse than its base, and by how much",
        "tessary compare base.jsonl new.jsonl",
        {kRecordings, kWith, kFigures, kLeast, kJson, kWide},
        compare},
+      {"check",
+       "Whether recordings keep their budgets",
+       "tessary check drive.jsonl budgets.json --junit check.xml",
+       {kChecked, kJunit, kJson, kWide},
+       check},
       {"doctor",
        "Why a figure is missing: each source, and what to do about it",
        "tessary doctor --monitors gpu,dsp,ddr",

@@ -135,6 +135,8 @@ class SampleHandler : public nlohmann::json_sax<Json> {
       // of no interest
     } else if (place_ == kItems) {
       items_.push_back(value);
+    } else if (place_ == kMarks) {
+      report.marks.push_back(bytesOf(value));
     } else if (place_ == kError && key_ == "error") {
       error_ = bytesOf(value);
     } else {
@@ -165,6 +167,7 @@ class SampleHandler : public nlohmann::json_sax<Json> {
     if (place_ == kSection && key_ == "errors") return enter(kErrors);
     if (place_ == kSection) return beginTable();
     if (place_ == kError && key_ == "items") return enter(kItems);
+    if (atTop("marks")) return enter(kMarks);
     return place_ != kNowhere && skip();
   }
 
@@ -177,7 +180,7 @@ class SampleHandler : public nlohmann::json_sax<Json> {
   }
 
  private:
-  enum Place { kNowhere, kTop, kSection, kTable, kRow, kErrors, kError, kItems };
+  enum Place { kNowhere, kTop, kSection, kTable, kRow, kErrors, kError, kItems, kMarks };
 
   bool atTop(const char* key) const { return place_ == kTop && skipped_ == 0 && key_ == key; }
 
@@ -199,6 +202,7 @@ class SampleHandler : public nlohmann::json_sax<Json> {
     switch (place_) {
       case kRow: return enter(kTable);
       case kItems: return enter(kError);
+      case kMarks: return enter(kTop);
       case kError: return endError();
       case kSection: return endSection();
       case kTable:
