@@ -29,8 +29,9 @@ void takeAll(const Option& option, const std::vector<std::string>& arguments, Op
     for (const std::string& part : parts) {
       const std::string wrong = option.take(options, part);
       if (wrong.empty()) continue;
-      const std::string where = option.isOperand() ? "" : option.allNames().back() + ": ";
-      throw UsageError{where + "'" + part + "' " + wrong};
+      std::string message = option.isOperand() ? "" : option.allNames().back() + ": ";
+      message.append("'").append(part).append("' ").append(wrong);
+      throw UsageError{message};
     }
   }
 }

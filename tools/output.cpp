@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -43,11 +44,19 @@ void Sink::write(std::string_view text) {
     }
     const int error = errno;
     if (error == EINTR) continue;
-    if (left.size() != text.size()) static_cast<void>(::ftruncate(descriptor_, static_cast<off_t>(written_)));
+    cutOff(text.size() - left.size());
     if (error == EPIPE) throw ClosedPipe{};
     throw Failure{name_ + ": " + std::strerror(error)};
   }
   written_ += text.size();
+}
+
+// Not a file's end that somebody else wrote.
+void Sink::cutOff(std::size_t bytes) const {
+  const off_t end = ::lseek(descriptor_, 0, SEEK_CUR);
+  struct stat status {};
+  if (bytes == 0 || end < 0 || ::fstat(descriptor_, &status) != 0 || status.st_size != end) return;
+  static_cast<void>(::ftruncate(descriptor_, end - static_cast<off_t>(bytes)));
 }
 
 bool Sink::isTerminal() const { return ::isatty(descriptor_) != 0; }

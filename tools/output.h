@@ -43,6 +43,8 @@ class Sink {
   std::size_t written() const { return written_; }  // bytes
 
  private:
+  void cutOff(std::size_t bytes) const;
+
   std::string name_;
   int descriptor_;
   std::size_t written_ = 0;

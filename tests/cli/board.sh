@@ -38,7 +38,7 @@ valid record_sample "$work/recording" --lines
 at() {
   sed -n "$(($1 + 1))p" "$work/recording" | grep -qF -- "$2" || fail "second $1 lacks $2"
 }
-at 1 '"boot_time_ns":3601000000000,"interval_ms":1000.0,"cpu":{"cores_configured":8,"load_percent":69.248'
+at 1 '"boot_time_ns":3601000000000,"unix_time_ns":1704067201000000000,"interval_ms":1000.0,"cpu":{"cores_configured":8,"load_percent":69.248'
 at 2 '"items":["load_percent","steal_percent","user_percent","nice_percent","system_percent","iowait_percent","cores[*].load_percent","cores[*].steal_percent"],"error":"/proc/stat: the lines'
 at 3 '"items":["cores[3].load_percent","cores[3].steal_percent"],"error":"the core is offline'
 at 3 '{"core":4,"load_percent":75.0,"steal_percent":0.0,"clock_khz":1180800,'
@@ -72,6 +72,17 @@ at 14 '"items":["cores[5].clock_khz"],"error":"/sys/devices/system/cpu/cpu#/cpuf
 at 15 '{"disk":"sdb","write_bytes_per_second":0.0}'
 at 15 '"items":["disks[1].read_bytes_per_second"],"error":"/proc/diskstats: its counter went back"'
 at 16 '"processes":26,"cpu_percent":85.0,'
+
+# What was recorded is what was reported: on every board, by the same seed, the first sample of a recording is the report.
+for board in $("$BOARD" list | awk '{print $1}'); do
+  sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
+  on "$board" 3 report --json --top 50 --monitors $sections >"$work/live"
+  on "$board" 3 record -o "$work/recorded.gz" --duration 1 --monitors $sections || fail "$board: record: exit code $?"
+  on "$board" 3 report "$work/recorded.gz" --json >"$work/back"
+  [ -s "$work/live" ] && same "$work/live" "$work/back" "$board: the recording gives another report"
+  tessary report "$work/recorded.gz" --monitors cpu >"$work/back" || fail "$board: no text of the recording"
+done
+[ "$board" ] || fail "no boards"
 
 on hostile 1 doctor --monitors thermal,ddr >"$work/out" || fail "doctor: exit code $?"
 grep -qE 'thermal +/sys/class/thermal/thermal_zone#/temp +5 +read +0.000 ms$' "$work/out" || fail "$(cat "$work/out")"

@@ -34,6 +34,7 @@ name=$'\033[31m\\\xff\xc3\xbc'
 cp "$(command -v sleep)" "$work/$name"
 "$work/$name" 1000 &
 sleeper=$!
+trap 'kill "$sleeper"; rm -rf "$work"' EXIT
 comm() { grep -q $'\033' "/proc/$sleeper/comm"; }
 until_true comm
 run 0 report --interval 20 --monitors process,procmem --pid $sleeper,999999999
@@ -43,6 +44,5 @@ holds out "(pid 999999999): /proc/#/stat: No such file or directory"
 run 0 report --interval 20 --monitors process,procmem --pid $sleeper --json
 valid report "$work/out"
 [ "$(grep -cF '"name": "\u001b[31m\\x5c\\xffü"' "$work/out")" -eq 2 ] || fail "the name in JSON: $(cat "$work/out")"
-kill $sleeper
 
 finish

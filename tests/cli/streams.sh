@@ -35,9 +35,9 @@ holds out " samples, "
 tessary report --interval 20 2>"$work/err" | true
 [ "${PIPESTATUS[0]}" -eq 0 ] || fail "a closed pipe is an error"
 empty err
-tessary record -o - --interval 1 --monitors memory 2>"$work/err" | head -n 2 >"$work/out"
+tessary record -o - --interval 10 --monitors memory 2>"$work/err" | head -n 2 >"$work/out"
 [ "$(wc -l <"$work/out")" -eq 2 ] || fail "the first two lines of a recording are not there"
-empty err
+quiet "a recording whose reader has gone"
 
 if [ -w /dev/full ]; then
   for command in "report --interval 20" "report --interval 20 --json" "doctor" "--help" "version"; do

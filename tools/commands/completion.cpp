@@ -91,7 +91,8 @@ std::string zshOption(const Option& option) {
   if (option.isOperand()) return " \\\n      '1" + tail + "'";
   std::string text;
   for (const std::string& name : option.allNames()) {
-    text += " \\\n      '" + name + "[" + quotedForZsh(option.description) + "]" + tail + "'";
+    text.append(" \\\n      '").append(name).append("[").append(quotedForZsh(option.description)).append("]");
+    text.append(tail).append("'");
   }
   return text;
 }

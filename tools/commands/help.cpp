@@ -63,7 +63,9 @@ std::string helpText(const Command& command) {
   for (const Option& option : command.options) {
     const std::string argument =
         option.isFlag() || option.isOperand() ? "" : std::string{" "} + option.argument;
-    lines.push_back({joined(option.allNames(), ", ") + argument, option.description});
+    const std::string choices =
+        option.isList && option.choices != nullptr ? ": " + joined(option.choices(), ", ") : "";
+    lines.push_back({joined(option.allNames(), ", ") + argument, option.description + choices});
   }
   lines.push_back({"-h, --help", "This"});
   return std::string{"Example:\n  "} + command.example + "\n\nUsage: tessary " + command.name +

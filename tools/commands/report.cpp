@@ -1,7 +1,6 @@
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "tools/commands/options.h"
@@ -10,15 +9,6 @@
 #include "tools/views/json.h"
 
 namespace tool {
-
-TextStyle styleFor(const Sink& sink, const Options& options) {
-  if (!sink.isTerminal()) return {};
-  const char* const noColour = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  const bool refused = noColour != nullptr && noColour[0] != '\0';
-  const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
-  return {!refused && !dumb, options.wide ? kAnyWidth : sink.columns()};
-}
 
 namespace {
 
@@ -54,7 +44,8 @@ bool anyProcess(const Report& report) {
 }
 
 // This machine now, or a recording's last sample.
-std::unique_ptr<ReportSource> openSource(const Options& options, const Selection& sections, Streams& streams) {
+std::unique_ptr<ReportSource> openSource(const Options& options, const Selection& sections,
+                                         Streams& streams) {
   if (!options.operand.empty()) {
     return openRecording(options.operand, allSchemas(), [&streams](const std::string& text) {
       streams.error.write("tessary: " + text + "\n");

@@ -182,13 +182,7 @@ std::string takeLeast(Options& options, const std::string& text) {
   return kGood;
 }
 
-const Option kMonitors{"--monitors",
-                       "NAME,..",
-                       "Only these: cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr",
-                       takeMonitor,
-                       monitorNames,
-                       false,
-                       true};
+const Option kMonitors{"--monitors", "NAME,..", "Only these", takeMonitor, monitorNames, false, true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
 const Option kRecordedTop{

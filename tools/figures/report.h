@@ -21,8 +21,9 @@ struct SectionSchema {
 
 struct TableSample {
   std::vector<Row> rows;
-  std::string absent;  // why there are no rows, or why some are missing; of a section's own fields: why sums
-                       // are partial
+
+  // Why there are no rows, or why some are missing. Of a section's own fields: why its sums are partial.
+  std::string absent;
 };
 
 struct SectionSample {

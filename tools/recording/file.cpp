@@ -122,7 +122,8 @@ void RecordingFile::sync() {
 
 bool RecordingFile::isRemoved() const {
   struct stat status {};
-  return tell_ && ::fstat(sink_->descriptor(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 0;
+  return tell_ && ::fstat(sink_->descriptor(), &status) == 0 && S_ISREG(status.st_mode) &&
+         status.st_nlink == 0;
 }
 
 bool RecordingFile::isFull(std::int64_t now) const {

@@ -25,7 +25,7 @@ struct FilePlan {
 
 class RecordingFile {
  public:
-  using Header = std::function<std::string()>;          // of a file that begins now
+  using Header = std::function<std::string()>;           // of a file that begins now
   using Tell = std::function<void(const std::string&)>;  // the user, of what went otherwise than planned
 
   // Empties the file, or begins the part behind those that are there. Failure when another recording is

@@ -46,8 +46,8 @@ int drain(z_stream& stream, std::string& output, Step step) {
 }  // namespace
 
 Compressor::Compressor() : stream_{std::make_unique<z_stream>()} {
-  const int result = ::deflateInit2(stream_.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kWindowBits, kMemoryLevel,
-                                    Z_DEFAULT_STRATEGY);
+  const int result = ::deflateInit2(stream_.get(), Z_DEFAULT_COMPRESSION, Z_DEFLATED, kWindowBits,
+                                    kMemoryLevel, Z_DEFAULT_STRATEGY);
   if (result != Z_OK) throw Failure{"zlib could not be started"};
 }
 

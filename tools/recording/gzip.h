@@ -1,5 +1,5 @@
-// Compression for recordings: gzip, which every other tool reads too. A stream that is cut anywhere is readable
-// up to its last flush. Built without zlib, both classes throw at their construction.
+// Compression for recordings: gzip, which every other tool reads too. A stream that is cut anywhere is
+// readable up to its last flush. Built without zlib, both classes throw at their construction.
 #ifndef TESSARY_TOOLS_RECORDING_GZIP_H
 #define TESSARY_TOOLS_RECORDING_GZIP_H
 

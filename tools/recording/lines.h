@@ -1,5 +1,5 @@
-// The lines of a file, a FIFO or standard input, compressed or not, one that is still being written too. Memory
-// is that of the longest line.
+// The lines of a file, a FIFO or standard input, compressed or not, one that is still being written too.
+// Memory is that of the longest line.
 #ifndef TESSARY_TOOLS_RECORDING_LINES_H
 #define TESSARY_TOOLS_RECORDING_LINES_H
 
@@ -21,8 +21,8 @@ class Lines {
   // emptied is read from its start again.
   Lines(std::string name, Descriptor descriptor, bool follow);
 
-  // The next line, valid until the next call; none at the end or when `stop` became readable. The last line of
-  // all may lack its end.
+  // The next line, valid until the next call; none at the end or when `stop` became readable. The last line
+  // of all may lack its end.
   std::optional<std::string_view> next(int stop = kNoStop);
 
   const std::string& name() const { return name_; }
@@ -42,8 +42,8 @@ class Lines {
   Descriptor descriptor_;
   bool follow_;
   std::unique_ptr<Decompressor> decompressor_;
-  bool any_ = false;        // bytes were read: the first ones told whether they are compressed
-  std::string text_;        // what was read and not yet given, from begin_ on
+  bool any_ = false;  // bytes were read: the first ones told whether they are compressed
+  std::string text_;  // what was read and not yet given, from begin_ on
   std::size_t begin_ = 0;
   std::size_t searched_ = 0;  // there is no line end in front of it
   std::size_t number_ = 0;

@@ -68,8 +68,8 @@ void Recording::warnOfLine(const std::string& reason) {
 
 void Recording::warnOfVersion() {
   if (origin_.version <= kJsonVersion) return;
-  warn_(lines_.name() + ": of version " + std::to_string(origin_.version) + ", which is newer than this tool's " +
-        std::to_string(kJsonVersion));
+  warn_(lines_.name() + ": of version " + std::to_string(origin_.version) +
+        ", which is newer than this tool's " + std::to_string(kJsonVersion));
 }
 
 void Recording::warnOfDamage() {

@@ -30,7 +30,8 @@ std::size_t stemOf(std::string_view name) {
   const std::size_t slash = name.rfind('/');
   const std::size_t first = slash == std::string_view::npos ? 0 : slash + 1;
   std::string_view stem = name;
-  if (stem.size() > first + kCompressed.size() && stem.substr(stem.size() - kCompressed.size()) == kCompressed) {
+  if (stem.size() > first + kCompressed.size() &&
+      stem.substr(stem.size() - kCompressed.size()) == kCompressed) {
     stem.remove_suffix(kCompressed.size());
   }
   const std::size_t dot = stem.rfind('.');
@@ -48,7 +49,8 @@ std::optional<Rotation> parseRotation(std::string_view text) {
     if (text == size.name) return Rotation{count * size.bytes, 0};
   }
   for (const TimeUnit& time : kTimes) {
-    if (text == time.name) return Rotation{0, static_cast<std::int64_t>(count) * time.seconds * kNanosecondsInSecond};
+    if (text == time.name)
+      return Rotation{0, static_cast<std::int64_t>(count) * time.seconds * kNanosecondsInSecond};
   }
   return std::nullopt;
 }

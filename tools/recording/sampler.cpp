@@ -24,8 +24,7 @@ std::string failureOf(const Step& step) {
 
 }  // namespace
 
-Sampler::Sampler(const Selection& sections, const Plan& plan, bool paced)
-    : paced_{paced} {
+Sampler::Sampler(const Selection& sections, const Plan& plan, bool paced) : paced_{paced} {
   for (const SectionInfo* const info : sections) {
     Opened& opened = sections_.emplace_back(Opened{info, nullptr, {}});
     opened.failure = failureOf([&] { opened.section = info->open(plan); });

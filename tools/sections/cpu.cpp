@@ -158,7 +158,7 @@ class CpuSection : public Section {
     identity_.platform = word(inner().platformName, kPlatform);
     identity_.soc = word(inner().socName, kSoc);
     // Without the node the library takes no output for the number 0.
-    const Finding fuses = kFuses.check(kFuses.target);
+    const Finding fuses = tried(kFuses);
     identity_.featureId = fuses.state == State::kRead
                               ? Value{inner().featureID}
                               : Value{Absent{std::string{kFuses.target} + ": " + fuses.error}};
@@ -206,7 +206,8 @@ class CpuSection : public Section {
   // A share of the time of all cores, by the processor's own line. The lines of its cores are its parts: when
   // they changed, the counters are those of others.
   Value shareOfTime(std::int64_t CpuTimes::Ticks::*counter) const {
-    if (!before_.all || !after_.all) return absentBecause(kStat, "/proc/stat: its first line could not be read");
+    if (!before_.all || !after_.all)
+      return absentBecause(kStat, "/proc/stat: its first line could not be read");
     if (before_.cores != after_.cores) return Absent{kLinesChanged};
     const CpuTimes::Ticks& before = *before_.all;
     const CpuTimes::Ticks& after = *after_.all;

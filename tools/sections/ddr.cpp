@@ -47,7 +47,7 @@ class DdrSection : public Section {
   // once fails for good: where there is a device, another one takes its place.
   void begin(int waitMs) override {
     waitMs_ = waitMs;
-    if (monitor_ && (!failed_ || kDevice.check(kDevice.target).state != State::kRead)) return;
+    if (monitor_ && (!failed_ || tried(kDevice).state != State::kRead)) return;
     monitor_.emplace();
     watch_.lap();
   }

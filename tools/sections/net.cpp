@@ -145,7 +145,7 @@ class NetSection : public Section {
     for (const net::netStats& raw : monitor_->implementation->previousSample) {
       std::vector<bool>& row = unread.emplace_back();
       for (const Counter& counter : kCounters) {
-        row.push_back(raw.*counter.counted == 0 && !isReadable(counter.node, raw.name));
+        row.push_back(raw.*counter.counted == 0 && tried(counter.node, raw.name).state != State::kRead);
       }
     }
     return unread;

@@ -147,7 +147,7 @@ class ProcessSection : public Section {
   // How many processes are there and could not be read.
   std::string unreadable() const {
     const auto count = static_cast<std::size_t>(std::count_if(unread_.begin(), unread_.end(), [](int pid) {
-      return kStat.check(pathOf(kStat, std::to_string(pid))).state != State::kAbsent;
+      return tried(kStat, std::to_string(pid)).state != State::kAbsent;
     }));
     if (count == 0) return {};
     return std::string{kStat.target} + ": " + kUnread + " " + partOf(used_.size(), used_.size() + count);

@@ -78,7 +78,7 @@ bool isMeasured(const processMemoryMap& info) {
   return info.rss != 0 || info.pss != 0 || info.privateMem != 0;
 }
 
-Finding rollup(int pid) { return kRollup.check(pathOf(kRollup, std::to_string(pid))); }
+Finding rollup(int pid) { return tried(kRollup, std::to_string(pid)); }
 
 class ProcmemSection : public Section {
  public:

@@ -65,9 +65,9 @@ Value numberOf(const Node& node, const std::string& name) {
 
 Value textOf(const Node& node, const std::string& name) { return lineOf(node, pathOf(node, name)); }
 
-bool isReadable(const Node& node, const std::string& name) {
-  return node.check(pathOf(node, name)).state == State::kRead;
-}
+Finding tried(const Node& node, const std::string& name) { return node.check(pathOf(node, name)); }
+
+Finding tried(const Node& node) { return node.check(node.target); }
 
 CpuTimes cpuTimes() {
   constexpr std::size_t kCounters = 10;

@@ -26,8 +26,9 @@ Value numberOf(const Node& node, const std::string& name);
 // A node that the library does not read: the type of a zone.
 Value textOf(const Node& node, const std::string& name);
 
-// The number that a path holds, as it was read for figures that may be of an earlier reading.
-bool isReadable(const Node& node, const std::string& name);
+// What trying a node finds, where the library's figure may stand for none: 0 for a counter, say.
+Finding tried(const Node& node, const std::string& name);
+Finding tried(const Node& node);  // of a target that is a path itself
 
 // /proc/stat: which cores are online, and what the processor as a whole did. The library takes the lines of
 // the cores by position; an offline core has none, so that the lines below it move up.

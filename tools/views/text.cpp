@@ -102,7 +102,7 @@ std::string fit(std::vector<TextColumn>& columns, std::size_t width) {
         columns.rbegin(), columns.rend(),
         [](const TextColumn& a, const TextColumn& b) { return a.info->rank < b.info->rank; });
     if (least->info->rank == 0) break;
-    gone = least->info->heading + (gone.empty() ? "" : ", " + gone);
+    gone.insert(0, gone.empty() ? least->info->heading : least->info->heading + std::string{", "});
     columns.erase(std::next(least).base());
   }
   return gone;
@@ -116,7 +116,7 @@ std::string addTable(std::string& text, const TableInfo& info, const std::vector
   for (std::size_t position = 0; position < info.columns.size(); ++position) {
     columns.push_back(textColumn(info.columns[position], rows, position));
   }
-  const std::string gone = width != kAnyWidth ? fit(columns, width) : "";
+  std::string gone = width != kAnyWidth ? fit(columns, width) : "";
   for (std::size_t at = 0; at <= rows.size(); ++at) {
     std::string line;
     for (const TextColumn& column : columns) line += kIndent + column.cells[at];
