@@ -110,8 +110,9 @@ RecordingFile openFile(const Options& options, const Live& live, Streams& stream
 // The budgets that the recording is to keep.
 class Watch {
  public:
-  Watch(const Options& options, Sink& error) : options_{options}, error_{error} {
-    if (!options.budgets.empty()) check_.emplace(readBudgets(options.budgets), allSchemas());
+  Watch(std::vector<Budget> budgets, bool stopOnLimit, Sink& error)
+      : stopOnLimit_{stopOnLimit}, error_{error} {
+    if (!budgets.empty()) check_.emplace(std::move(budgets), allSchemas());
   }
 
   // Marks the report with what it exceeds. Whether the recording goes on.
@@ -119,7 +120,7 @@ class Watch {
     if (!check_) return true;
     report.marks = check_->add(report);
     for (const std::string& mark : report.marks) error_.write("tessary: " + printable(mark) + "\n");
-    return report.marks.empty() || !options_.stopOnLimit;
+    return report.marks.empty() || !stopOnLimit_;
   }
 
   // Says what was not kept, also of that which could be told at the end alone.
@@ -135,7 +136,7 @@ class Watch {
   }
 
  private:
-  const Options& options_;
+  bool stopOnLimit_;
   Sink& error_;
   std::optional<LiveCheck> check_;
 };
@@ -151,13 +152,20 @@ int record(const Options& options, Streams& streams) {
     streams.error.write("tessary: --stop-on limit needs the budgets of --check\n");
     return kUsage;
   }
+  std::vector<Budget> budgets;
+  try {
+    if (!options.budgets.empty()) budgets = readBudgets(options.budgets);
+  } catch (const Failure& mistake) {
+    streams.error.write(std::string{"tessary: "} + mistake.what() + "\n");
+    return kUsage;
+  }
+  Watch watch{std::move(budgets), options.stopOnLimit, streams.error};
   streams.divertLibrary(options.diagnostics);
   const StopSignal stop;
   Plan plan = options.plan;
   plan.top = options.top.value_or(kRows);
   plan.keep = true;
   Live live{select(options.monitors, false), plan, nanoseconds(options.duration)};
-  Watch watch{options, streams.error};
   RecordingFile file = openFile(options, live, streams);
 
   Progress progress{streams.error, file};
