@@ -90,9 +90,11 @@ TEST(RecordedLine, KeepsNumbersOfAnySize) {
   }
   report.sections[0].tables[1].rows[0][2] = std::int64_t{INT64_MIN};
   report.missed = 3599;
+  report.marks = {"load \xff: 97", "b"};
   report.suspendedMs = 3599000.25;
   expectSame(report);
   EXPECT_EQ(parsed(tool::recordLine(report)).missed, 3599);
+  EXPECT_EQ(parsed(tool::recordLine(report)).marks, report.marks);
 }
 
 TEST(RecordedLine, PassesOverWhatItDoesNotKnow) {

@@ -130,12 +130,21 @@ class SampleReader {
     if (isHeader) return false;
     const SectionSchema* const schema = sectionOf(known_, key);
     if (schema != nullptr && text_.next() == '{') return section(*schema);
+    if (key == "marks" && text_.next() == '[') return text_.array([this] { return mark(); });
     if (isCompound() || schema != nullptr) return text_.skip();
     const std::string name{key};  // reading on overwrites the key
     Value value;
     if (!text_.scalar(value)) return false;
     if (const auto* const integer = std::get_if<std::int64_t>(&value)) setInteger(name, *integer);
     if (const auto* const real = std::get_if<double>(&value)) setReal(name, *real);
+    return true;
+  }
+
+  bool mark() {
+    if (text_.next() != '"') return text_.skip();
+    std::string_view text;
+    if (!text_.string(text)) return false;
+    report.marks.push_back(bytesOf(text));
     return true;
   }
 
