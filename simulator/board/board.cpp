@@ -395,6 +395,11 @@ std::optional<std::string> Board::libraryFile(const std::string& name) const {
 
 std::int64_t Board::wait(std::int64_t microseconds) {
   const Nanoseconds left = clock_.wait(microseconds * 1000);
+  waited(microseconds);
+  return left / 1000;
+}
+
+void Board::waited(std::int64_t microseconds) {
   const std::lock_guard lock{mutex_};
   waits_.add(microseconds);
   if (!changes_.empty()) {
@@ -402,7 +407,6 @@ std::int64_t Board::wait(std::int64_t microseconds) {
     changes_.erase(changes_.begin());
     change();
   }
-  return left / 1000;
 }
 
 void Board::addLoad(LibraryLoad load) {

@@ -151,6 +151,7 @@ class Board {
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
   std::int64_t wait(std::int64_t microseconds);  // those that are left when a signal interrupts it
+  void waited(std::int64_t microseconds);        // what a wait does beside that: history and changes
   void addLoad(LibraryLoad load);
   void addLogLine(LogLine line);
 

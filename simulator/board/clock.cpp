@@ -1,10 +1,12 @@
 #include "simulator/board/clock.h"
 
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <ctime>
+
+#include "simulator/board/machine.h"
+#include "simulator/board/schedule.h"
 
 namespace simulator {
 
@@ -14,54 +16,51 @@ namespace {
 constexpr Nanoseconds kDate = 1704067200 * kNanosecondsInSecond;
 constexpr Nanoseconds kUptime = 3600 * kNanosecondsInSecond;
 
-thread_local Nanoseconds threadTime = 0;
-
-// By the system call itself: the functions of the C library answer for the board.
-Nanoseconds machineClock(int id) {
-  timespec time{};
-  ::syscall(SYS_clock_gettime, id, &time);
-  return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;
+bool showsDate(int id) {
+  return id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE || id == CLOCK_REALTIME_ALARM || id == CLOCK_TAI;
 }
 
 }  // namespace
 
-Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{bootTime() - start} { threadTime = start; }
+Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{bootTime() - start} {
+  if (mode == Mode::kStepped) Schedule::get().startAt(start);
+}
 
 Clock Clock::since(Nanoseconds origin) { return Clock{Mode::kReal, bootTime() - origin}; }
 
 Nanoseconds Clock::bootTime() { return machineClock(CLOCK_BOOTTIME); }
 
-Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? threadTime : bootTime() - origin_; }
+Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? Schedule::now() : bootTime() - origin_; }
 
 Nanoseconds Clock::wait(Nanoseconds duration) {
   duration = std::max<Nanoseconds>(duration, 0);
   if (mode_ == Mode::kStepped) {
-    threadTime += duration;
+    const Nanoseconds limit = now() + duration;
+    Schedule::get().sleepUntil(limit);
     publish();
-    return 0;
+    return std::max<Nanoseconds>(limit - now(), 0);
   }
-  timespec time{duration / kNanosecondsInSecond, duration % kNanosecondsInSecond};
+  const timespec time = timespecOf(duration);
   timespec left{};
-  if (::syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, &left) == 0) return 0;
+  if (machineCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, &left) == 0) return 0;
   return left.tv_sec * kNanosecondsInSecond + left.tv_nsec;
 }
 
 void Clock::advanceTo(Nanoseconds time) {
-  if (threadTime >= time) return;
-  threadTime = time;
+  if (mode_ == Mode::kReal) return;
+  Schedule::get().advanceTo(time);
   publish();
 }
 
 Nanoseconds Clock::read(int id) const {
   if (mode_ == Mode::kReal) return machineClock(id);
-  const bool date = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
-  return (date ? kDate : kUptime) + now();
+  return (showsDate(id) ? kDate : kUptime) + now();
 }
 
 Nanoseconds Clock::uptimeAtStart() const { return mode_ == Mode::kStepped ? kUptime : origin_; }
 
 void Clock::enterProcess() const {
-  if (times_ != nullptr) times_->begin(::getpid(), threadTime);
+  if (times_ != nullptr) times_->begin(::getpid(), mode_ == Mode::kStepped ? now() : 0);
 }
 
 void Clock::joinProcess(pid_t process) {
@@ -70,7 +69,7 @@ void Clock::joinProcess(pid_t process) {
 }
 
 void Clock::publish() const {
-  if (times_ != nullptr) times_->advance(::getpid(), threadTime);
+  if (times_ != nullptr) times_->advance(::getpid(), now());
 }
 
 }  // namespace simulator

@@ -1,5 +1,5 @@
 // The board's time. Stepped time stands still but for the waits: each wait moves the clock of the thread that
-// waits, at once, by exactly what it asked for. A thread starts with the time of the thread that created it
+// waits by exactly what it asked for, as soon as it is its turn: see schedule.h. A thread starts with the time of the thread that created it
 // and, when it is joined, passes its own on, so that monitors which wait side by side take one interval, not
 // several, and every run with the same waits reads the same times. Real time is the machine's, counted from
 // the board's start.
@@ -33,6 +33,9 @@ class Clock {
   // interrupts.
   Nanoseconds wait(Nanoseconds duration);
 
+  // The time since the board's start at which the clock `id` shows this.
+  Nanoseconds timeAt(int id, Nanoseconds shown) const { return shown - (read(id) - now()); }
+
   // For joins: the calling thread's time becomes at least `time`.
   void advanceTo(Nanoseconds time);
 
@@ -46,10 +49,9 @@ class Clock {
   void share(ProcessTimes* times) { times_ = times; }
   void enterProcess() const;        // a process begins with what is the calling thread's time
   void joinProcess(pid_t process);  // a child has ended: as when a thread is joined
+  void publish() const;             // the calling thread's time has moved
 
  private:
-  void publish() const;
-
   Mode mode_;
   ProcessTimes* times_ = nullptr;
   Nanoseconds origin_;  // real time: the machine's boot clock at the board's start
