@@ -161,7 +161,7 @@ Nanoseconds Schedule::now() { return current().time; }
 void Schedule::startAt(Nanoseconds time) {
   Thread& self = current();
   const Lock lock = enterLocked(self);
-  self.time = time;
+  for (Thread* const thread : threads_) thread->time = time;
   ended_.clear();
 }
 

@@ -11,6 +11,7 @@
 
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/open_files.h"
+#include "simulator/seam/timers.h"
 
 namespace {
 
@@ -93,6 +94,7 @@ STANDS_IN std::FILE* fopen(const char* path, const char* mode) { return openStre
 STANDS_IN std::FILE* fopen64(const char* path, const char* mode) { return openStream(path, mode); }
 
 STANDS_IN int close(int descriptor) {
+  forgetTimer(descriptor);
   untrack(descriptor);
   return NEXT(close)(descriptor);
 }

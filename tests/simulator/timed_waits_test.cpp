@@ -7,6 +7,7 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/select.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -271,6 +272,72 @@ TEST(TimedWait, EndsWithASignalThatHasAHandler) {
   EXPECT_EQ(left.tv_nsec, 30 * kMillisecond);
   other.join();
   ::sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST(TimedWait, OfATimerWithAFile) {
+  Board board;
+  const int timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+  const itimerspec everyTen{{0, 10 * kMillisecond}, {0, 25 * kMillisecond}};
+  ASSERT_EQ(::timerfd_settime(timer, 0, &everyTen, nullptr), 0);
+  ::usleep(5000);
+  itimerspec left{};
+  EXPECT_EQ(::timerfd_gettime(timer, &left), 0);
+  EXPECT_EQ(left.it_value.tv_nsec, 20 * kMillisecond);
+
+  pollfd polled{timer, POLLIN, 0};
+  EXPECT_EQ(::poll(&polled, 1, 5), 0);
+  EXPECT_EQ(::poll(&polled, 1, 1000), 1);
+  EXPECT_EQ(millisecondsOf(board), 25);
+  std::uint64_t expirations = 0;
+  EXPECT_EQ(::read(timer, &expirations, sizeof expirations), 8);
+  EXPECT_EQ(expirations, 1U);
+
+  EXPECT_EQ(::read(timer, &expirations, sizeof expirations), 8) << "waits for the next";
+  EXPECT_EQ(millisecondsOf(board), 35);
+  ::usleep(30000);
+  EXPECT_EQ(::read(timer, &expirations, sizeof expirations), 8);
+  EXPECT_EQ(expirations, 3U);
+  ::close(timer);
+}
+
+std::atomic<int> alarms{0};
+
+TEST(TimedWait, OfATimerThatSendsASignal) {
+  Board board;
+  alarms = 0;
+  struct sigaction noted {};
+  noted.sa_handler = [](int) { ++alarms; };
+  struct sigaction before {};
+  ::sigaction(SIGALRM, &noted, &before);
+  EXPECT_EQ(::alarm(3), 0U);
+  EXPECT_EQ(::sleep(1), 0U);
+  EXPECT_EQ(::alarm(3), 2U);
+  EXPECT_EQ(::sleep(10), 7U);
+  EXPECT_EQ(alarms, 1);
+  EXPECT_EQ(millisecondsOf(board), 4000);
+
+  // Blocked in what nobody stands in for.
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  ::alarm(2);
+  char byte = 0;
+  EXPECT_EQ(::read(ends[0], &byte, 1), -1);
+  EXPECT_EQ(errno, EINTR);
+  EXPECT_EQ(millisecondsOf(board), 6000);
+
+  timer_t timer{};
+  sigevent event{};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = SIGALRM;
+  ASSERT_EQ(::timer_create(CLOCK_REALTIME, &event, &timer), 0);
+  const itimerspec once{{0, 0}, {0, 5 * kMillisecond}};
+  ASSERT_EQ(::timer_settime(timer, 0, &once, nullptr), 0);
+  EXPECT_EQ(::usleep(100000), -1);
+  EXPECT_EQ(millisecondsOf(board), 6005);
+  ::timer_delete(timer);
+  ::sigaction(SIGALRM, &before, nullptr);
+  ::close(ends[0]);
+  ::close(ends[1]);
 }
 
 TEST(TimedWait, OfTheTimeThatClocksShow) {
