@@ -33,8 +33,8 @@ struct Schedule::Thread {
 
 namespace {
 
-constexpr Nanoseconds kShortestSlice = 50000;
-constexpr Nanoseconds kLongestSlice = 2000000;
+constexpr Nanoseconds kShortestSlice = 100000;
+constexpr Nanoseconds kLongestSlice = 5000000;
 constexpr Nanoseconds kPatience = kNanosecondsInSecond;
 
 thread_local Schedule::Thread* mine = nullptr;
@@ -120,15 +120,6 @@ class Schedule::HeldSignals {
   sigset_t before_{};
 };
 
-bool isJoinable() {
-  pthread_attr_t attributes;
-  int state = PTHREAD_CREATE_JOINABLE;
-  if (::pthread_getattr_np(::pthread_self(), &attributes) != 0) return true;
-  ::pthread_attr_getdetachstate(&attributes, &state);
-  ::pthread_attr_destroy(&attributes);
-  return state == PTHREAD_CREATE_JOINABLE;
-}
-
 // Runs when a thread ends, by whatever way.
 struct ThreadEnd {
   ~ThreadEnd() {
@@ -199,7 +190,8 @@ bool Schedule::areAsleep(const std::vector<Thread*>& threads) const {
 // No other thread can act before the thread's limit.
 bool Schedule::isTurn(const Thread& next) {
   std::vector<Thread*> unsure;
-  for (Thread* const thread : threads_) {
+  for (auto place = threads_.rbegin(); place != threads_.rend(); ++place) {  // the youngest are the busiest
+    Thread* const thread = *place;
     if (thread == &next || thread->state == State::kAway) continue;
     const bool waits = thread->state == State::kWaiting || thread->state == State::kInKernel;
     const bool isBefore =
@@ -229,8 +221,7 @@ void Schedule::pass(Thread& self) {
   }
 }
 
-// Something has changed: it may be the next one's turn.
-void Schedule::callNext() {
+Schedule::Thread* Schedule::next() {
   Thread* next = nullptr;
   for (Thread* const thread : threads_) {
     if (thread->limit == kNever) continue;
@@ -238,14 +229,20 @@ void Schedule::callNext() {
                           (thread->limit == next->limit && thread->goesFirst && !next->goesFirst);
     if (isBefore) next = thread;
   }
-  // One that waits in the kernel looks for itself.
-  if (next != nullptr && next->state == State::kWaiting && next->call == Call::kNone && isTurn(*next))
-    tell(*next, Call::kTurn);
+  return next;
+}
+
+// Something has changed: it may be the next one's turn. One that waits in the kernel looks for itself.
+void Schedule::callNext() {
+  Thread* const thread = next();
+  if (thread == nullptr || thread->state != State::kWaiting || thread->call != Call::kNone) return;
+  if (isTurn(*thread)) tell(*thread, Call::kTurn);
 }
 
 Schedule::End Schedule::waitForCall(Lock& lock, Thread& self, HeldSignals* signals) {
   Nanoseconds slice = kShortestSlice;
-  for (callNext(); self.call != Call::kNotice; callNext()) {
+  callNext();
+  while (self.call != Call::kNotice) {
     // What came before the limit goes before it.
     if (signals != nullptr && signals->areWaiting()) {
       setState(self, State::kRunning);
@@ -262,6 +259,8 @@ Schedule::End Schedule::waitForCall(Lock& lock, Thread& self, HeldSignals* signa
     waitWhileNone(self.call, slice);
     lock.lock();
     slice = std::min(2 * slice, kLongestSlice);
+    // The others may have begun to wait without a word.
+    if (self.call == Call::kNone && next() == &self) callNext();
   }
   self.call = Call::kNone;
   return End::kInTime;
@@ -357,6 +356,12 @@ void Schedule::goFirst() {
   self.goesFirst = true;
 }
 
+void Schedule::noteCreated(const Thread* thread, pthread_t handle) {
+  const Lock lock = enterLocked(current());
+  // The handle may have been that of a thread that nobody joined.
+  if (std::find(threads_.begin(), threads_.end(), thread) != threads_.end()) ended_.erase(handle);
+}
+
 void Schedule::drop(Thread& thread) {
   threads_.remove(&thread);
   delete &thread;
@@ -379,7 +384,7 @@ void Schedule::enter(Thread* thread) {
 void Schedule::leave(Thread& thread) {
   const Lock lock = enterLocked(thread);
   const Nanoseconds time = thread.time;
-  if (isJoinable()) ended_[thread.handle] = time;
+  ended_[thread.handle] = time;
   for (Thread* const other : threads_) {
     if (!other->joins || ::pthread_equal(*other->joins, thread.handle) == 0) continue;
     if (other->time < time) other->time = time;

@@ -62,6 +62,7 @@ class Schedule {
   // A thread that is about to be created counts from then on.
   Thread* prepare(Nanoseconds time);
   void goFirst();  // of those that wait for the same time, the calling thread goes before the others
+  void noteCreated(const Thread* thread, pthread_t handle);
   void discard(Thread* thread);  // it was not created
   void enter(Thread* thread);    // on the new thread
   int join(pthread_t thread, const std::function<int()>& machineJoin);
@@ -84,6 +85,7 @@ class Schedule {
   bool areAsleep(const std::vector<Thread*>& threads) const;
   void tell(Thread& thread, Call call);
   void pass(Thread& self);
+  Thread* next();
   void callNext();
   void onlyCurrentIsLeft();
 

@@ -30,13 +30,14 @@ STANDS_IN int pthread_create(pthread_t* thread, const pthread_attr_t* attributes
                              void* argument) noexcept {
   if (!timeIsStepped()) return NEXT(pthread_create)(thread, attributes, function, argument);
   Schedule& schedule = Schedule::get();
-  auto start =
-      std::make_unique<ThreadStart>(ThreadStart{function, argument, schedule.prepare(Schedule::now())});
+  Schedule::Thread* const prepared = schedule.prepare(Schedule::now());
+  auto start = std::make_unique<ThreadStart>(ThreadStart{function, argument, prepared});
   const int result = NEXT(pthread_create)(thread, attributes, runThread, start.get());
   if (result == 0) {
     static_cast<void>(start.release());  // the thread's own now
+    schedule.noteCreated(prepared, *thread);
   } else {
-    schedule.discard(start->thread);
+    schedule.discard(prepared);
   }
   return result;
 }
