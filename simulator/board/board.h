@@ -19,13 +19,13 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "simulator/board/clock.h"
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/board/history.h"
 
 namespace simulator {
@@ -170,7 +170,7 @@ class Board {
   std::optional<Node> find(const std::string& key) const;
   void applyChanges(const std::string& key, Node& node) const;
 
-  mutable std::recursive_mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   Clock clock_;
   std::optional<int> cores_;
   std::function<int()> onlineCores_;

@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
+#include <utility>
 
 #include "simulator/board/machine.h"
 #include "simulator/board/schedule.h"
@@ -22,13 +24,20 @@ bool showsDate(int id) {
 
 }  // namespace
 
-Clock::Clock(Mode mode, Nanoseconds start) : mode_{mode}, origin_{bootTime() - start} {
+Clock::Clock(Mode mode, Nanoseconds start)
+    : mode_{mode}, origin_{bootTime() - start}, date_{mode == Mode::kStepped ? kDate : date() - start} {
   if (mode == Mode::kStepped) Schedule::get().startAt(start);
 }
 
-Clock Clock::since(Nanoseconds origin) { return Clock{Mode::kReal, bootTime() - origin}; }
+Clock Clock::since(Nanoseconds origin, Nanoseconds date) {
+  Clock clock{Mode::kReal, bootTime() - origin};
+  clock.date_ = date;
+  return clock;
+}
 
 Nanoseconds Clock::bootTime() { return machineClock(CLOCK_BOOTTIME); }
+
+Nanoseconds Clock::date() { return machineClock(CLOCK_REALTIME); }
 
 Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? Schedule::now() : bootTime() - origin_; }
 
@@ -58,6 +67,15 @@ Nanoseconds Clock::read(int id) const {
 }
 
 Nanoseconds Clock::uptimeAtStart() const { return mode_ == Mode::kStepped ? kUptime : origin_; }
+
+void Clock::share(ProcessTimes* times, std::string path) {
+  times_ = times;
+  timesPath_ = std::move(path);
+}
+
+void Clock::leaveProcess() const {
+  if (times_ != nullptr) ProcessTimes::leave(timesPath_);
+}
 
 void Clock::enterProcess() const {
   if (times_ != nullptr) times_->begin(::getpid(), mode_ == Mode::kStepped ? now() : 0);

@@ -9,6 +9,8 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "simulator/board/process_times.h"
 
@@ -19,10 +21,12 @@ class Clock {
   enum class Mode { kStepped, kReal };
 
   explicit Clock(Mode mode, Nanoseconds start = 0);
-  static Clock since(
-      Nanoseconds origin);  // real, of a board that started at this time of the machine's boot clock
+
+  // Real, of a board that started at this time of the machine's boot clock, and at this date.
+  static Clock since(Nanoseconds origin, Nanoseconds date);
 
   static Nanoseconds bootTime();  // the machine's
+  static Nanoseconds date();      // likewise
 
   Mode mode() const { return mode_; }
 
@@ -42,19 +46,29 @@ class Clock {
   // The machine's clock `id`, read as the board's: stepped time counts from a fixed date.
   Nanoseconds read(int id) const;
 
+  // The date, as nanoseconds since 1970.
+  Nanoseconds dateAtStart() const { return date_; }
+
   // Since the machine's start, at the board's.
   Nanoseconds uptimeAtStart() const;
 
-  // The times of the other processes on the board, when there are any: see process_times.h.
-  void share(ProcessTimes* times) { times_ = times; }
+  // The times of the other processes on the board, when there are any, and their path: see process_times.h.
+  void share(ProcessTimes* times, std::string path);
   void enterProcess() const;        // a process begins with what is the calling thread's time
   void joinProcess(pid_t process);  // a child has ended: as when a thread is joined
   void publish() const;             // the calling thread's time has moved
+  void leaveProcess() const;        // the calling process ends
+
+  // Whether the machine's process is one of the board's programs, and all that are.
+  bool isOnBoard(pid_t process) const { return times_ != nullptr && times_->of(process); }
+  std::vector<pid_t> processesOnBoard() const { return ProcessTimes::livingProcesses(timesPath_); }
 
  private:
   Mode mode_;
   ProcessTimes* times_ = nullptr;
+  std::string timesPath_;
   Nanoseconds origin_;  // real time: the machine's boot clock at the board's start
+  Nanoseconds date_;
 };
 
 }  // namespace simulator

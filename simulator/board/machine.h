@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <sys/syscall.h>
 
+#include <atomic>
 #include <ctime>
 
 #include "simulator/board/time_units.h"
@@ -18,9 +19,13 @@ long machineCall(long number, Arguments... arguments) {
   return call(number, arguments...);
 }
 
+// By the C library's own, which is no system call.
 inline Nanoseconds machineClock(int id) {
+  using Function = int(clockid_t, timespec*);
+  static std::atomic<Function*> function{nullptr};
+  if (function == nullptr) function = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, "clock_gettime"));
   timespec time{};
-  machineCall(SYS_clock_gettime, id, &time);
+  function.load(std::memory_order_relaxed)(id, &time);
   return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;
 }
 

@@ -43,11 +43,11 @@ Nanoseconds startOfProcess(const ProcessTimes& times) {
 Clock sharedClock() {
   const Clock::Mode mode =
       variable(kTimeVariable) == kSteppedTime ? Clock::Mode::kStepped : Clock::Mode::kReal;
-  ProcessTimes* const times = ProcessTimes::attach(variable(kTimesVariable).c_str());
+  ProcessTimes* const times = ProcessTimes::attach(variable(kTimesVariable));
   if (times == nullptr) return Clock{mode};
-  Clock clock =
-      mode == Clock::Mode::kStepped ? Clock{mode, startOfProcess(*times)} : Clock::since(times->origin());
-  clock.share(times);
+  Clock clock = mode == Clock::Mode::kStepped ? Clock{mode, startOfProcess(*times)}
+                                              : Clock::since(times->origin(), times->date());
+  clock.share(times, variable(kTimesVariable));
   clock.enterProcess();
   return clock;
 }
@@ -73,6 +73,10 @@ __attribute__((constructor)) void layOutBoard() {
     std::fprintf(stderr, "tessary-board: %s\n", error.what());
     ::_exit(EXIT_FAILURE);
   }
+}
+
+__attribute__((destructor)) void leaveBoard() {
+  if (const Board* const board = Board::active()) board->clock().leaveProcess();
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // tessary-board: runs a program on a simulated board, lists the boards and shows one.
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -63,17 +62,6 @@ struct RunOptions {
   std::vector<std::string> command;
 };
 
-// The table lives as long as the program that is run: it stays open there, out of the way of a shell's
-// descriptors, and the commands that it starts find it under its process id.
-std::string openProcessTimes() {
-  constexpr int kOutOfTheWay = 200;
-  const int times = ProcessTimes::create(Clock::bootTime());
-  if (times < 0) throw Failure{std::string{"no memory for the board's time: "} + std::strerror(errno)};
-  const int moved = ::fcntl(times, F_DUPFD, kOutOfTheWay);
-  if (moved >= 0) ::close(times);
-  return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(moved >= 0 ? moved : times);
-}
-
 int run(RunOptions options) {
   if (options.command.empty()) throw Failure{"no command: tessary-board run BOARD -- COMMAND .."};
   const fs::path path = findBoard(options.board);
@@ -91,7 +79,7 @@ int run(RunOptions options) {
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kTimeVariable, options.time);
-  environment.set(kTimesVariable, openProcessTimes());
+  environment.set(kTimesVariable, ProcessTimes::create());
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
 

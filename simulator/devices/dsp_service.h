@@ -24,11 +24,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "simulator/board/board.h"
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/board/history.h"
 
 namespace simulator {
@@ -115,7 +115,7 @@ class DspService {
 
   Board& board_;
   const std::string folder_;
-  mutable std::mutex mutex_;  // monitors may wait side by side
+  mutable ForkSafeMutex mutex_;  // monitors may wait side by side
   Profile profile_;
   std::vector<std::function<int(const std::string&)>> refusals_;
   std::map<RemoteCall, Script> scripts_;

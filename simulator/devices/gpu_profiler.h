@@ -14,11 +14,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/board/history.h"
 #include "tessary/zoltrace.h"
 
@@ -108,7 +108,7 @@ class GpuProfiler {
   int record(Function function, const std::string& call);  // which call of the function it is
   std::optional<ztResultCode> failure(Function function, int call) const;
 
-  mutable std::recursive_mutex mutex_;
+  mutable ForkSafeMutex mutex_;
   State state_ = State::kUninitialised;
   std::vector<Metric> metrics_;
   using Failure = std::function<std::optional<ztResultCode>()>;

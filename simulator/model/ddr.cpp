@@ -2,6 +2,7 @@
 #include <limits>
 #include <mutex>
 
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/devices/bandwidth_device.h"
 #include "simulator/model/model.h"
 
@@ -51,7 +52,7 @@ class OlderCounters {
   static constexpr int kCountsOfB = 65536;
 
   const DdrFile& ddr_;
-  std::mutex mutex_;
+  ForkSafeMutex mutex_;
   Microseconds from_ = 0;
   Microseconds to_ = 0;
 };

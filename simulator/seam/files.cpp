@@ -1,16 +1,20 @@
-// Files and devices: open, openat, fopen, close, dup, dup2, dup3, fcntl, read, ioctl.
+// Files and devices, by descriptor: open, openat, close, close_range, closefrom, dup, dup2, dup3, fcntl,
+// read, pread, readv, preadv, lseek, ioctl.
 
 #include <fcntl.h>
+#include <linux/close_range.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
-#include <cstdio>
-#include <cstring>
-#include <memory>
+#include <limits>
+#include <string>
 
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/open_files.h"
+#include "simulator/seam/status.h"
 #include "simulator/seam/timers.h"
 
 namespace {
@@ -27,25 +31,6 @@ int openAtAs(int folder, const char* path, int flags, mode_t mode) {
   descriptor = NEXT(openat)(folder, path, flags, mode);
   untrack(descriptor);
   return descriptor;
-}
-
-std::FILE* openStream(const char* path, const char* mode) {
-  int flags = mode[0] == 'r' ? O_RDONLY : O_WRONLY;
-  if (std::strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
-  int descriptor = -1;
-  if (!boardOpens(AT_FDCWD, path, flags, descriptor)) return NEXT(fopen)(path, mode);
-  if (descriptor < 0) return nullptr;
-  if (!isTracked(descriptor)) return ::fdopen(descriptor, mode);
-  // The C library's own read would not be asked here.
-  cookie_io_functions_t calls{};
-  calls.read = [](void* file, char* target, std::size_t bytes) {
-    return ::read(*static_cast<const int*>(file), target, bytes);
-  };
-  calls.close = [](void* file) {
-    const std::unique_ptr<int> owned{static_cast<int*>(file)};
-    return ::close(*owned);
-  };
-  return ::fopencookie(new int{descriptor}, mode, calls);
 }
 
 }  // namespace
@@ -90,22 +75,31 @@ STANDS_IN int __openat64_2(int folder, const char* path, int flags) {
   return openAtAs(folder, path, flags, 0);
 }
 
-STANDS_IN std::FILE* fopen(const char* path, const char* mode) { return openStream(path, mode); }
-STANDS_IN std::FILE* fopen64(const char* path, const char* mode) { return openStream(path, mode); }
-
 STANDS_IN int close(int descriptor) {
   forgetTimer(descriptor);
   untrack(descriptor);
   return NEXT(close)(descriptor);
 }
 
+STANDS_IN int close_range(unsigned first, unsigned last, int flags) noexcept {
+  constexpr unsigned kMost = std::numeric_limits<int>::max();
+  const bool closes = (static_cast<unsigned>(flags) & CLOSE_RANGE_CLOEXEC) == 0;
+  if (closes && first <= kMost) untrackFrom(static_cast<int>(first), static_cast<int>(std::min(last, kMost)));
+  return NEXT(close_range)(first, last, flags);
+}
+
+STANDS_IN void closefrom(int first) noexcept {
+  untrackFrom(first, std::numeric_limits<int>::max());
+  NEXT(closefrom)(first);
+}
+
 namespace {
 
 // The target of a duplication was closed by it, whatever it was.
 int duplicated(int from, int to) {
-  if (to < 0 || to == from) return to;
+  if (to < 0 || to == from || !isOurTable()) return to;
   untrack(to);
-  if (isTracked(from)) track(to, openFile(from));
+  if (const auto file = openFile(from)) track(to, file);
   return to;
 }
 
@@ -149,12 +143,49 @@ STANDS_IN int fcntl64(int descriptor, int command, ...) {
 namespace {
 
 ssize_t readAs(int descriptor, void* target, std::size_t bytes) {
-  if (isTracked(descriptor)) {
-    const Node node = openFile(descriptor).node;
-    if (node.readError != 0) return fail(node.readError);
-    if (node.readLimit != 0) bytes = std::min(bytes, node.readLimit);
+  if (const auto file = openFile(descriptor)) {
+    const ssize_t most = readableBytes(*file, descriptor, kAtPosition, bytes);
+    if (most < 0) return most;
+    bytes = static_cast<std::size_t>(most);
   }
   return NEXT(read)(descriptor, target, bytes);
+}
+
+ssize_t readAtAs(int descriptor, void* target, std::size_t bytes, off64_t offset) {
+  if (const auto file = openFile(descriptor)) {
+    const ssize_t most = readableBytes(*file, descriptor, offset, bytes);
+    if (most < 0) return most;
+    bytes = static_cast<std::size_t>(most);
+  }
+  return NEXT(pread64)(descriptor, target, bytes, offset);
+}
+
+// In one piece, as the library's own is: the first part alone when a read of the node is limited.
+ssize_t readPartsAs(int descriptor, const iovec* parts, int count, off64_t offset) {
+  const auto file = openFile(descriptor);
+  if (file != nullptr && count > 0) {
+    const ssize_t most = readableBytes(*file, descriptor, offset, parts[0].iov_len);
+    if (most < 0) return most;
+    if (static_cast<std::size_t>(most) < parts[0].iov_len) count = 1;
+    const iovec first{parts[0].iov_base, static_cast<std::size_t>(most)};
+    if (count == 1) parts = &first;
+    return offset == kAtPosition ? NEXT(readv)(descriptor, parts, count)
+                                 : NEXT(preadv64)(descriptor, parts, count, offset);
+  }
+  return offset == kAtPosition ? NEXT(readv)(descriptor, parts, count)
+                               : NEXT(preadv64)(descriptor, parts, count, offset);
+}
+
+// As the file systems have it: nodes of /proc have no end to count from, those of /sys are a page long.
+off64_t seekAs(int descriptor, off64_t offset, int whence) {
+  const auto file = openFile(descriptor);
+  const bool counts = whence == SEEK_SET || whence == SEEK_CUR;
+  if (file == nullptr || !file->isText || counts) return NEXT(lseek64)(descriptor, offset, whence);
+  if (isBelow(file->path, "/proc")) return fail(EINVAL);
+  if (!isBelow(file->path, "/sys")) return NEXT(lseek64)(descriptor, offset, whence);
+  if (whence != SEEK_END && (offset < 0 || offset >= kPageBytes)) return fail(ENXIO);
+  const off64_t target = whence == SEEK_END ? kPageBytes + offset : whence == SEEK_HOLE ? kPageBytes : offset;
+  return NEXT(lseek64)(descriptor, target, SEEK_SET);
 }
 
 }  // namespace
@@ -162,9 +193,40 @@ ssize_t readAs(int descriptor, void* target, std::size_t bytes) {
 STANDS_IN ssize_t read(int descriptor, void* target, std::size_t bytes) {
   return readAs(descriptor, target, bytes);
 }
-
 STANDS_IN ssize_t __read_chk(int descriptor, void* target, std::size_t bytes, std::size_t space) {
   return bytes <= space ? readAs(descriptor, target, bytes) : fail(EFAULT);
+}
+
+STANDS_IN ssize_t pread(int descriptor, void* target, std::size_t bytes, off_t offset) {
+  return readAtAs(descriptor, target, bytes, offset);
+}
+STANDS_IN ssize_t pread64(int descriptor, void* target, std::size_t bytes, off64_t offset) {
+  return readAtAs(descriptor, target, bytes, offset);
+}
+STANDS_IN ssize_t __pread_chk(int descriptor, void* target, std::size_t bytes, off_t offset,
+                              std::size_t space) {
+  return bytes <= space ? readAtAs(descriptor, target, bytes, offset) : fail(EFAULT);
+}
+STANDS_IN ssize_t __pread64_chk(int descriptor, void* target, std::size_t bytes, off64_t offset,
+                                std::size_t space) {
+  return bytes <= space ? readAtAs(descriptor, target, bytes, offset) : fail(EFAULT);
+}
+
+STANDS_IN ssize_t readv(int descriptor, const iovec* parts, int count) {
+  return readPartsAs(descriptor, parts, count, kAtPosition);
+}
+STANDS_IN ssize_t preadv(int descriptor, const iovec* parts, int count, off_t offset) {
+  return offset < 0 ? fail(EINVAL) : readPartsAs(descriptor, parts, count, offset);
+}
+STANDS_IN ssize_t preadv64(int descriptor, const iovec* parts, int count, off64_t offset) {
+  return offset < 0 ? fail(EINVAL) : readPartsAs(descriptor, parts, count, offset);
+}
+
+STANDS_IN off_t lseek(int descriptor, off_t offset, int whence) noexcept {
+  return seekAs(descriptor, offset, whence);
+}
+STANDS_IN off64_t lseek64(int descriptor, off64_t offset, int whence) noexcept {
+  return seekAs(descriptor, offset, whence);
 }
 
 STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
@@ -172,12 +234,10 @@ STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
-  if (isTracked(descriptor)) {
-    const Node node = openFile(descriptor).node;
-    if (node.ioctl) {
-      const int result = node.ioctl(request, argument);
-      return result < 0 ? fail(-result) : result;
-    }
+  const auto file = openFile(descriptor);
+  if (file != nullptr && file->node.ioctl) {
+    const int result = file->node.ioctl(request, argument);
+    return result < 0 ? fail(-result) : result;
   }
   return simulator::next<int(int, unsigned long, void*)>("ioctl")(descriptor, request, argument);
 }

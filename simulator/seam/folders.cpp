@@ -14,8 +14,10 @@
 #include <string>
 #include <vector>
 
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/open_files.h"
+#include "simulator/seam/status.h"
 
 namespace {
 
@@ -23,13 +25,14 @@ using namespace simulator;
 
 struct BoardFolder {
   int descriptor;
+  std::string path;
   std::vector<std::string> names;
   std::size_t at = 0;
   dirent entry{};
 };
 
 struct FolderTable {
-  std::mutex mutex;
+  ForkSafeMutex mutex;
   std::set<const void*> folders;
 };
 
@@ -44,7 +47,7 @@ BoardFolder* boardFolder(DIR* folder) {
 }
 
 DIR* openListing(int descriptor, const std::string& path) {
-  auto* const folder = new BoardFolder{descriptor, Board::active()->list(path), 0, {}};
+  auto* const folder = new BoardFolder{descriptor, path, Board::active()->list(path), 0, {}};
   const std::lock_guard lock{folderTable().mutex};
   folderTable().folders.insert(folder);
   return reinterpret_cast<DIR*>(folder);
@@ -54,7 +57,7 @@ dirent* readEntry(BoardFolder& folder) {
   if (folder.at == folder.names.size()) return nullptr;
   const std::string& name = folder.names[folder.at++];
   folder.entry = {};
-  folder.entry.d_ino = folder.at;
+  folder.entry.d_ino = inodeOf(name == "." ? folder.path : folder.path + "/" + name);
   folder.entry.d_reclen = sizeof folder.entry;
   folder.entry.d_type = DT_UNKNOWN;
   name.copy(folder.entry.d_name, sizeof folder.entry.d_name - 1);
@@ -68,12 +71,13 @@ STANDS_IN DIR* opendir(const char* path) {
   if (!opening.mine) return NEXT(opendir)(path);
   int descriptor = -1;
   boardOpens(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, descriptor);
-  return descriptor < 0 ? nullptr : openListing(descriptor, path);
+  return descriptor < 0 ? nullptr : openListing(descriptor, opening.path);
 }
 
 STANDS_IN DIR* fdopendir(int descriptor) {
-  const std::string path = isTracked(descriptor) ? openFile(descriptor).folder : std::string{};
-  return path.empty() ? NEXT(fdopendir)(descriptor) : openListing(descriptor, path);
+  const auto file = openFile(descriptor);
+  const bool isFolder = file != nullptr && !file->folder.empty();
+  return isFolder ? openListing(descriptor, file->folder) : NEXT(fdopendir)(descriptor);
 }
 
 STANDS_IN dirent* readdir(DIR* folder) {

@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 
+#include <atomic>
 #include <cerrno>
 
 #define STANDS_IN extern "C" __attribute__((visibility("default")))
@@ -15,6 +16,13 @@ Function* next(const char* name) {
   return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
+// The same, looked up once. No static with a guard: a fork could find it held.
+template <typename Function>
+Function* next(const char* name, std::atomic<void*>& known) {
+  if (known == nullptr) known = ::dlsym(RTLD_NEXT, name);
+  return reinterpret_cast<Function*>(known.load(std::memory_order_relaxed));
+}
+
 inline int fail(int error) {
   errno = error;
   return -1;
@@ -23,10 +31,10 @@ inline int fail(int error) {
 }  // namespace simulator
 
 // The function of the same name that comes after this one.
-#define NEXT(name)                                                          \
-  ([] {                                                                     \
-    static const auto following = simulator::next<decltype(::name)>(#name); \
-    return following;                                                       \
+#define NEXT(name)                                          \
+  ([] {                                                     \
+    static std::atomic<void*> known{nullptr};               \
+    return simulator::next<decltype(::name)>(#name, known); \
   }())
 
 #endif

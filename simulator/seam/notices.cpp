@@ -5,11 +5,9 @@
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
 #include <ctime>
 #include <limits>
 #include <mutex>
@@ -18,6 +16,7 @@
 #include "simulator/board/machine.h"
 #include "simulator/seam/board_time.h"
 #include "simulator/seam/interpose.h"
+#include "simulator/seam/notices.h"
 
 namespace {
 
@@ -193,16 +192,16 @@ long waitOnFutex(long word, long operation, long value, long bits, Nanoseconds l
 
 }  // namespace
 
-STANDS_IN long syscall(long number, ...) noexcept {
-  std::va_list list;
-  va_start(list, number);
-  long values[6];
-  for (long& value : values) value = va_arg(list, long);
-  va_end(list);
-  const long operation = values[1] & ~kFlags;
-  const bool waits = number == SYS_futex && (operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET);
-  const auto* const time = reinterpret_cast<const timespec*>(values[3]);
-  if (waits && time != nullptr && timeIsStepped() && isTime(*time))
-    return waitOnFutex(values[0], values[1], values[2], values[5], futexLimit(values[1], *time));
-  return machineCall(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+namespace simulator {
+
+bool waitsOnFutex(const long (&arguments)[6], long& result) {
+  const long operation = arguments[1] & ~kFlags;
+  const auto* const time = reinterpret_cast<const timespec*>(arguments[3]);
+  const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
+  if (!waits || time == nullptr || !timeIsStepped() || !isTime(*time)) return false;
+  result = waitOnFutex(arguments[0], arguments[1], arguments[2], arguments[5],
+                       futexLimit(arguments[1], *time));
+  return true;
 }
+
+}  // namespace simulator

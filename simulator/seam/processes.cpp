@@ -1,9 +1,11 @@
-// The processes that a program starts and waits for: popen, pclose, wait, waitpid, wait3, wait4, waitid.
+// The processes that a program starts and waits for, and its own end: popen, pclose, wait, waitpid, wait3,
+// wait4, waitid, _exit.
 
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +18,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/seam/board_time.h"
 #include "simulator/seam/interpose.h"
 
@@ -24,7 +27,7 @@ namespace {
 using simulator::Board;
 
 struct CommandStreams {
-  std::mutex mutex;
+  simulator::ForkSafeMutex mutex;
   std::map<std::FILE*, pid_t> shells;
 };
 
@@ -134,11 +137,19 @@ STANDS_IN int pclose(std::FILE* stream) {
   return ended == shell ? status : -1;
 }
 
+// A shell's way to end: without its destructors.
+STANDS_IN void _exit(int status) {
+  if (const Board* const board = Board::active()) board->clock().leaveProcess();
+  for (;;) ::syscall(SYS_exit_group, status);
+}
+STANDS_IN void _Exit(int status) noexcept { ::_exit(status); }
+
 STANDS_IN pid_t wait4(pid_t process, int* status, int options, rusage* usage) noexcept {
   int own = 0;
   int& target = status != nullptr ? *status : own;
   const Away away;
-  return joined(NEXT(wait4)(process, &target, options, usage), target);
+  const pid_t ended = NEXT(wait4)(process, &target, options, usage);
+  return joined(ended, target);
 }
 
 STANDS_IN pid_t wait3(int* status, int options, rusage* usage) noexcept {
