@@ -168,6 +168,7 @@ class Board {
   Node& node(const std::string& path);
   void enter(const std::string& path);
   std::optional<Node> find(const std::string& key) const;
+  std::optional<Node> findResident(const std::string& key) const;
   void applyChanges(const std::string& key, Node& node) const;
 
   mutable ForkSafeMutex mutex_;

@@ -59,6 +59,7 @@ struct RunOptions {
   std::string board;
   std::uint64_t seed = kDefaultSeed;
   std::string time = kRealTime;
+  bool seesMachineNetwork = false;
   std::vector<std::string> command;
 };
 
@@ -80,6 +81,7 @@ int run(RunOptions options) {
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kTimeVariable, options.time);
   environment.set(kTimesVariable, ProcessTimes::create());
+  if (options.seesMachineNetwork) environment.set(kMachineNetworkVariable, "1");
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
 
@@ -229,6 +231,9 @@ int runCommandLine(int count, char** values) {
                    "real, or stepped: time passes by the program's waits alone, which return at once")
       ->check(CLI::IsMember({kRealTime, kSteppedTime}))
       ->capture_default_str();
+
+  runCommand->add_flag("--machine-network", options.seesMachineNetwork,
+                       "Let netlink sockets show the machine's network, which is refused else");
 
   auto* const listCommand = app.add_subcommand("list", "List the boards");
   listCommand->footer("Example: tessary-board list");

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "simulator/seam/interpose.h"
+#include "simulator/seam/network.h"
 #include "simulator/seam/open_files.h"
 #include "simulator/seam/status.h"
 #include "simulator/seam/timers.h"
@@ -239,5 +240,7 @@ STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
     const int result = file->node.ioctl(request, argument);
     return result < 0 ? fail(-result) : result;
   }
+  int result = 0;
+  if (boardAnswersNetwork(request, argument, result)) return result;
   return simulator::next<int(int, unsigned long, void*)>("ioctl")(descriptor, request, argument);
 }
