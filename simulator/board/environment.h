@@ -19,6 +19,8 @@ constexpr char kStartVariable[] = "TESSARY_BOARD_START";      // of a command: s
 constexpr char kFrozenBoardVariable[] =
     "TESSARY_BOARD_FROZEN";  // the board of a test, as it stood: Board::freeze
 
+constexpr char kMachineNetworkVariable[] = "TESSARY_BOARD_MACHINE_NETWORK";  // set: netlink shows it
+
 constexpr char kRealTime[] = "real";
 constexpr char kSteppedTime[] = "stepped";
 

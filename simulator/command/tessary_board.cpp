@@ -111,6 +111,7 @@ int run(RunOptions options) {
   environment.set(kTimeVariable, options.time);
   environment.set(kTimesVariable, isNested ? std::getenv(kTimesVariable) : ProcessTimes::create());
   environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
+  if (options.machineNetwork) environment.set(kMachineNetworkVariable, "1");
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
 

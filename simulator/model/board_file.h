@@ -125,7 +125,8 @@ struct BoardFile {
   std::string soc;       // /sys/devices/soc0/machine
   std::optional<int> featureId;
   std::vector<std::pair<std::string, std::string>> properties;
-  int ticksPerSecond = 1000;
+  int ticksPerSecond = 100;
+  std::string kernel = "5.15.0";  // its release
 
   // What a board does not have, it has none of: the machine's own never show.
   std::vector<CoreFile> cores;
@@ -140,6 +141,8 @@ struct BoardFile {
   std::optional<DdrFile> ddr;
   std::vector<std::pair<std::string, std::string>> nodes;
   std::vector<Fault> faults;
+
+  std::string coreList() const { return cores.size() == 1 ? "0" : "0-" + std::to_string(cores.size() - 1); }
 
   // Which of the two interfaces the DDR device speaks.
   bool hasNewerDdr() const { return platform.find("brindle") != std::string::npos; }

@@ -7,9 +7,9 @@
 namespace simulator {
 
 void layOut(Board& board, const SharedFile& file) {
-  for (const char* const folder :
-       {"/proc", "/sys/block", "/sys/class/net", "/sys/class/thermal", "/sys/class/vrdx", "/sys/devices/soc0",
-        "/sys/devices/system/cpu", "/dev/__properties__"}) {
+  for (const char* const folder : {"/proc", "/sys/block", "/sys/class/net", "/sys/class/thermal",
+                                   "/sys/class/hwmon", "/sys/class/power_supply", "/sys/class/vrdx",
+                                   "/sys/devices/soc0", "/sys/devices/system/cpu", "/dev/__properties__"}) {
     board.folder(folder);  // its own, however little it has of it
   }
   layOutCores(board, file);
