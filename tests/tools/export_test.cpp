@@ -1,0 +1,142 @@
+#include "tools/views/export.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/sample_tables.h"
+#include "tools/output.h"
+#include "tools/views/absences.h"
+#include "tools/views/spool.h"
+#include "tools/views/summary.h"
+
+namespace tool {
+namespace {
+
+constexpr std::int64_t kSecond = 1000000000;
+
+// `offsetSeconds`: of the wall clock, none: it has none.
+Report sampleAt(std::int64_t second, Value load, std::optional<std::int64_t> offsetSeconds = 1000) {
+  Report report;
+  report.bootTimeNs = second * kSecond;
+  if (offsetSeconds) report.unixTimeNs = (second + *offsetSeconds) * kSecond;
+  report.intervalMs = 1000;
+  report.sections = {cooling({std::move(load), std::int64_t{64}},
+                             {{"a,\"b\"\n", std::int64_t{5}, Absent{"x"}}, {"idle", Absent{"off"}, Absent{"x"}}})};
+  return report;
+}
+
+std::string exported(const char* format, const std::vector<Report>& reports, ExportOptions options = {}) {
+  std::string text;
+  const auto view = findFormat(format)->open([&text](std::string_view part) { text += part; }, options);
+  Origin origin;
+  origin.model = "VX";
+  origin.sections = {&fanSchema()};
+  view->begin(origin);
+  for (const Report& report : reports) view->add(report);
+  view->end();
+  return text;
+}
+
+TEST(Csv, HasALineForEachFigureThatIsThere) {
+  EXPECT_EQ(exported("csv", {sampleAt(1, 12.5)}),
+            "time,section,item,figure,value,unit\r\n"
+            "1970-01-01T00:16:41.000Z,cooling,,cooling.load_percent,12.5,percent\r\n"
+            "1970-01-01T00:16:41.000Z,cooling,,cooling.limit_kib,64,KiB\r\n"
+            "1970-01-01T00:16:41.000Z,cooling,\"a,\"\"b\"\"\\x0a\",cooling.fans.clock_khz,5,kHz\r\n");
+}
+
+TEST(Csv, WideLinesAreAllAsLongAsTheHeading) {
+  ExportOptions options;
+  options.wide = true;
+  Report later = sampleAt(2, Absent{"y"});
+  later.sections[0].tables[1].rows[1] = kFans.row({"idle", std::int64_t{7}, Absent{"x"}});
+  EXPECT_EQ(exported("csv", {sampleAt(1, 12.5), later}, options),
+            "time,cooling.load_percent,cooling.limit_kib,\"cooling.fans[fan=a,\"\"b\"\"\\x0a].clock_khz\","
+            "cooling.fans[fan=idle].clock_khz\r\n"
+            "1970-01-01T00:16:41.000Z,12.5,64,5,\r\n"
+            "1970-01-01T00:16:42.000Z,,64,5,7\r\n");
+}
+
+TEST(OpenMetrics, KeepsSamplesInOrderWhenTheClockIsSetBack) {
+  const std::string text = exported("openmetrics", {sampleAt(1, 10.0, 5000), sampleAt(2, 20.0, 1000)});
+  EXPECT_NE(text.find("tessary_cooling_load_ratio{board=\"VX\"} 0.1 1001.000\n"
+                      "tessary_cooling_load_ratio{board=\"VX\"} 0.2 1002.000\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("tessary_cooling_fan_clock_hertz{board=\"VX\",fan=\"a,\\\"b\\\"\\\\x0a\"} 5000 1001.000\n"),
+            std::string::npos)
+      << text;
+}
+
+TEST(OpenMetrics, NeedsToKnowWhenARecordingWithoutAWallClockBegan) {
+  const std::vector<Report> old = {sampleAt(1, 10.0, std::nullopt)};
+  EXPECT_THROW(exported("openmetrics", old), Failure);
+  ExportOptions options;
+  options.startUnixNs = 50 * kSecond;
+  EXPECT_NE(exported("openmetrics", old, options).find("} 0.1 51.000\n"), std::string::npos);
+}
+
+TEST(Page, AName_ThatEndsTheScript_IsText) {
+  Report report = sampleAt(1, 10.0);
+  report.sections[0].tables[1].rows = {kFans.row({"</script><b>", std::int64_t{5}, Absent{"<i>"}})};
+  const std::string page = exported("html", {report});
+  EXPECT_EQ(page.find("</script><b>"), std::string::npos);
+  EXPECT_NE(page.find("\\u003c/script>\\u003cb>"), std::string::npos);
+}
+
+TEST(Formats, FollowFromNames) {
+  EXPECT_STREQ(formatOfFile("a.b/drive.csv")->name, "csv");
+  EXPECT_STREQ(formatOfFile("drive.board.json")->name, "board");
+  EXPECT_EQ(formatOfFile(".csv"), nullptr);
+  EXPECT_EQ(formatOfFile("drive"), nullptr);
+}
+
+TEST(Spool, GivesBackWhatIsLongerThanAPiece) {
+  Spool spool;
+  const Spool::Id first = spool.add();
+  const Spool::Id second = spool.add();
+  std::string expected[2];
+  for (int line = 0; line < 3000; ++line) {
+    const std::string text = std::to_string(line) + "\n";
+    expected[line % 2] += text;
+    spool.append(line % 2 == 0 ? first : second, text);
+  }
+  for (const Spool::Id id : {first, second}) {
+    std::string found;
+    spool.read(id, [&found](std::string_view piece) { found += piece; });
+    EXPECT_EQ(found, expected[id]);
+  }
+}
+
+TEST(Absences, BeginAndEndWithTheIntervalsThatTheySpoil) {
+  Absences absences;
+  EXPECT_EQ(absences.add(sampleAt(1, 1.0)).begun.size(), 2U);  // the driver of each fan, the clock of one
+  const auto begun = absences.add(sampleAt(2, Absent{"lost"})).begun;
+  ASSERT_EQ(begun.size(), 1U);
+  EXPECT_EQ(begun[0].what + ": " + begun[0].reason, "load: lost");
+  EXPECT_EQ(begun[0].fromNs, 1 * kSecond);
+  EXPECT_EQ(begun[0].first, 1U);
+  EXPECT_TRUE(absences.add(sampleAt(3, Absent{"lost"})).ended.empty());
+  const auto ended = absences.add(sampleAt(4, 1.0)).ended;
+  ASSERT_EQ(ended.size(), 1U);
+  EXPECT_EQ(ended[0].fromNs, 1 * kSecond);
+}
+
+TEST(Summary, CountsGapsAndAddsTheirTimesUp) {
+  Summary summary;
+  Origin origin;
+  origin.sections = {&fanSchema()};
+  summary.begin(origin);
+  const Value values[] = {10.0, Absent{"lost"}, 20.0, Absent{"lost"}, 60.0};
+  for (std::int64_t second = 0; second < 5; ++second) summary.add(sampleAt(second + 1, values[second]));
+  summary.end();
+  const std::string json = summary.json();
+  EXPECT_NE(json.find("\"mean\": 30.0,\n      \"p50\": 20.0,\n      \"p95\": 56.0,\n      \"max\": 60.0,\n"
+                      "      \"min\": 10.0,\n      \"samples\": 3,\n      \"gaps\": 2"),
+            std::string::npos)
+      << json;
+  EXPECT_NE(summary.text(true).find("  cooling: load: lost (2 s, 2 times)\n"), std::string::npos)
+      << summary.text(true);
+}
+
+}  // namespace
+}  // namespace tool
