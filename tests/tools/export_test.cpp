@@ -19,8 +19,9 @@ Report sampleAt(std::int64_t second, Value load, std::optional<std::int64_t> off
   report.bootTimeNs = second * kSecond;
   if (offsetSeconds) report.unixTimeNs = (second + *offsetSeconds) * kSecond;
   report.intervalMs = 1000;
-  report.sections = {cooling({std::move(load), std::int64_t{64}},
-                             {{"a,\"b\"\n", std::int64_t{5}, Absent{"x"}}, {"idle", Absent{"off"}, Absent{"x"}}})};
+  report.sections = {
+      cooling({std::move(load), std::int64_t{64}},
+              {{"a,\"b\"\n", std::int64_t{5}, Absent{"x"}}, {"idle", Absent{"off"}, Absent{"x"}}})};
   return report;
 }
 
@@ -62,8 +63,9 @@ TEST(OpenMetrics, KeepsSamplesInOrderWhenTheClockIsSetBack) {
                       "tessary_cooling_load_ratio{board=\"VX\"} 0.2 1002.000\n"),
             std::string::npos)
       << text;
-  EXPECT_NE(text.find("tessary_cooling_fan_clock_hertz{board=\"VX\",fan=\"a,\\\"b\\\"\\\\x0a\"} 5000 1001.000\n"),
-            std::string::npos)
+  EXPECT_NE(
+      text.find("tessary_cooling_fan_clock_hertz{board=\"VX\",fan=\"a,\\\"b\\\"\\\\x0a\"} 5000 1001.000\n"),
+      std::string::npos)
       << text;
 }
 

@@ -13,14 +13,16 @@ namespace tool {
 namespace {
 
 // Names that are wider than their bytes, narrower, no text at all, or meant for the terminal.
-const char* const kNames[] = {"fan", "風扇風扇風扇", "\xff\xfe", "\033[31mred", "name of more than twenty-four columns"};
+const char* const kNames[] = {"fan", "風扇風扇風扇", "\xff\xfe", "\033[31mred",
+                              "name of more than twenty-four columns"};
 
 Report airy(std::int64_t second, Value load) {
   Report report;
   report.bootTimeNs = second * 1000000000;
   report.intervalMs = 1000;
   std::vector<Fan> fans;
-  for (const char* const name : kNames) fans.push_back({name, std::int64_t{1000 + second}, Absent{"no driver"}});
+  for (const char* const name : kNames)
+    fans.push_back({name, std::int64_t{1000 + second}, Absent{"no driver"}});
   report.sections = {cooling({std::move(load), std::int64_t{1}}, fans)};
   return report;
 }
@@ -28,8 +30,10 @@ Report airy(std::int64_t second, Value load) {
 std::string withoutColours(const std::string& line) {
   std::string plain;
   for (std::size_t at = 0; at < line.size(); ++at) {
-    if (line.compare(at, 2, "\033[") == 0) at = line.find('m', at);
-    else plain += line[at];
+    if (line.compare(at, 2, "\033[") == 0)
+      at = line.find('m', at);
+    else
+      plain += line[at];
   }
   return plain;
 }
@@ -42,7 +46,8 @@ struct Locale {
 TEST(Screen, NoLineIsWiderThanTheScreenAndNoScreenHigher) {
   const Locale locale;
   Screen screen;
-  for (int second = 1; second < 40; ++second) screen.add(airy(second, Absent{"a reason that is rather long"}));
+  for (int second = 1; second < 40; ++second)
+    screen.add(airy(second, Absent{"a reason that is rather long"}));
   for (const bool unicode : {false, true}) {
     for (const std::size_t columns : {1U, 10U, 40U, 80U, 200U}) {
       for (const std::size_t rows : {1U, 2U, 10U, 24U, 60U}) {

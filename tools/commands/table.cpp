@@ -319,7 +319,7 @@ const std::vector<Command>& commands() {
       {"watch",
        "A live screen: this machine, a recording, or a stream",
        "adb exec-out tessary record -o - | tessary watch -",
-       {kWatched, kAt, kOnce, kMonitors, kInterval, kTop, kPid, kDiagnostics},
+       {kWatched, kAt, kOnce, kMonitors, kInterval, kTop, kPid},
        watch},
       {"summary",
        "A recording in twenty lines: mean, percentiles, extremes, and what was not read",

@@ -5,10 +5,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "tools/recording/source.h"
 
@@ -80,20 +82,31 @@ Terminal::~Terminal() {
   ::close(resizes_);
 }
 
-Key Terminal::readKey() {
-  char bytes[8] = {};
-  const ssize_t length = ::read(keys_, bytes, sizeof bytes - 1);
+std::vector<Key> Terminal::readKeys() {
+  char bytes[64];
+  const ssize_t length = ::read(keys_, bytes, sizeof bytes);
   if (length <= 0) {
     // The terminal has gone: it would stay readable for ever.
     ::close(keys_);
     keys_ = kNoStop;
     isRaw_ = false;
-    return Key::kNone;
+    return {};
   }
-  for (const KeyBytes& known : kKeys) {
-    if (std::strncmp(bytes, known.bytes, std::strlen(known.bytes)) == 0) return known.key;
+  typed_.append(bytes, static_cast<std::size_t>(length));
+  std::vector<Key> keys;
+  while (!typed_.empty()) {
+    const auto isNext = [this](const KeyBytes& key) {
+      return typed_.compare(0, std::strlen(key.bytes), key.bytes) == 0;
+    };
+    const auto isBegun = [this](const KeyBytes& key) {
+      return typed_ == std::string_view{key.bytes}.substr(0, typed_.size());
+    };
+    const auto* const key = std::find_if(std::begin(kKeys), std::end(kKeys), isNext);
+    if (key == std::end(kKeys) && std::any_of(std::begin(kKeys), std::end(kKeys), isBegun)) break;
+    if (key != std::end(kKeys)) keys.push_back(key->key);
+    typed_.erase(0, key != std::end(kKeys) ? std::strlen(key->bytes) : 1);
   }
-  return Key::kNone;
+  return keys;
 }
 
 void Terminal::forgetResizes() {

@@ -14,7 +14,6 @@
 namespace tool {
 
 enum class Key {
-  kNone,
   kEnd,
   kPause,
   kHelp,
@@ -43,7 +42,7 @@ class Terminal {
   int keys() const { return keys_; }        // a descriptor that has keys to read; -1: none
   int resizes() const { return resizes_; }  // becomes readable when the size has changed
 
-  Key readKey();
+  std::vector<Key> readKeys();
   void forgetResizes();
 
   // One write: each line, and nothing behind it or below.
@@ -55,6 +54,7 @@ class Terminal {
   int resizes_;
   termios before_{};
   bool isRaw_ = false;
+  std::string typed_;  // the beginning of a key that came in parts
 };
 
 // The terminal's size, else what COLUMNS and LINES say, else 80 by 24, which a debug bridge leaves unsaid.

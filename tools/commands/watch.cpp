@@ -23,7 +23,7 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kRows = 50;  // of the tables of processes
-constexpr int kShortestIntervalMs = 100;
+constexpr int kShortestIntervalMs = 10;
 constexpr int kLongestIntervalMs = 60000;
 constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
 constexpr std::int64_t kNanosecondsInMinute = 60000 * kNanosecondsInMillisecond;
@@ -90,14 +90,15 @@ class Watch {
     while (true) {
       if (changed && current_) draw(terminal);
       const Event event = wait(terminal, ended ? kNoStop : feed->ready(), -1);
-      if (event.stopped || event.key == Key::kEnd)
-        return current_ && hasFigures(*current_) ? kOk : kNothingRead;
-      changed = event.resized || apply(event.key, sections(), choice_);
-      if (event.key == Key::kPause) paused = !paused;
-      const bool other = event.key == Key::kLonger || event.key == Key::kShorter;
-      if (other && options_.operand.empty()) {
-        intervalMs = std::clamp(event.key == Key::kLonger ? intervalMs * 2 : intervalMs / 2,
-                                kShortestIntervalMs, kLongestIntervalMs);
+      if (event.isEnd()) return current_ && hasFigures(*current_) ? kOk : kNothingRead;
+      changed = event.resized;
+      for (const Key key : event.keys) {
+        changed = apply(key, sections(), choice_) || changed;
+        if (key == Key::kPause) paused = !paused;
+        const bool other = key == Key::kLonger || key == Key::kShorter;
+        if (!other || !options_.operand.empty()) continue;
+        intervalMs = std::clamp(key == Key::kLonger ? intervalMs * 2 : intervalMs / 2, kShortestIntervalMs,
+                                kLongestIntervalMs);
         feed.reset();
         feed = std::make_unique<Feed>(openSource(options_, streams_, intervalMs));
       }
@@ -129,10 +130,13 @@ class Watch {
       draw(terminal);
       const Event event =
           wait(terminal, kNoStop, playing ? static_cast<int>(player.report().intervalMs) : -1);
-      if (event.stopped || event.key == Key::kEnd) return kOk;
-      if (event.key == Key::kPause) playing = !playing;
-      apply(event.key, sections(), choice_);
-      const bool moved = move(player, event);
+      if (event.isEnd()) return kOk;
+      bool moved = playing && event.isTimeOut() && player.to(player.number() + 1);
+      for (const Key key : event.keys) {
+        if (key == Key::kPause) playing = !playing;
+        apply(key, sections(), choice_);
+        moved = move(player, key) || moved;
+      }
       if (moved) show(player);
       if (playing && event.isTimeOut() && !moved) playing = false;
     }
@@ -182,9 +186,10 @@ class Watch {
     bool stopped = false;
     bool resized = false;
     bool ready = false;
-    Key key = Key::kNone;
+    std::vector<Key> keys;
 
-    bool isTimeOut() const { return !stopped && !resized && !ready && key == Key::kNone; }
+    bool isTimeOut() const { return !stopped && !resized && !ready && keys.empty(); }
+    bool isEnd() const { return stopped || std::find(keys.begin(), keys.end(), Key::kEnd) != keys.end(); }
   };
 
   static Event wait(Terminal& terminal, int ready, int timeOutMs) {
@@ -193,10 +198,12 @@ class Watch {
                                   {ready, POLLIN, 0},
                                   {terminal.keys(), POLLIN, 0}}};
     ::poll(events.data(), events.size(), timeOutMs);
-    Event event{(events[0].revents & POLLIN) != 0, (events[1].revents & POLLIN) != 0,
-                (events[2].revents & POLLIN) != 0, Key::kNone};
+    Event event{(events[0].revents & POLLIN) != 0,
+                (events[1].revents & POLLIN) != 0,
+                (events[2].revents & POLLIN) != 0,
+                {}};
     if (event.resized) terminal.forgetResizes();
-    if (events[3].revents != 0) event.key = terminal.readKey();
+    if (events[3].revents != 0) event.keys = terminal.readKeys();
     return event;
   }
 
@@ -206,26 +213,26 @@ class Watch {
     return player;
   }
 
-  static bool move(Player& player, const Event& event) {
-    const std::int64_t now = player.report().bootTimeNs;
-    switch (event.key) {
+  static bool move(Player& player, Key key) {
+    const std::int64_t now = player.report().bootTimeNs - player.origin().bootTimeNs;
+    switch (key) {
       case Key::kBack:
         return player.number() > 0 && player.to(player.number() - 1);
       case Key::kOn:
         return player.to(player.number() + 1);
       case Key::kMuchBack:
-      case Key::kMuchOn: {
-        const std::int64_t step = event.key == Key::kMuchOn ? kNanosecondsInMinute : -kNanosecondsInMinute;
-        player.toTime(std::max<std::int64_t>(0, now + step - player.origin().bootTimeNs));
+        player.toTime(std::max<std::int64_t>(0, now - kNanosecondsInMinute));
         return true;
-      }
+      case Key::kMuchOn:
+        player.toTime(now + kNanosecondsInMinute);
+        return true;
       case Key::kFirst:
         return player.to(0);
       case Key::kLast:
         player.toEnd();
         return true;
       default:
-        return event.isTimeOut() && player.to(player.number() + 1);
+        return false;
     }
   }
 
@@ -256,6 +263,7 @@ class Watch {
 
 int watch(const Options& options, Streams& streams) {
   std::setlocale(LC_CTYPE, "");
+  streams.divertLibrary(false);  // it would write over the screen
   const StopSignal stop;
   Watch watch{options, streams};
   if (options.once) return watch.once();
