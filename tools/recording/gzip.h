@@ -42,7 +42,7 @@ class Decompressor {
 
  private:
   std::unique_ptr<z_stream_s> stream_;
-  bool ended_ = false;  // a stream has: what follows is another one
+  [[maybe_unused]] bool ended_ = false;  // a stream has: what follows is another one; without zlib none does
 };
 
 }  // namespace tool

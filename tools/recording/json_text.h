@@ -1,12 +1,10 @@
 // A JSON text, taken from front to back: each call reads what stands next, and nothing is built that is not
-// asked for. A recording of an hour has thousands of long lines, and a general parser takes twice the time.
+// asked for. A general parser takes four times as long, and a recording has thousands of long lines.
 //
 //   JsonText text{R"({"boot_time_ns":5,"cpu":{..}})"};
-//   text.object([&](std::string_view key) { return key == "boot_time_ns" ? text.integer(time) : text.skip();
-//   });
+//   text.object([&](std::string_view key) { return key == "interval_ms" ? text.scalar(ms) : text.skip(); });
 //
-// Every call tells whether the text was as it should be. Once it was not, at() is where, and no call
-// succeeds.
+// Every call tells whether the text was as it should be. Once it was not, no call succeeds.
 #ifndef TESSARY_TOOLS_RECORDING_JSON_TEXT_H
 #define TESSARY_TOOLS_RECORDING_JSON_TEXT_H
 
@@ -70,7 +68,10 @@ class JsonText {
   bool escape();
   bool unicode();
   bool fourDigits(std::uint32_t& value);
-  bool fail() { return !(failed_ = true); }
+  bool fail() {
+    failed_ = true;
+    return false;
+  }
 
   std::string_view text_;
   std::size_t at_ = 0;

@@ -206,8 +206,7 @@ class SampleReader {
   // `expected` is the column whose key this should be: they are written in the order of the columns.
   bool cell(const TableInfo& info, Row& row, std::string_view key, std::size_t expected) {
     const std::optional<std::size_t> column = columnOf(info, key, expected);
-    if (!column || isCompound()) return text_.skip();
-    if (text_.next() == 'n') return text_.skip();
+    if (!column || isCompound() || text_.next() == 'n') return text_.skip();
     return text_.scalar(row[*column]) && decode(row[*column]);
   }
 
