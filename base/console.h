@@ -12,8 +12,9 @@ void print(std::string_view text);
 // Writes the text and an end of line, and flushes.
 void printLine(std::string_view text);
 
-// The same for a label followed by a number: "Changed Sample Time = " and 250.
-void printLine(std::string_view label, long long value);
+// The same for a label followed by a number: "Changed Sample Time = " and 250. In the base that the host has
+// set for the stream, so that the number's own width shows.
+void printLine(std::string_view label, int value);
 
 }  // namespace tessary
 

@@ -9,7 +9,7 @@ namespace tessary {
 
 namespace {
 
-constexpr std::size_t kAttributeLimit = 4096;  // sysfs hands out at most one page of an attribute
+constexpr std::size_t kPage = 4096;  // the most that sysfs hands out of an attribute
 
 // The bytes read, 0 at the end of the text or at an error other than an interruption by a signal.
 std::size_t readPiece(int descriptor, char* target, std::size_t space) {
@@ -57,8 +57,8 @@ std::string_view TextBuffer::readLine(int descriptor, std::size_t limit) {
   return terminated(length);
 }
 
-std::string_view TextBuffer::readAttribute(int descriptor) {
-  return terminated(readPiece(descriptor, data_, kAttributeLimit));
+std::string_view TextBuffer::readOnce(int descriptor) {
+  return terminated(readPiece(descriptor, data_, kPage));
 }
 
 bool TextBuffer::grow() {

@@ -61,8 +61,8 @@ class TextBuffer {
   // what fgets would, the end of line included.
   std::string_view readLine(int descriptor, std::size_t limit);
 
-  // One `read`: a sysfs attribute arrives whole, at most a page of it.
-  std::string_view readAttribute(int descriptor);
+  // One `read`, of at most a page: a sysfs attribute, which arrives whole, or what a pipe holds by now.
+  std::string_view readOnce(int descriptor);
 
  private:
   bool grow();

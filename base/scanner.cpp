@@ -6,7 +6,13 @@
 #include <limits>
 #include <system_error>
 
-#ifndef __cpp_lib_to_chars
+// Android's C++ library has no from_chars for reals. There they are read by the C library, which knows no
+// decimal point but '.' there; elsewhere its point is the locale's.
+#if !defined(TESSARY_REALS_BY_STRTOD) && !defined(__cpp_lib_to_chars)
+#define TESSARY_REALS_BY_STRTOD
+#endif
+
+#ifdef TESSARY_REALS_BY_STRTOD
 #include <cstdlib>
 #endif
 
@@ -16,7 +22,7 @@ namespace {
 
 bool isOneOf(char c, const char* set) { return c != '\0' && std::strchr(set, c) != nullptr; }
 
-#ifdef __cpp_lib_to_chars
+#ifndef TESSARY_REALS_BY_STRTOD
 
 bool beginsHex(std::string_view text) {
   if (text.size() < 3 || text[0] != '0' || !isOneOf(text[1], "xX")) return false;
@@ -44,7 +50,7 @@ bool isTooLarge(std::string_view number, bool hex) {
 // already.
 template <typename Real>
 std::size_t parseMagnitude(const char* first, std::size_t length, Real& value) {
-#ifdef __cpp_lib_to_chars
+#ifndef TESSARY_REALS_BY_STRTOD
   const bool hex = beginsHex({first, length});  // else "0x" is the number 0 followed by an x
   const char* const start = hex ? first + 2 : first;
   const auto result = std::from_chars(start, first + length, value,
@@ -56,7 +62,6 @@ std::size_t parseMagnitude(const char* first, std::size_t length, Real& value) {
   }
   return static_cast<std::size_t>(result.ptr - first);
 #else
-  // Android's C++ library has no from_chars for reals, and its C library no decimal point but '.'.
   static_cast<void>(length);
   char* end = nullptr;
   value = std::is_same_v<Real, float> ? static_cast<Real>(std::strtof(first, &end))

@@ -46,7 +46,7 @@ struct LoadFloor {
   int cores;
 
   void snapshot(bool derive) {
-    text.readAll(AT_FDCWD, "/proc/stat");
+    text.readOnce(AT_FDCWD, "/proc/stat");
     const char* p = text.bytes;
     for (int row = 0; row <= cores; ++row) {
       while (*p != ' ') ++p;
@@ -136,7 +136,7 @@ const bool kClocks = bench::add(
           for (unsigned core = 0; core < kCores; ++core) {
             char path[64];
             bench::putText(bench::putNumber(bench::putText(path, "cpu"), core), "/cpufreq/cpuinfo_cur_freq");
-            text->readAttribute(folder, path);
+            text->readOnce(folder, path);
             const char* p = text->bytes;
             clocks[core] = bench::takeNumber(p);
             asm volatile("" : : "g"(&clocks) : "memory");

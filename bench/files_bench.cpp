@@ -18,13 +18,12 @@
 namespace {
 
 // -- /proc/meminfo, of this machine
-// ------------------------------------------------------------------------------------
 
 void memoryFloor(bench::Text& text) {
   constexpr const char* kKeys[] = {"MemTotal", "MemFree",   "MemAvailable", "Buffers",
                                    "Cached",   "SwapTotal", "SwapFree"};
   std::uint64_t figures[7];
-  text.readAll(AT_FDCWD, "/proc/meminfo");
+  text.readOnce(AT_FDCWD, "/proc/meminfo");
   const char* p = text.bytes;
   for (int key = 0; key < 7; ++key) {
     while (std::strncmp(p, kKeys[key], std::strlen(kKeys[key])) != 0) {
@@ -72,7 +71,6 @@ const bool kMemory = bench::add({"/proc/meminfo", 1, "sample"},
                                 });
 
 // -- /proc/diskstats, of this machine
-// ----------------------------------------------------------------------------------
 
 int countDisks() {
   diskio::DISK_MON monitor;
@@ -134,7 +132,6 @@ const bool kDisk = bench::add(
     });
 
 // -- seven counters an interface
-// ---------------------------------------------------------------------------------------
 
 constexpr const char* kCounters[] = {"tx_bytes",   "rx_bytes",   "tx_packets", "rx_packets",
                                      "tx_dropped", "rx_dropped", "collisions"};
@@ -173,7 +170,7 @@ bool addNetwork(int count) {
               const int folder = ::openat(AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC);
               std::uint64_t values[7];
               for (int counter = 0; counter < 7; ++counter) {
-                text->readAttribute(folder, kCounters[counter]);
+                text->readOnce(folder, kCounters[counter]);
                 const char* p = text->bytes;
                 values[counter] = bench::takeNumber(p);
               }
@@ -199,7 +196,6 @@ bool addNetwork(int count) {
 const bool kNetwork = addNetwork(2) && addNetwork(64);
 
 // -- thermal zones
-// -----------------------------------------------------------------------------------------------------
 
 constexpr int kZones = 40;
 
@@ -231,7 +227,7 @@ const bool kThermal = bench::add(
           for (unsigned zone = 0; zone < kZones; ++zone) {
             char path[64];
             bench::putText(bench::putNumber(bench::putText(path, "thermal_zone"), zone), "/temp");
-            text->readAttribute(folder, path);
+            text->readOnce(folder, path);
             const char* p = text->bytes;
             temperatures[zone] = bench::takeNumber(p);
           }

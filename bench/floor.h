@@ -16,7 +16,18 @@ struct Text {
   char bytes[65536];
   std::size_t length = 0;
 
-  // A /proc text, until read returns 0.
+  // By one read: a sysfs attribute, and a /proc text that the kernel makes in one piece.
+  bool readOnce(int folder, const char* path) {
+    const int descriptor = ::openat(folder, path, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    const ssize_t count = ::read(descriptor, bytes, sizeof bytes - 1);
+    ::close(descriptor);
+    length = count > 0 ? static_cast<std::size_t>(count) : 0;
+    bytes[length] = '\0';
+    return true;
+  }
+
+  // Until read returns 0: a /proc text that the kernel makes entry by entry.
   bool readAll(int folder, const char* path) {
     const int descriptor = ::openat(folder, path, O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) return false;
@@ -27,17 +38,6 @@ struct Text {
       length += static_cast<std::size_t>(count);
     }
     ::close(descriptor);
-    bytes[length] = '\0';
-    return true;
-  }
-
-  // A sysfs attribute, by one read.
-  bool readAttribute(int folder, const char* path) {
-    const int descriptor = ::openat(folder, path, O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return false;
-    const ssize_t count = ::read(descriptor, bytes, 4096);
-    ::close(descriptor);
-    length = count > 0 ? static_cast<std::size_t>(count) : 0;
     bytes[length] = '\0';
     return true;
   }

@@ -81,7 +81,7 @@ void cpuFloor(bench::Text& text, std::vector<Ticks>& sample) {
   forEachProcess([&](int folder, const char* name) {
     char path[32];
     bench::putText(bench::putText(path, name), "/stat");
-    if (!text.readAll(folder, path)) return;
+    if (!text.readOnce(folder, path)) return;
     const char* p = text.bytes;
     Ticks ticks;
     ticks.pid = static_cast<int>(bench::takeNumber(p));
@@ -112,7 +112,7 @@ void memoryFloor(bench::Text& text, std::vector<Footprint>& sample) {
     char path[32];
     char* const end = bench::putText(path, name);
     bench::putText(end, "/stat");
-    if (!text.readAll(folder, path)) return;
+    if (!text.readOnce(folder, path)) return;
     Footprint footprint{};
     const char* p = text.bytes;
     footprint.pid = static_cast<int>(bench::takeNumber(p));
@@ -123,7 +123,7 @@ void memoryFloor(bench::Text& text, std::vector<Footprint>& sample) {
     p = skipFields(p, 19);  // from the parent to vsize
     footprint.size = bench::takeNumber(p) >> 10;
     bench::putText(end, "/smaps_rollup");
-    if (!text.readAll(folder, path)) return;
+    if (!text.readOnce(folder, path)) return;
     int figure = 0;
     for (p = text.bytes; *p != '\0' && figure < 4; ++p) {
       const bool wanted = std::strncmp(p, "Rss:", 4) == 0 || std::strncmp(p, "Pss:", 4) == 0 ||
@@ -137,69 +137,63 @@ void memoryFloor(bench::Text& text, std::vector<Footprint>& sample) {
 }
 
 #ifdef TESSARY_HAVE_LIBPROC2
-std::function<void()> pidsPeer(const std::shared_ptr<Crowd>& crowd, std::vector<pids_item> items) {
-  pids_info* info = nullptr;
-  procps_pids_new(&info, items.data(), static_cast<int>(items.size()));
-  const std::shared_ptr<pids_info> owned{info, [](pids_info* old) { procps_pids_unref(&old); }};
-  return [crowd, owned] { procps_pids_reap(owned.get(), PIDS_FETCH_TASKS_ONLY); };
+bench::Subject peerOf(std::vector<pids_item> items) {
+  return {{}, bench::Who::kPeer, [items]() mutable {
+            pids_info* info = nullptr;
+            procps_pids_new(&info, items.data(), static_cast<int>(items.size()));
+            const std::shared_ptr<pids_info> owned{info, [](pids_info* old) { procps_pids_unref(&old); }};
+            return [owned] { procps_pids_reap(owned.get(), PIDS_FETCH_TASKS_ONLY); };
+          }};
 }
 #endif
 
 int proceed(int /*caller*/) { return 'n'; }
 
 template <typename Sample, typename Floor>
-bench::Subject floorOf(int size, Floor floor) {
-  return {{}, bench::Who::kFloor, [size, floor] {
-            const auto crowd = std::make_shared<Crowd>(size);
+bench::Subject floorOf(Floor floor) {
+  return {{}, bench::Who::kFloor, [floor] {
             const auto text = std::make_shared<bench::Text>();
             const auto sample = std::make_shared<std::vector<Sample>>();
-            return [crowd, text, sample, floor] { floor(*text, *sample); };
+            return [text, sample, floor] { floor(*text, *sample); };
           }};
 }
 
+bench::Row rowOf(const std::string& figure, int size) {
+  return {figure + " of " + std::to_string(size) + " more processes",
+          static_cast<double>(size + processesNow()), "process", "libproc2",
+          [size] { return std::make_shared<Crowd>(size); }};
+}
+
 bool addCpu(int size) {
-  return bench::add({"CPU of " + std::to_string(size) + " more processes",
-                     static_cast<double>(size + processesNow()), "process"},
+  return bench::add(rowOf("CPU", size),
                     {{{},
                       bench::Who::kLibrary,
-                      [size] {
-                        const auto crowd = std::make_shared<Crowd>(size);
+                      [] {
                         const auto monitor = std::make_shared<process::PROCESS_MON>(proceed);
-                        return [crowd, monitor] { monitor->tessary_getProcessStats(); };
+                        return [monitor] { monitor->tessary_getProcessStats(); };
                       }},
-                     floorOf<Ticks>(size, cpuFloor),
+                     floorOf<Ticks>(cpuFloor),
 #ifdef TESSARY_HAVE_LIBPROC2
-                     {{},
-                      bench::Who::kPeer,
-                      [size] {
-                        return pidsPeer(std::make_shared<Crowd>(size), {PIDS_ID_PID, PIDS_CMD, PIDS_TICS_USER,
-                                                                        PIDS_TICS_SYSTEM, PIDS_TIME_START});
-                      }}
+                     peerOf({PIDS_ID_PID, PIDS_CMD, PIDS_TICS_USER, PIDS_TICS_SYSTEM, PIDS_TIME_START})
 #endif
                     });
 }
 
+// The peer's PIDS_MEM_VIRT would open statm, a third file of each process.
 bool addMemory(int size) {
-  return bench::add({"memory of " + std::to_string(size) + " more processes",
-                     static_cast<double>(size + processesNow()), "process"},
-                    {{{},
-                      bench::Who::kLibrary,
-                      [size] {
-                        const auto crowd = std::make_shared<Crowd>(size);
-                        const auto monitor = std::make_shared<procmem::PERPROCMEM_MON>();
-                        return [crowd, monitor] { monitor->tessary_getPerProcessMemStats(); };
-                      }},
-                     floorOf<Footprint>(size, memoryFloor),
+  return bench::add(rowOf("memory", size), {{{},
+                                             bench::Who::kLibrary,
+                                             [] {
+                                               const auto monitor =
+                                                   std::make_shared<procmem::PERPROCMEM_MON>();
+                                               return [monitor] { monitor->tessary_getPerProcessMemStats(); };
+                                             }},
+                                            floorOf<Footprint>(memoryFloor),
 #ifdef TESSARY_HAVE_LIBPROC2
-                     {{},
-                      bench::Who::kPeer,
-                      [size] {
-                        return pidsPeer(std::make_shared<Crowd>(size),
-                                        {PIDS_ID_PID, PIDS_ID_PPID, PIDS_CMD, PIDS_MEM_VIRT, PIDS_SMAP_RSS,
-                                         PIDS_SMAP_PSS, PIDS_SMAP_PRV_TOTAL});
-                      }}
+                                            peerOf({PIDS_ID_PID, PIDS_ID_PPID, PIDS_CMD, PIDS_VSIZE_BYTES,
+                                                    PIDS_SMAP_RSS, PIDS_SMAP_PSS, PIDS_SMAP_PRV_TOTAL})
 #endif
-                    });
+                                           });
 }
 
 const bool kCpu = addCpu(50) && addCpu(500) && addCpu(2000);

@@ -5,6 +5,7 @@
 #define TESSARY_BENCH_SUBJECTS_H
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ struct Row {
   double pieces;
   std::string piece;
   std::string peer = "libproc2";
+  std::function<std::shared_ptr<void>()> scene = nullptr;  // what stands while the row is measured
 };
 
 std::vector<Row>& rows();

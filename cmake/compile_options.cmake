@@ -1,11 +1,15 @@
 # Warnings for all of the project's own code, and the sanitizers for what runs in the tests' process. The simulator
 # is never instrumented: it is preloaded into shells that are not.
 add_library(tessary_options INTERFACE)
-target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR})
+configure_file(cmake/version.h.in ${PROJECT_BINARY_DIR}/generated/version/generated.h @ONLY)
+target_include_directories(tessary_options INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
 target_compile_options(tessary_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+  $<$<BOOL:${TESSARY_WARNINGS_AS_ERRORS}>:-Werror>
   # The terminating variadic macro of the log takes a format alone, too.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
+# Android's newest devices map 16 KiB pages, and load no program whose segments are aligned to less.
+target_link_options(tessary_options INTERFACE -Wl,-z,max-page-size=16384)
 
 add_library(tessary_sanitizers INTERFACE)
 if(TESSARY_FUZZ)

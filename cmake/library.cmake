@@ -7,8 +7,8 @@ add_library(tessary_base OBJECT
 set_target_properties(tessary_base PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 target_link_libraries(tessary_base PRIVATE tessary_options tessary_sanitizers)
 
-add_library(tessary SHARED
-  $<TARGET_OBJECTS:tessary_base>
+# All of the monitors: everything of the library but its build stamp.
+add_library(tessary_monitors OBJECT
   cpu/board.cpp
   cpu/board_tables.cpp
   cpu/cpu_capacity.cpp
@@ -41,7 +41,32 @@ add_library(tessary SHARED
   procmem/procmem_reader.cpp
   procmem/smaps_rollup.cpp
   procmem/stat_row.cpp
-  thermal/thermal_mon.cpp
+  thermal/thermal_mon.cpp)
+set_target_properties(tessary_monitors PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+target_include_directories(tessary_monitors PRIVATE ${PROJECT_SOURCE_DIR}/include)
+target_link_libraries(tessary_monitors PRIVATE tessary_options tessary_sanitizers)
+
+# The build stamp is the date and the time at which its file was compiled (SOURCE_DATE_EPOCH, where it is set): it
+# compiles anew whenever anything does that the library is linked from.
+set(TESSARY_VERSION_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/tessary.map)
+get_target_property(platform_libraries tessary_platform INTERFACE_LINK_LIBRARIES)
+set(stand_ins "")
+foreach(platform_library IN LISTS platform_libraries)
+  if(TARGET ${platform_library})
+    list(APPEND stand_ins ${platform_library})
+  endif()
+endforeach()
+set(linked_from ${PROJECT_BINARY_DIR}/tessary_linked_from)
+add_custom_command(OUTPUT ${linked_from}
+  COMMAND ${CMAKE_COMMAND} -E touch ${linked_from}
+  DEPENDS $<TARGET_OBJECTS:tessary_base> $<TARGET_OBJECTS:tessary_monitors> ${TESSARY_VERSION_SCRIPT} ${stand_ins}
+  VERBATIM)
+set_source_files_properties(version/version.cpp PROPERTIES OBJECT_DEPENDS ${linked_from})
+
+add_library(tessary SHARED
+  $<TARGET_OBJECTS:tessary_base>
+  $<TARGET_OBJECTS:tessary_monitors>
+  ${linked_from}
   version/version.cpp)
 add_library(tessary::tessary ALIAS tessary)
 
@@ -53,8 +78,6 @@ target_link_libraries(tessary PRIVATE
   $<BUILD_INTERFACE:tessary_options> $<BUILD_INTERFACE:tessary_sanitizers> $<BUILD_INTERFACE:tessary_platform>)
 
 # Hidden visibility alone still exports the standard library's instantiations; the version script closes the surface.
-# Android's newest devices map 16 KiB pages.
-set(TESSARY_VERSION_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/tessary.map)
 set_target_properties(tessary PROPERTIES
   CXX_VISIBILITY_PRESET hidden
   VISIBILITY_INLINES_HIDDEN ON
@@ -62,5 +85,4 @@ set_target_properties(tessary PROPERTIES
   INSTALL_RPATH "$ORIGIN/tessary")
 target_link_options(tessary PRIVATE
   -Wl,--version-script=${TESSARY_VERSION_SCRIPT}
-  -Wl,-z,max-page-size=16384
   $<$<NOT:$<OR:$<BOOL:${TESSARY_SANITIZE}>,$<BOOL:${TESSARY_FUZZ}>>>:-Wl,--no-undefined>)

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "base/reading.h"
-#include "base/scanner.h"
 #include "cpu/cpu_log.h"
 #include "tessary/cpu_mon.h"
 
@@ -25,15 +25,33 @@ constexpr long kFeatureMask = 0xFF;
 
 constexpr std::size_t kPlatformBytes = 10;
 
+bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// The first word that can be read, cut to `limit`. No more is read than it takes: a process that the command
+// left behind may hold the pipe open for as long as it lives, and another may write for ever.
+std::string readWord(int descriptor, std::size_t limit) {
+  std::string word;
+  tessary::TextBuffer text;
+  for (std::size_t total = 0; total < tessary::TextBuffer::kLongestText;) {
+    const std::string_view piece = text.readOnce(descriptor);
+    if (piece.empty()) break;
+    total += piece.size();
+    for (const char c : piece) {
+      if (!isSpace(c)) word += c;
+      if (word.size() == limit || (isSpace(c) && !word.empty())) return word;
+    }
+  }
+  return word;
+}
+
 // The first word of the command's output, cut to the field; empty when there is none. False when the command
 // could not be run.
 template <std::size_t kBytes>
-bool readWord(const char* command, char (&word)[kBytes]) {
-  word[0] = '\0';
+bool readWordOf(const char* command, char (&word)[kBytes]) {
+  std::memset(word, 0, kBytes);
   const tessary::CommandStream output = tessary::runCommand(command);
   if (!output) return false;
-  tessary::TextBuffer text;
-  tessary::Scanner{text.readAll(::fileno(output.get()))}.word(word);
+  readWord(::fileno(output.get()), kBytes - 1).copy(word, kBytes - 1);
   return true;
 }
 
@@ -46,7 +64,7 @@ bool beginsWith(const char* name, const char (&prefix)[kBytes]) {
 
 void checkMachineName() {
   char platform[kPlatformBytes];
-  if (!readWord(kPlatformCommand, platform)) return;
+  if (!readWordOf(kPlatformCommand, platform)) return;
   gen3Machine = std::string_view{platform}.find(kGen3Platform) != std::string_view::npos;
 }
 
@@ -78,7 +96,7 @@ void CPU_MON::CPU_MON_INTERFACE::getPlatformName(CPU_MON_INTERFACE* target) {
   char name[kPlatformBytes] = {};
   static_assert(sizeof name == sizeof target->platformName);
   std::memset(target->platformName, 0, sizeof target->platformName);
-  if (!readWord(kPlatformCommand, name)) {
+  if (!readWordOf(kPlatformCommand, name)) {
     TESSARY_LOG_ERROR(kLog, "CPU_MON_INTERFACE : popen() failed.\n");
     return;
   }
@@ -91,7 +109,7 @@ void CPU_MON::CPU_MON_INTERFACE::getSOCName(CPU_MON_INTERFACE* target) {
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON : Reading the SOC name now.\n");
   char name[sizeof target->socName] = {};
   std::memset(target->socName, 0, sizeof target->socName);
-  if (!readWord(kSocCommand, name)) {
+  if (!readWordOf(kSocCommand, name)) {
     TESSARY_LOG_ERROR(kLog, "CPU_MON_INTERFACE : popen() failed.\n");
     return;
   }

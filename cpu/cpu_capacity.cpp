@@ -17,11 +17,9 @@ namespace {
 
 constexpr int kTopologyCores = 8;
 
-template <typename Entry>
-Entry* allocateCores(int numCores, int atLeast = 0) {
-  // A negative number of cores asks for more than there is, and is refused like any other failed allocation.
-  return tessary::allocateTable<Entry>(
-      static_cast<std::size_t>(numCores < 0 ? numCores : std::max(numCores, atLeast)));
+// A negative number of cores asks for more than there is, and is refused like any other failed allocation.
+std::size_t entriesOf(int numCores, int atLeast = 0) {
+  return static_cast<std::size_t>(numCores < 0 ? numCores : std::max(numCores, atLeast));
 }
 
 // Each capacity's share of their sum, in single precision; none where there are no capacities. The sum is a
@@ -52,7 +50,7 @@ const CpuTopologyRow& findTopology(const char* socName) {
 }  // namespace
 
 void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity(CPU_MON_INTERFACE* target) {
-  target->cpuCapacity = allocateCores<int>(target->numCores);
+  target->cpuCapacity = tessary::allocateTable<int>(entriesOf(target->numCores));
   if (target->cpuCapacity == nullptr) {
     logAllocationFailure();
     return;
@@ -67,7 +65,7 @@ void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity(CPU_MON_INTERFACE* target) {
                         core, errno);
       return;
     }
-    tessary::Scanner{text.readAttribute(node.get())}.number(target->cpuCapacity[core]);
+    tessary::Scanner{text.readOnce(node.get())}.number(target->cpuCapacity[core]);
     TESSARY_LOG_VERBOSE(kLog, "CPU_MON : cpu %d cpu_capacity = %d.\n", core, target->cpuCapacity[core]);
     node.leaveOpen();
   }
@@ -75,7 +73,7 @@ void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity(CPU_MON_INTERFACE* target) {
 }
 
 void CPU_MON::CPU_MON_INTERFACE::getCPUFactor(CPU_MON_INTERFACE* target) {
-  target->cpuFactor = allocateCores<float>(target->numCores);
+  target->cpuFactor = tessary::allocateTable<float>(entriesOf(target->numCores));
   if (target->cpuFactor == nullptr) {
     logAllocationFailure();
     return;
@@ -88,7 +86,7 @@ void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity2(CPU_MON_INTERFACE* target) {
     TESSARY_LOG_ERROR(kLog, "The board under test is not supported.\n");
     return;
   }
-  target->cpuCapacity2 = allocateCores<int>(target->numCores, kTopologyCores);
+  target->cpuCapacity2 = tessary::allocateForever<int>(entriesOf(target->numCores, kTopologyCores));
   if (target->cpuCapacity2 == nullptr) {
     logAllocationFailure();
     return;
@@ -100,7 +98,7 @@ void CPU_MON::CPU_MON_INTERFACE::getCPUCapacity2(CPU_MON_INTERFACE* target) {
 void CPU_MON::CPU_MON_INTERFACE::getCPUFactor2(CPU_MON_INTERFACE* target) {
   validateBoardInfo(target);
   getCPUCapacity2(target);
-  target->cpuFactor2 = allocateCores<float>(target->numCores);
+  target->cpuFactor2 = tessary::allocateForever<float>(entriesOf(target->numCores));
   if (target->cpuFactor2 == nullptr) {
     logAllocationFailure();
     return;

@@ -27,7 +27,7 @@ int64_t* CPU_MON::tessary_getCPUFrequency() {
                         core, errno);
       return nullptr;
     }
-    tessary::Scanner{text.readAttribute(node.get())}.number(frequencies[core]);
+    tessary::Scanner{text.readOnce(node.get())}.number(frequencies[core]);
     TESSARY_LOG_VERBOSE(kLog, "CPU_MON : cpu %d freq = %ld.\n", core, static_cast<long>(frequencies[core]));
   }
   return frequencies;

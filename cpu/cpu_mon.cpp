@@ -14,10 +14,7 @@ namespace cpu {
 namespace {
 
 // A row for the aggregate line and one for each core. Row 0 is written whatever the number of cores is.
-template <typename Entry>
-Entry* allocateRows(int numCores) {
-  return tessary::allocateTable<Entry>(static_cast<std::size_t>(std::max(numCores, 0)) + 1);
-}
+std::size_t rowsOf(int numCores) { return static_cast<std::size_t>(std::max(numCores, 0)) + 1; }
 
 }  // namespace
 
@@ -39,20 +36,21 @@ CPU_MON::CPU_MON_INTERFACE::CPU_MON_INTERFACE()
     : boardValid(-1), numCores(static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF))) {
   getCPUCapacity(this);
 
-  cpuUsage = allocateRows<double>(numCores);
-  prevTotalTime = allocateRows<double>(numCores);
-  prevIdleTime = allocateRows<double>(numCores);
+  const std::size_t rows = rowsOf(numCores);
+  cpuUsage = tessary::allocateTable<double>(rows);
+  prevTotalTime = tessary::allocateTable<double>(rows);
+  prevIdleTime = tessary::allocateTable<double>(rows);
   cpuFrequency = tessary::allocateTable<int64_t>(static_cast<std::size_t>(numCores));
 
   getFeatureID(this);
   getPlatformName(this);
   getSOCName(this);
 
-  stealTime = allocateRows<double>(numCores);
-  prevStealTime = allocateRows<double>(numCores);
-  reserved1 = allocateRows<double>(numCores);
-  reserved2 = allocateRows<double>(numCores);
-  reserved3 = allocateRows<double>(numCores);
+  stealTime = tessary::allocateTable<double>(rows);
+  prevStealTime = tessary::allocateForever<double>(rows);
+  reserved1 = tessary::allocateForever<double>(rows);
+  reserved2 = tessary::allocateForever<double>(rows);
+  reserved3 = tessary::allocateForever<double>(rows);
 
   samplingTime = 1000;
   TESSARY_LOG_VERBOSE(kLog, "CPU_MON_INTERFACE : Constructor done.\n");

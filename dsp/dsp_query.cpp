@@ -25,13 +25,11 @@ constexpr int kNoMemory = 2;
 constexpr int kHeapId = -1;
 constexpr uint32_t kHeapFlags = 0x08000001;
 
-// What a query holds. An entry is cleared as it is released, so that nothing is released twice. The next
-// query of the name takes the slot over as it stands, but for one whose end has failed: that is over, and is
-// released first.
+// What a query holds. An entry is cleared as it is released, so that nothing is released twice. What is not
+// released stays, as after an end that failed, until the next query of the name overwrites it.
 struct Slot {
   uint64_t handle;
   dspProfile* profile;
-  bool endFailed;
 
   void releaseProfile() {
     if (profile != nullptr) dsp::freeShared(std::exchange(profile, nullptr));
@@ -76,10 +74,9 @@ int tremlo_query_setup(const char* name) {
   Slot& slot = processor->slot;
 
   // Neither status counts: an attach that is not possible, or a module that does not open, shows in the first
-  // call of a method.
+  // call of a method, which goes to the handle that the slot has then.
   tessary::Path<kUriBytes> uri;
   dsp::attachTo(processor->domain);
-  if (slot.endFailed) slot.closeHandle();
   tremloquery_open(uri.join(kModuleUri, processor->domain.suffix), &slot.handle);
 
   const int status = tremloquery_init(slot.handle, processor->npuFlag);
@@ -90,7 +87,6 @@ int tremlo_query_setup(const char* name) {
     return status;
   }
 
-  if (std::exchange(slot.endFailed, false)) slot.releaseProfile();
   slot.profile = static_cast<dspProfile*>(dsp::allocateShared(kHeapId, kHeapFlags, sizeof(dspProfile)));
   if (slot.profile == nullptr) {
     std::puts("local_rpcmem_alloc failed");
@@ -123,7 +119,6 @@ int tremlo_query_exit(const char* name) {
   if (processor == nullptr) return kUnknownName;
   Slot& slot = processor->slot;
   const int status = tremloquery_deinit(slot.handle, processor->npuFlag);
-  slot.endFailed = status != 0;
   if (status != 0) return status;
   slot.releaseProfile();
   slot.closeHandle();

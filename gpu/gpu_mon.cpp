@@ -24,7 +24,7 @@ constexpr float kHzInMHz = 1000000.0F;
 // Keeps the figure when the node holds no number.
 void readFigure(const tessary::Descriptor& node, float& figure) {
   tessary::TextBuffer text;
-  tessary::Scanner{text.readAttribute(node.get())}.real(figure);
+  tessary::Scanner{text.readOnce(node.get())}.real(figure);
 }
 
 void logFrequency(const GPU_MON::GPU_MON_INTERFACE& state) {

@@ -26,7 +26,7 @@ constexpr float State::*kSampledFields[] = {&State::clocksPerSecond, &State::uti
                                             &State::writeBytesPerSec};
 
 GpuMetricEntry* allocateMap(std::size_t entries) {
-  auto* const map = tessary::allocateTable<GpuMetricEntry>(entries);
+  auto* const map = tessary::allocateForever<GpuMetricEntry>(entries);
   if (map != nullptr) std::uninitialized_value_construct_n(map, entries);
   return map;
 }
@@ -61,7 +61,7 @@ GPU_MON::GPU_MON_INTERFACE::GPU_MON_INTERFACE() {
   ztRealtimeMetricProperties* metrics = nullptr;
   uint64_t count = 0;
   const ztResultCode listed = zoltrace_GetAvailableRealtimeMetrics(&metrics, &count);
-  metricIds = tessary::allocateTable<uint32_t>(count);
+  metricIds = tessary::allocateForever<uint32_t>(count);
   if (metricIds == nullptr) tessary::printLine("Calloc failed");
   tessary::printLine("Num available metrics = " + std::to_string(count));
   metricCount = count;
@@ -104,8 +104,8 @@ void GPU_MON::tessary_getGPUSample() {
   }
   for (std::size_t k = 0; k < std::size(kSampledFields); ++k) {
     const auto position = static_cast<std::size_t>(requiredIndices.at(k));
-    if (values == nullptr || position >= state.metricCount) continue;
-    state.*kSampledFields[k] = static_cast<float>(values[position].value);
+    // Whatever count the profiler left: it may answer "none" while it warms up, and leave that alone later.
+    if (values != nullptr) state.*kSampledFields[k] = static_cast<float>(values[position].value);
   }
 }
 

@@ -1,5 +1,6 @@
 #include "memory/meminfo.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -67,17 +68,12 @@ const char* scanLine(const char* key, const char* end, uint64_t& value) {
   return p + kUnit.size();
 }
 
-// A part of one or more of the keys, and its letter that is rare among the other keys of the file.
-struct Part {
-  std::string_view text;
-  std::size_t rareLetter;
-};
-
-constexpr Part kParts[] = {{"Mem", 0}, {"Buf", 2}, {"che", 1}, {"Swap", 1}};
+// Parts of the keys, at least one of each.
+constexpr std::string_view kParts[] = {"Mem", "Buf", "che", "Swap"};
 
 constexpr bool isCovered(const Field& field) {
-  for (const Part& part : kParts) {
-    if (field.key.find(part.text) != std::string_view::npos) return true;
+  for (const std::string_view part : kParts) {
+    if (field.key.find(part) != std::string_view::npos) return true;
   }
   return false;
 }
@@ -90,20 +86,9 @@ constexpr bool areAllCovered() {
 }
 static_assert(areAllCovered());
 
-bool contains(std::string_view text, const Part& part) {
-  const char letter = part.text[part.rareLetter];
-  for (std::size_t at = text.find(letter, part.rareLetter); at != std::string_view::npos;
-       at = text.find(letter, at + 1)) {
-    if (text.substr(at - part.rareLetter, part.text.size()) == part.text) return true;
-  }
-  return false;
-}
-
 bool mayHoldAKey(std::string_view text) {
-  for (const Part& part : kParts) {
-    if (contains(text, part)) return true;
-  }
-  return false;
+  return std::any_of(std::begin(kParts), std::end(kParts),
+                     [text](std::string_view part) { return text.find(part) != std::string_view::npos; });
 }
 
 }  // namespace

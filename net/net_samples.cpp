@@ -1,5 +1,6 @@
 #include <dirent.h>
 
+#include <climits>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -15,21 +16,23 @@ namespace net {
 namespace {
 
 constexpr char kNetFolder[] = "/sys/class/net/";
+constexpr char kStatistics[] = "/statistics/";
 
-// Holds any name that a folder can list: 255 bytes.
-using NodePath = tessary::Path<320>;
+using NodePath =
+    tessary::Path<PATH_MAX + 1>;  // a path that is too long is still too long when it is cut here
 
 uint64_t readCounter(const tessary::Descriptor& node, tessary::TextBuffer& text) {
   if (!node) {
     tessary::printLine("Unable to open files.");
     return 0;
   }
-  return parseCounter(text.readAttribute(node.get()));
+  return parseCounter(text.readOnce(node.get()));
 }
 
-template <typename Entry>
-bool holds(const std::vector<Entry>& entries, int index) {
-  return index >= 0 && static_cast<std::size_t>(index) < entries.size();
+// Null for a position that is not there.
+const char* nameAt(const std::vector<std::string>& names, int position) {
+  const auto index = static_cast<std::size_t>(position);
+  return position >= 0 && index < names.size() ? names[index].c_str() : nullptr;
 }
 
 }  // namespace
@@ -45,12 +48,12 @@ void NET_MON::NET_MON_INTERFACE::getInterfaceNames() {
 }
 
 unsigned long long NET_MON::NET_MON_INTERFACE::getValues(int interfaceIndex, int statIndex) {
+  const char* const name = nameAt(interfaceNames, interfaceIndex);
+  const char* const file = nameAt(statNames, statIndex);
   tessary::Descriptor node;
-  if (holds(interfaceNames, interfaceIndex) && holds(statNames, statIndex)) {
+  if (name != nullptr && file != nullptr) {
     NodePath path;
-    node = tessary::openForReading(path.join(kNetFolder,
-                                             interfaceNames[static_cast<std::size_t>(interfaceIndex)],
-                                             "/statistics/", statNames[static_cast<std::size_t>(statIndex)]));
+    node = tessary::openForReading(path.join(kNetFolder, name, kStatistics, file));
   }
   tessary::TextBuffer text;
   return readCounter(node, text);
@@ -62,9 +65,11 @@ void NET_MON::NET_MON_INTERFACE::getNetStats() {
   tessary::TextBuffer text;
   NodePath path;
   for (const std::string& name : interfaceNames) {
-    const tessary::Folder statistics{path.join(kNetFolder, name, "/statistics")};
-    for (const Counter& counter : kCounters) {
-      scratch.*counter.field = readCounter(statistics.open(counter.file), text);
+    const tessary::Folder statistics{path.join(kNetFolder, name, kStatistics)};
+    for (std::size_t k = 0; k < std::size(kCounters); ++k) {
+      scratch.*kCounters[k].field = k < statNames.size()
+                                        ? readCounter(statistics.open(statNames[k].c_str()), text)
+                                        : readCounter(tessary::Descriptor{}, text);
     }
     scratch.name = name;
     currentSample.push_back(scratch);

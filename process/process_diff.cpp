@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -114,11 +115,12 @@ void walkMore(const Sample& previous, const Sample& current, Recorder& record) {
 void PROCESS_MON::PROCESS_MON_INTERFACE::getDiff(std::vector<processStats>& previous,
                                                  std::vector<processStats>& current) {
   ::gettimeofday(&endTime, nullptr);
-  auto* const scratch = tessary::allocateTable<resultProcInfo>();  // never freed, by design
+  auto* const scratch = tessary::allocateForever<resultProcInfo>();
   if (scratch == nullptr) {
     tessary::printLine("Calloc failed for result");
     return;
   }
+  results.reserve(results.size() + std::max(previous.size(), current.size()));
   Recorder record{*scratch, secondsBetween(startTime, endTime), results};
   if (previous.size() == current.size()) {
     walkAsMany(previous, current, record);

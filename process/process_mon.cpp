@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "base/console.h"
 #include "base/waiting.h"
@@ -33,10 +34,7 @@ void release(std::vector<Record>& records) {
   std::vector<Record>().swap(records);
 }
 
-void keepSample(State& state) {
-  state.previousSample = state.currentSample;
-  release(state.currentSample);
-}
+void keepSample(State& state) { state.previousSample = std::exchange(state.currentSample, {}); }
 
 template <typename Read>
 void takeFirstSample(State& state, Read read) {

@@ -25,9 +25,10 @@ require_packages() {
   rm -f "$log"
 }
 
-readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev
-  zlib1g-dev)
-readonly TEST_PACKAGES=(clang clang-tidy clang-format)
+readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev zlib1g-dev
+  libprotozero-dev libjs-dygraphs)
+readonly TEST_PACKAGES=(clang clang-tidy clang-format dpkg-dev lintian)
+readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user googletest)
 
 # Configures and builds a preset; shows the compiler's words only when something is wrong. Further arguments are
 # targets.
@@ -42,4 +43,13 @@ build_preset() {
     exit 1
   fi
   rm -f "$log"
+}
+
+# libFuzzer is a package of its own, named for clang's version, or a part of clang, or not to be had.
+require_fuzzer() {
+  local fuzzer
+  fuzzer=libclang_rt.fuzzer-$(uname -m).a
+  [ -e "$(clang++ -print-file-name="$fuzzer")" ] ||
+    (require_packages "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev") || true
+  [ -e "$(clang++ -print-file-name="$fuzzer")" ]
 }

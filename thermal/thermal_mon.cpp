@@ -96,7 +96,7 @@ std::vector<int>* THERMAL_MON::THERMAL_MON_INTERFACE::getThermalTemps() {
       TESSARY_LOG_ERROR(kLog, "Error while reading the THERMAL node. Error number = %d\n", errno);
       break;
     }
-    tessary::Scanner{text.readAttribute(node.get())}.number(temperature);
+    tessary::Scanner{text.readOnce(node.get())}.number(temperature);
     temperatures.push_back(temperature);
   }
   return &temperatures;

@@ -61,10 +61,9 @@ void Sink::cutOff(std::size_t bytes) const {
 
 bool Sink::isTerminal() const { return ::isatty(descriptor_) != 0; }
 
-std::size_t Sink::columns() const {
-  constexpr std::size_t kUnknown = 80;
+Sink::Size Sink::size() const {
   winsize size{};
-  return ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : kUnknown;
+  return ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 ? Size{size.ws_col, size.ws_row} : Size{};
 }
 
 Streams::Streams()

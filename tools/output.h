@@ -36,8 +36,12 @@ class Sink {
   bool isTerminal() const;
   int descriptor() const { return descriptor_; }
 
-  // Characters in a line of the terminal; 80 when it does not know, as a terminal over a debug bridge.
-  std::size_t columns() const;
+  // Of the terminal, in characters; 0 by 0 when it does not know, as over a debug bridge.
+  struct Size {
+    std::size_t columns = 0;
+    std::size_t rows = 0;
+  };
+  Size size() const;
 
   const std::string& name() const { return name_; }
   std::size_t written() const { return written_; }  // bytes

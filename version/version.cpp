@@ -1,12 +1,13 @@
 #include "tessary/version.h"
 
 #include "base/console.h"
+#include "version/generated.h"
 
 namespace {
 
-constexpr char kMajor[] = "v2";
-constexpr char kMinor[] = "3";
-constexpr char kPatch[] = "3";
+constexpr char kMajor[] = "v" TESSARY_VERSION_MAJOR;
+constexpr char kMinor[] = TESSARY_VERSION_MINOR;
+constexpr char kPatch[] = TESSARY_VERSION_PATCH;
 constexpr char kSeparator[] = ".";
 constexpr char kReleaseType[] = "EXT";
 

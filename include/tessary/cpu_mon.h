@@ -17,7 +17,8 @@ namespace cpu {
 // it. Messages go to the platform log under "libtessary : cpu_mon".
 //
 // One object must not be used from two threads at once. A result belongs to the monitor, lives until the
-// monitor is destroyed, and is overwritten by the next call.
+// monitor is destroyed, and is overwritten by the next call. A call needs 64 KiB of stack, and opens a folder
+// and a node at the same time.
 class TESSARY_API CPU_MON {
  public:
   class CPU_MON_INTERFACE;
@@ -92,8 +93,10 @@ class TESSARY_API CPU_MON::CPU_MON_INTERFACE {
   // allocates anew.
   void getCPUFactor2(CPU_MON_INTERFACE* target);
 
-  // Bits 20 to 27 of the last fuse word that the nvmem node shows through od; -1 when the command cannot be
-  // run.
+  // Runs the nvmem node's fuse words through od and takes bits 20 to 27 of the number that the last piece of
+  // the output begins with, a piece being 19 characters of a line or what is left of it. Of a last line with
+  // one word that is the word; of a longer one it may be the tail of a word, without its sign. 0 when there
+  // is no output, as without the node; -1 only when the command cannot be run.
   void getFeatureID(CPU_MON_INTERFACE* target);
 
   // The first word of "getprop ro.board.platform", cut to nine characters. Empty when the command cannot be
@@ -113,7 +116,7 @@ class TESSARY_API CPU_MON::CPU_MON_INTERFACE {
   double* prevTotalTime = nullptr;  // N+1, ticks, one entry for each row of /proc/stat
   double* prevIdleTime = nullptr;   // N+1, ticks
   int64_t* cpuFrequency = nullptr;  // N, kHz
-  int64_t featureID = 0;            // -1 when it could not be read; the two names are empty then
+  int64_t featureID = 0;            // -1 when no command could be run; the two names are empty then
   char platformName[10] = {};
   char socName[32] = {};
   int* cpuCapacity2 = nullptr;  // N, at least eight, the kernel's scale; null until getCPUFactor2

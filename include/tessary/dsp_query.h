@@ -23,9 +23,10 @@ struct dspProfile {
 
 // Starts the query: opens the service on the DSP, starts its measurement and allocates the profile record,
 // zeroed. Returns 0; 1 for an unknown name; 2 when the record could not be allocated; else the status of
-// starting the measurement, which may be 1 or 2 as well. After a failure nothing is held. A query of the same
-// DSP whose end failed is released first; one that was not ended is taken over, and its handle and record are
-// lost.
+// starting the measurement, which may be 1 or 2 as well. A query of the same DSP that was not ended, or whose
+// end failed, is overwritten: what it held is lost. Its handle serves once more when the service hands out no
+// new one. After a failure nothing is held: when the measurement does not start, the record of such a query
+// is released, too.
 TESSARY_API int tremlo_query_setup(const char* name);
 
 // Reads the profile record and the number of its metrics, of a query that was set up. The record belongs to
@@ -34,7 +35,7 @@ TESSARY_API int tremlo_query_setup(const char* name);
 TESSARY_API dspProfile* tremlo_query_getprof(const char* name, uint32_t* no_metrics);
 
 // Ends the query and releases what it holds. Returns 0; 1 for an unknown name; else the status of ending the
-// measurement, which may be 1 as well: the query is kept then, and may be ended again.
+// measurement, which may be 1 as well: the query is kept then, and may be ended again until the next setup.
 TESSARY_API int tremlo_query_exit(const char* name);
 
 }  // extern "C"

@@ -48,7 +48,7 @@ namespace gpu {
 //
 // The profiler is one for the process, so that the destruction of one monitor ends the monitoring of all. One
 // object must not be used from two threads at once, and monitors are constructed and sampled from one thread
-// at a time.
+// at a time. A call needs 64 KiB of stack, besides what the profiler uses, and opens one node.
 class TESSARY_API GPU_MON {
  public:
   class GPU_MON_INTERFACE;
@@ -65,8 +65,9 @@ class TESSARY_API GPU_MON {
   //
   // Throws std::out_of_range when requiredIndices holds fewer than five entries, as without a working
   // profiler; the fields before the missing one are new then. A reading that fails is reported on standard
-  // output. A field keeps its value when the profiler hands out no values, or too few to have one at its
-  // position.
+  // output. The fields keep their values when the profiler hands out no array of values. An array is read at
+  // the five positions whatever count comes with it: the profiler hands out one value for each metric on
+  // offer.
   void tessary_getGPUSample();
 
   // A copy of gpuHeaders.

@@ -31,7 +31,7 @@ struct finalMemStats {
 };
 
 // Reads /proc/meminfo at each call; nothing waits. All messages go to standard output. One object must not be
-// used from two threads at once.
+// used from two threads at once. A call needs 64 KiB of stack, and opens one node.
 class TESSARY_API MEMORY_MON {
  public:
   class MEMORY_MON_INTERFACE;

@@ -31,7 +31,8 @@ struct netStats {
 // of the seven; one that holds no number is 0 without a message. Other messages go to the platform log under
 // "libtessary : net_mon".
 //
-// One object must not be used from two threads at once. Results are the caller's.
+// One object must not be used from two threads at once. Results are the caller's. A call needs 64 KiB of
+// stack, and opens a folder and a node at the same time.
 class TESSARY_API NET_MON {
  public:
   class NET_MON_INTERFACE;
@@ -83,7 +84,8 @@ class TESSARY_API NET_MON::NET_MON_INTERFACE {
   // stays open, by design.
   void getInterfaceNames();
 
-  // Appends a record of counters for each interface to currentSample.
+  // Appends a record of counters for each interface to currentSample: what getValues reads at the positions 0
+  // to 6, whatever statNames says there.
   void getNetStats();
 
   // One counter, read at the call, by the positions in interfaceNames and statNames. A position that is not

@@ -24,17 +24,18 @@ struct processMemoryMap {
 // Takes one snapshot at each call: no interval. The virtual size comes from /proc/<pid>/stat, the other sizes
 // from /proc/<pid>/smaps_rollup.
 //
-// Kernel threads, that is process 2 and its children, are left out, and so are processes whose stat cannot be
-// opened. Where smaps_rollup cannot be opened (no permission) or is empty (a process that has ended and is
-// not yet reaped) pss, rss and privateMem are 0; an empty one also stays open, one descriptor each time, by
-// design. A name with a blank puts the rest of the stat line out of step: ppid and vmSize are mostly -1 and 0
-// then or, right after a kernel thread, still that one's, so that the process is left out, too.
+// Kernel threads, that is process 2 and its children (in a container, too, where that is an ordinary
+// process), are left out, and so are processes whose stat cannot be opened. Where smaps_rollup cannot be
+// opened (no permission) or is empty (a process that has ended and is not yet reaped) pss, rss and privateMem
+// are 0; an empty one also stays open, one descriptor each time, by design. A name with a blank puts the rest
+// of the stat line out of step: ppid and vmSize are mostly -1 and 0 then or, right after a kernel thread,
+// still that one's, so that the process is left out, too.
 //
 // Messages go to the platform log under "libtessary : procmem_mon". When memory is refused at construction,
 // every call asks for it again, and reports and returns nothing while it is still refused.
 //
 // One object must not be used from two threads at once. The results belong to the monitor; the next call
-// empties and refills them.
+// empties and refills them. A call needs 64 KiB of stack, and opens a folder and a node at the same time.
 class TESSARY_API PERPROCMEM_MON {
  public:
   class PERPROCMEM_MON_INTERFACE;

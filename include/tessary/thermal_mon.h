@@ -12,7 +12,8 @@ namespace thermal {
 
 // Finds the zones of /sys/class/thermal at construction, once: a zone that appears later is not seen.
 // Construction always succeeds; without the folder there are no zones. Messages go to the platform log under
-// "libtessary : thermal_mon". One object must not be used from two threads at once.
+// "libtessary : thermal_mon". One object must not be used from two threads at once. A call needs 64 KiB of
+// stack, and opens a folder and a node at the same time.
 class TESSARY_API THERMAL_MON {
  public:
   class THERMAL_MON_INTERFACE;

@@ -10,7 +10,7 @@
 // compiler stamped them, and the release type.
 TESSARY_API void printLibraryVersion();
 
-// The version alone, as "v2.3.3".
+// The version alone: a v and three numbers with dots between them.
 TESSARY_API std::string getLibraryVersion();
 
 #endif

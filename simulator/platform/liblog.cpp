@@ -1,8 +1,7 @@
 // Android's log library on a machine that has none: lines as logcat prints them, on standard error.
 //
 // Verbose lines appear only when asked for, by logcat's own variable: ANDROID_LOG_TAGS="*:V". Any other level
-// there
-// ("*:E", "*:S" for silence) is the lowest priority that appears. A line that does not appear is not
+// there ("*:E", "*:S" for silence) is the lowest priority that appears. A line that does not appear is not
 // formatted.
 
 #include <sys/syscall.h>

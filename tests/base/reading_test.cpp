@@ -1,11 +1,16 @@
 #include "base/reading.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <optional>
 #include <string>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 
@@ -65,6 +70,47 @@ TEST(Reading, AFailingReadEndsTheText) {
   board.file(kNode, "text");
   board.failRead(kNode, ESRCH);
   EXPECT_EQ(readWhole(buffer), "");
+}
+
+// A host's timers interrupt the reading of a pipe that has nothing yet. The third signal brings the text.
+TEST(Reading, ASignalDoesNotEndTheText) {
+  static int pipeEnds[2];
+  static int signals;
+  ASSERT_EQ(::pipe(pipeEnds), 0);
+  signals = 0;
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int) {
+    if (++signals < 3) return;
+    if (signals > 3 || ::write(pipeEnds[1], "text", 4) < 0) return;
+    ::close(pipeEnds[1]);
+  };
+  ::sigaction(SIGALRM, &action, &before);
+  const itimerval everyMillisecond{{0, 1000}, {0, 1000}};
+  ::setitimer(ITIMER_REAL, &everyMillisecond, nullptr);
+  const tessary::Descriptor pipe{pipeEnds[0]};
+  TextBuffer buffer;
+  const std::string_view text = buffer.readAll(pipe.get());
+  const itimerval none{};
+  ::setitimer(ITIMER_REAL, &none, nullptr);
+  ::sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(text, "text");
+}
+
+// A shell that nobody waits for stays behind as a zombie.
+TEST(Reading, ACommandLeavesNoProcessBehind) {
+  for (const bool onBoard : {false, true}) {
+    std::optional<Board> board;
+    if (onBoard) board.emplace();
+    TextBuffer buffer;
+    {
+      const tessary::CommandStream output = tessary::runCommand("echo word");
+      EXPECT_EQ(buffer.readAll(::fileno(output.get())), "word\n");
+    }
+    errno = 0;
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_EQ(errno, ECHILD);
+  }
 }
 
 TEST(Reading, TheFilesOfAFolderThatCannotBeOpenedFailWithItsError) {

@@ -43,6 +43,38 @@ readings() { run vx4490p --seed "$1" --time stepped -- sh -c 'sleep 3; cat /proc
 [ "$(readings 5)" = "$(readings 5)" ] || { echo 'FAILED: one seed, two runs' >&2; failures=$((failures + 1)); }
 [ "$(readings 5)" != "$(readings 6)" ] || { echo 'FAILED: two seeds' >&2; failures=$((failures + 1)); }
 
+# A program's descriptors are its own, whatever their numbers, and closing them all takes nothing from the board.
+echo mine >"$scratch/lock"
+expect 'a lock file' 0 '3601 mine' stepped vx4490p \
+  bash -c 'exec 200<>'"$scratch"'/lock; sleep 1; echo $(cut -d. -f1 /proc/uptime; cat '"$scratch"'/lock)'
+expect 'all descriptors closed' 0 3602 stepped vx4490p perl -e \
+  'use POSIX; POSIX::close($_) for 3 .. 1023; sleep 2; exec "cut", "-d.", "-f1", "/proc/uptime"'
+
+# The board goes on when its first program has ended, and the next one to run leaves nothing of it.
+export scratch
+stepped vx4490p sh -c '{ sleep 1; turn=0; until [ -e "$scratch/gate" ] || [ $((turn += 1)) = 100000 ]; do :; done; sleep 2
+  cut -d. -f1 /proc/uptime >"$scratch/late.part"
+  echo "$TESSARY_BOARD_TIMES" >"$scratch/table"; mv "$scratch/late.part" "$scratch/late"; } &'
+touch "$scratch/gate"
+for attempt in $(seq 100); do [ -e "$scratch/late" ] && break; sleep 0.1; done
+expect 'after the first program' 0 3603 cat "$scratch/late"
+gone() { run vx4490p -- true; [ ! -e "$(cat "$scratch/table")" ]; }
+for attempt in $(seq 100); do gone && break; sleep 0.1; done
+expect 'nothing left' 0 '' gone
+
+# Processes of the board are another user's, those of the program its own.
+expect kill 0 'there 1 1 143' run hostile -- sh -c \
+  'exec 2>/dev/null; kill -0 500 && a=there; kill 500; b=$?; kill 499999; c=$?; sleep 60 & kill $!; wait $!; echo $a $b $c $?'
+
+# Copies of nodes hold what the nodes hold, and what is kept open moves on.
+expect copies 0 'frost cpu-0' stepped hostile sh -c 'cd "$scratch" && cp /proc/meminfo m && install /proc/stat s &&
+  cp -a /sys/class/thermal th && cp /sys/class/thermal/thermal_zone0/type t && cmp m /proc/meminfo && cmp s /proc/stat &&
+  echo $(cat th/thermal_zone4/type t)'
+expect tar 0 frost stepped hostile sh -c \
+  'tar cf - /sys/class/thermal/thermal_zone4/type 2>/dev/null | tar xOf - | tr -d "\0"'
+expect 'kept open' 0 '3600 3605' stepped vx4490p perl -e \
+  'open F, "/proc/uptime"; $first = int <F>; sleep 5; seek F, 0, 0; print $first, " ", int <F>'
+
 # Exit codes and mistakes.
 expect 'exit code' 7 '' run vx4490p -- sh -c 'exit 7'
 expect 'not found' 127 'tessary-board: nosuch: No such file or directory' run vx4490p -- nosuch

@@ -1,8 +1,15 @@
 #include "tessary/board.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
 
 #include "tessary/cpu_mon.h"
 #include "tests/cpu/cpu_board.h"
@@ -98,8 +105,8 @@ TEST(BoardValidation, TakesEveryKnownModelByPrefixAndNamesTheRuleThatDecided) {
     auto* const state = monitor.implementation.get();
     state->validateBoardInfo(state);
     EXPECT_EQ(state->boardValid, row.valid) << row.machine;
-    EXPECT_EQ(board.log().back().text, row.lastLine);
-    EXPECT_EQ(board.log().back().priority, row.valid == 1 ? kVerbose : kError);
+    EXPECT_EQ(lastLine(board).text, row.lastLine);
+    EXPECT_EQ(lastLine(board).priority, row.valid == 1 ? kVerbose : kError);
   }
 }
 
@@ -136,9 +143,51 @@ TEST(TopologyFactors, AreZeroAndSilentOnABoardThatIsNotSupported) {
   cpu::CPU_MON monitor;
   auto* const state = monitor.implementation.get();
   state->getCPUFactor2(state);
-  EXPECT_EQ(board.log().back().text, "The board under test is not supported.\n");
+  EXPECT_EQ(lastLine(board).text, "The board under test is not supported.\n");
   EXPECT_EQ(state->cpuCapacity2, nullptr);
   EXPECT_EQ(state->cpuFactor2[0], 0.0F);
+}
+
+// A program of the machine's own by the name of getprop, and a time limit on what it does to the caller.
+class Getprop {
+ public:
+  explicit Getprop(const std::string& script) {
+    EXPECT_NE(::mkdtemp(folder_), nullptr);
+    const std::string program = std::string{folder_} + "/getprop";
+    std::ofstream{program} << "#!/bin/sh\n" << script;
+    ::chmod(program.c_str(), 0755);
+    ::setenv("PATH", (folder_ + (":" + path_)).c_str(), 1);
+    ::alarm(20);
+  }
+  ~Getprop() {
+    ::alarm(0);
+    ::setenv("PATH", path_.c_str(), 1);
+    std::filesystem::remove_all(folder_);
+  }
+
+  std::string file(const std::string& name) const { return std::string{folder_} + "/" + name; }
+
+ private:
+  char folder_[32] = "/tmp/tessary-getprop-XXXXXX";
+  const std::string path_ = std::getenv("PATH");
+};
+
+TEST(MachineName, IsKnownWhileAChildOfTheCommandHoldsThePipe) {
+  const Getprop getprop{"exec 3<> \"$0.gate\"; read line <&3 & echo brindle\n"};
+  ::mkfifo(getprop.file("getprop.gate").c_str(), 0600);
+  const int gate = ::open(getprop.file("getprop.gate").c_str(), O_RDWR | O_CLOEXEC);
+  gen3Machine = false;
+  checkMachineName();
+  EXPECT_TRUE(gen3Machine);
+  EXPECT_EQ(::write(gate, "\n", 1), 1);  // the child ends
+  ::close(gate);
+}
+
+TEST(MachineName, IsCutOffAWordWithoutAnEnd) {
+  const Getprop getprop{"while printf brindle; do :; done\n"};
+  gen3Machine = false;
+  checkMachineName();
+  EXPECT_TRUE(gen3Machine);
 }
 
 TEST(MachineName, SetsTheGenerationByAnyPlaceInTheNameAndKeepsItWithoutAShell) {

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
+#include "tests/support.h"
 
 struct CpuBoard : simulator::Board {
   // One capacity for each core, on the kernel's scale.
@@ -20,8 +21,5 @@ struct CpuBoard : simulator::Board {
     return "/sys/devices/system/cpu/cpu" + std::to_string(core) + "/" + name;
   }
 };
-
-constexpr int kVerbose = 2;
-constexpr int kError = 6;
 
 #endif

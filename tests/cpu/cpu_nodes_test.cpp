@@ -21,7 +21,7 @@ TEST(CpuFrequency, IsEachNodesNumberInOrder) {
   EXPECT_EQ(clocks[0], 1804800);
   EXPECT_EQ(clocks[1], 0);
   EXPECT_EQ(clocks[2], 2419200);
-  EXPECT_EQ(board.logged(kVerbose).back(), "CPU_MON : cpu 2 freq = 2419200.\n");
+  EXPECT_EQ(lastLogged(board, kVerbose), "CPU_MON : cpu 2 freq = 2419200.\n");
   EXPECT_TRUE(board.waits().empty());
   board.file(clockNode(2), "unknown\n");
   EXPECT_EQ(monitor.tessary_getCPUFrequency(), clocks);
@@ -38,7 +38,7 @@ TEST(CpuFrequency, StopsAtTheFirstNodeThatCannotBeOpened) {
   EXPECT_EQ(monitor.tessary_getCPUFrequency(), nullptr);
   EXPECT_EQ(monitor.implementation->cpuFrequency[0], 2000);
   EXPECT_EQ(monitor.implementation->cpuFrequency[2], 1000);
-  EXPECT_EQ(board.logged(kError).back(),
+  EXPECT_EQ(lastLogged(board, kError),
             "Error while reading the CPU frequency node for CPU1. Error number = 13\n");
 }
 
@@ -47,7 +47,7 @@ TEST(CpuFrequency, AFolderThatCannotBeOpenedFailsLikeItsFirstNode) {
   cpu::CPU_MON monitor;
   board.refuse("/sys/devices/system/cpu", EMFILE);
   EXPECT_EQ(monitor.tessary_getCPUFrequency(), nullptr);
-  EXPECT_EQ(board.logged(kError).back(),
+  EXPECT_EQ(lastLogged(board, kError),
             "Error while reading the CPU frequency node for CPU0. Error number = 24\n");
 }
 

@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <functional>
 #include <memory>
 #include <vector>
 
-#include "simulator/bandwidth_device.h"
-#include "simulator/board.h"
+#include "simulator/board/board.h"
+#include "simulator/devices/bandwidth_device.h"
 #include "tessary/board.h"
+#include "tests/support.h"
 
 namespace {
 
@@ -23,12 +23,6 @@ constexpr char kNotSigned[] =
     "BWProfiler: Device is not signed for profiling\n"
     "Contact the platform vendor's system-performance support to have profiling access enabled for this "
     "device.\n";
-
-std::string outputOf(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 class DdrBoard : public testing::Test {
  protected:

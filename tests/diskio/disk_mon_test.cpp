@@ -5,14 +5,9 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "simulator/board.h"
+#include "tests/support.h"
 
 namespace {
-
-using Lines = std::vector<std::string>;
-
-constexpr int kVerbose = 2;
-constexpr int kError = 6;
 
 constexpr char kTooShort[] = "DISK_MON : sscanf failed!\n";
 
@@ -36,13 +31,6 @@ Lines shown(const std::vector<diskio::_iostats_t>& disks) {
                     std::to_string(disk.sectorsWritten));
   }
   return lines;
-}
-
-int asked = 0;
-template <int kAnswer>
-int hook(int callerId) {
-  asked = callerId;
-  return kAnswer;
 }
 
 TEST(DiskMonitor, TakesEachColumnToItsField) {
@@ -132,9 +120,9 @@ TEST(DiskMonitor, HookDecidesOverTheSecondReading) {
   board.forgetHistory();
   EXPECT_TRUE(refusing.tessary_getIOStats().empty());
   EXPECT_EQ(refusing.tessary_getNumOfIOStats(), 0);
-  EXPECT_EQ(asked, 8);
+  EXPECT_EQ(hookCaller, 8);
   EXPECT_EQ(board.opened(), Lines{"/proc/diskstats"});
-  diskio::DISK_MON agreeing{hook<110>};
+  diskio::DISK_MON agreeing{hook<kProceed>};
   EXPECT_EQ(shown(agreeing.tessary_getIOStats()), Lines{"sda 0 0"});
   EXPECT_TRUE(board.waits().empty());
 }

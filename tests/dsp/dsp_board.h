@@ -4,26 +4,17 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
-#include "simulator/board.h"
-#include "simulator/dsp_service.h"
+#include "simulator/board/board.h"
+#include "simulator/devices/dsp_service.h"
 #include "tessary/dsp_mon.h"
-
-using Lines = std::vector<std::string>;
+#include "tests/support.h"
 
 inline const std::string kAttach = R"(open '":;./\attachuserpd&_dom=)";
 inline const std::string kOpen =
     "open file:///libtremloquery_skel.so?tremloquery_skel_handle_invoke&_modver=1.0&_dom=";
-
-inline std::string outputOf(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 class DspBoard : public testing::Test {
  protected:

@@ -9,21 +9,9 @@ using dsp::DSP_MON;
 using simulator::Board;
 using simulator::RemoteCall;
 
-constexpr int kVerbose = 2;
-constexpr int kError = 6;
 constexpr char kNotInitialised[] = "DSP_MON : Init not happened properly.\n";
 constexpr char kUnknownId[] =
     "DSP_MON : dsp_mon constructor : ERR : Please enter the correct id for the dsp.\n";
-
-int hookCalledWith;
-int proceed(int id) {
-  hookCalledWith = id;
-  return 'n';
-}
-int stop(int id) {
-  hookCalledWith = id;
-  return 0;
-}
 
 using DspMonitor = DspBoard;
 
@@ -84,7 +72,7 @@ TEST_F(DspMonitor, OfNoDspFailsEachSample) {
     EXPECT_EQ(monitor->implementation->dspId, 0);
     EXPECT_EQ(monitor->implementation->state, -1);
     EXPECT_EQ(monitor->tessary_getDSPSample(), -1);
-    EXPECT_EQ(board_.logged(kError).back(), kNotInitialised);
+    EXPECT_EQ(lastLogged(board_, kError), kNotInitialised);
   }
   EXPECT_TRUE(board_.loads().empty());
 }
@@ -137,14 +125,14 @@ TEST_F(DspMonitor, WaitsBySleepOrByHook) {
   EXPECT_EQ((DSP_MON{name, 100L}.tessary_getDSPSample()), 0);
   EXPECT_EQ((DSP_MON{3, 0L}.tessary_getDSPSample()), 0);
   EXPECT_EQ(board_.waits(), (std::vector<std::int64_t>{100000, 0}));
-  EXPECT_EQ((DSP_MON{3, proceed}.tessary_getDSPSample()), 0);
-  EXPECT_EQ(hookCalledWith, 3);
+  EXPECT_EQ((DSP_MON{3, hook<kProceed>}.tessary_getDSPSample()), 0);
+  EXPECT_EQ(hookCaller, 3);
   dsps_.forgetCalls();
 
-  DSP_MON stopped{name, stop};
+  DSP_MON stopped{name, hook<0>};
   stopped.implementation->load = 42;
   EXPECT_EQ(stopped.tessary_getDSPSample(), -1);
-  EXPECT_EQ(hookCalledWith, 2);
+  EXPECT_EQ(hookCaller, 2);
   EXPECT_EQ(stopped.tessary_getDSPUtilization(), 42);
   EXPECT_EQ(dsps_.calls()[4], "invoke h8 04010000 in 00000000");  // after the allocation, nothing is read
   EXPECT_EQ(board_.waits().size(), 2U);
@@ -182,8 +170,15 @@ TEST_F(DspMonitor, AnswersTheStatusOfAnEndThatFailed) {
   dsps_.fail(RemoteCall::kDeinit, 14, 1);
   EXPECT_EQ(outputOf([&] { EXPECT_EQ(monitor.tessary_getDSPSample(), 14); }), "");
   EXPECT_EQ(monitor.tessary_getDSPFrequency(), 900U);
+  // The next query overwrites what that one kept: it releases its own alone.
+  dsps_.forgetCalls();
   EXPECT_EQ(monitor.tessary_getDSPSample(), 0);
-  expectNothingHeld();
+  EXPECT_EQ(dsps_.calls(),
+            (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4", "invoke h4 02010000 in 00000000",
+                   "alloc -1 08000001 12 -> m2", "invoke h4 03010200 in 0c00000000000000 out 4 12",
+                   "invoke h4 04010000 in 00000000", "free m2", "close h4"}));
+  EXPECT_EQ(dsps_.openHandles(), 1U);
+  EXPECT_EQ(dsps_.liveBuffers(), 1U);
 }
 
 // Only the ids of DSPs open the library; any other takes the handle that it finds.
@@ -206,7 +201,7 @@ TEST_F(DspMonitor, LosesItsQueryToAnotherMonitorOfTheSameDsp) {
   inner = &other;
   DSP_MON outer{2, [](int) {
                   EXPECT_EQ(inner->tessary_getDSPSample(), 0);
-                  return 110;
+                  return kProceed;
                 }};
   outputOf([&] { EXPECT_EQ(outer.tessary_getDSPSample(), -1); });
   EXPECT_EQ(dsps_.openHandles(), 1U);

@@ -101,16 +101,42 @@ TEST_F(DspQuery, KeepsAQueryWhoseEndFailedForAnotherTry) {
   EXPECT_EQ(tremlo_query_exit("adsp"), 0);
 }
 
-TEST_F(DspQuery, ReleasesAQueryWhoseEndFailedBeforeItsSlotIsUsedAgain) {
-  dsps_.fail(RemoteCall::kDeinit, 14);
-  for (int i = 0; i < 3; ++i) {
+// What it holds is lost to the process; what failed to end on the DSP may still be using it.
+struct DspQueryOverAnother : DspQuery {
+  void SetUp() override {
+    DspQuery::SetUp();
+    dsps_.fail(RemoteCall::kDeinit, 14, 1);
     EXPECT_EQ(tremlo_query_setup("adsp"), 0);
     EXPECT_EQ(tremlo_query_exit("adsp"), 14);
+    dsps_.forgetCalls();
   }
-  EXPECT_EQ(dsps_.openHandles(), 1U);
+  void TearDown() override { EXPECT_EQ(dsps_.wrongReleases(), 0); }
+};
+
+TEST_F(DspQueryOverAnother, ReleasesItsOwnHandleAndRecordAlone) {
+  EXPECT_EQ(tremlo_query_setup("adsp"), 0);
+  EXPECT_EQ(tremlo_query_exit("adsp"), 0);
+  EXPECT_EQ(dsps_.calls(),
+            (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4", "invoke h4 02010000 in 00000000",
+                   "alloc -1 08000001 12 -> m2", "invoke h4 04010000 in 00000000", "free m2", "close h4"}));
+}
+
+TEST_F(DspQueryOverAnother, StartsOnTheKeptHandleWhenNothingOpens) {
+  dsps_.fail(RemoteCall::kOpen, 15, 1);
+  EXPECT_EQ(tremlo_query_setup("adsp"), 0);
+  EXPECT_EQ(dsps_.calls().at(2), "invoke h2 02010000 in 00000000");
+  EXPECT_EQ(tremlo_query_exit("adsp"), 0);
+  EXPECT_EQ(dsps_.openHandles(), 0U);
   EXPECT_EQ(dsps_.liveBuffers(), 1U);
+}
+
+TEST_F(DspQueryOverAnother, ReleasesTheKeptRecordWhenItDoesNotStart) {
   dsps_.fail(RemoteCall::kInit, 39, 1);
   outputOf([] { EXPECT_EQ(tremlo_query_setup("adsp"), 39); });
+  EXPECT_EQ(dsps_.calls(), (Lines{kAttach + "adsp -> h3", kOpen + "adsp -> h4",
+                                  "invoke h4 02010000 in 00000000 = 39", "free m1", "close h4"}));
+  dsps_.fail(RemoteCall::kInit, 39, 1);
+  outputOf([] { EXPECT_EQ(tremlo_query_setup("adsp"), 39); });  // not a second time
 }
 
 TEST(DspQueryWithoutALibrary, FailsEachCall) {

@@ -1,7 +1,5 @@
 #include "tessary/tremloquery.h"
 
-#include <cstring>
-
 #include "tests/dsp/dsp_board.h"
 
 namespace {
@@ -87,74 +85,6 @@ TEST_F(QueryStub, BuildsTheUriOfADomainAndAttachesToIt) {
     EXPECT_EQ(dsps_.calls(), row.attached ? Lines{kAttach + row.attached + " -> none = 14"} : Lines{});
     EXPECT_EQ(output[63], '\0');
   }
-}
-
-// The record as the framework sees it: followed by its own offsets, not by the library's types.
-TEST(QueryInterface, IsLaidOutForTheFramework) {
-  const auto at = [](const void* base, std::size_t offset) {
-    return static_cast<const unsigned char*>(base) + offset;
-  };
-  const auto pointer = [&](const void* base, std::size_t offset) {
-    const void* value;
-    std::memcpy(&value, at(base, offset), sizeof value);
-    return value;
-  };
-  const auto words = [&](const void* base, std::size_t bytes) {
-    Lines::value_type text;
-    for (std::size_t i = 0; i < bytes; ++i) {
-      char digits[3];
-      std::snprintf(digits, sizeof digits, "%02x", *at(base, i));
-      text += digits;
-      if (i % 4 == 3) text += ' ';
-    }
-    return text;
-  };
-
-  const void* const record = &tremloquery_slim;
-  EXPECT_EQ(words(record, 4), "05000000 ");
-  EXPECT_EQ(words(at(record, 16), 4) + words(at(record, 24), 8), "00000000 00000000 00000000 ");
-  EXPECT_EQ(words(pointer(record, 32), 10), "04000b00 09000000 0700");
-  EXPECT_EQ(words(pointer(record, 40), 26), "0d000000 1a002500 3b004000 44002e00 25003000 25003500 4400");
-  EXPECT_EQ(
-      std::string(static_cast<const char*>(pointer(record, 48)), 70),
-      std::string("profdata_ptr\0get_profdata\0no_metrics\0npu_flag\0deinit\0close\0open\0uri\0h\0", 70));
-
-  const std::string kNpuFlag = "04000000 00000000 00000000 00000000 00000000 00000000 02040000 ";
-  const struct {
-    const char* head;
-    const char* alignments;
-    Lines parameters;
-  } kMethods[] = {
-      {"01000200 04000000 00000000 02000000 02000000 ",
-       "0401",
-       {"10000000 00000000 00000000 00000000 00000000 00000000 04080000 ",
-        "08000000 00000000 dec0adde 00000000 00000000 00000000 00080300 "}},
-      {"10000000 00000000 00000000 01000000 01000000 ",
-       "0100",
-       {"08000000 00000000 dec0adde 00000000 00000000 00000000 00080000 "}},
-      {"00000100 04000000 00000000 01000000 01000000 ", "0400", {kNpuFlag}},
-      {"00020100 08000000 04000000 05000000 03000000 ",
-       "0404",
-       {"", "04000000 00000000 00000000 00000000 01000000 00000000 02040300 ", kNpuFlag}},
-  };
-  const void* const methods = pointer(record, 8);
-  EXPECT_EQ(pointer(methods, 2 * 8), pointer(methods, 4 * 8));
-  for (std::size_t number = 0; number < 4; ++number) {
-    const void* const method = pointer(methods, number * 8);
-    EXPECT_EQ(words(method, 20), kMethods[number].head) << number;
-    EXPECT_EQ(words(at(method, 32), 2), kMethods[number].alignments) << number;
-    for (std::size_t i = 0; i < kMethods[number].parameters.size(); ++i) {
-      const std::string& expected = kMethods[number].parameters[i];
-      const void* const parameter = pointer(pointer(method, 24), i * 8);
-      if (expected.empty()) continue;
-      EXPECT_EQ(words(parameter, 28), expected) << number << ", parameter " << i;
-    }
-  }
-
-  const void* const sequence = pointer(pointer(pointer(methods, 3 * 8), 24), 0);
-  EXPECT_EQ(words(sequence, 4) + words(at(sequence, 16), 12), "10000000 00000000 00000000 09080300 ");
-  EXPECT_EQ(words(pointer(sequence, 8), 28),
-            "01000000 00000000 00000000 00000000 00000000 00000000 02010000 ");
 }
 
 }  // namespace

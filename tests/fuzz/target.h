@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 #define FUZZ_TARGET(text)                                                             \
   static void sample(const std::string& text);                                        \

@@ -5,15 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
-#include "simulator/gpu_profiler.h"
+#include "simulator/devices/gpu_profiler.h"
+#include "tests/support.h"
 
 namespace {
 
 using simulator::Board;
 using simulator::GpuProfiler;
 using Function = GpuProfiler::Function;
-using Texts = std::vector<std::string>;
 
 struct Outcome {
   int result;
@@ -22,12 +21,12 @@ struct Outcome {
 
 template <typename Run>
 Outcome run(Run routine) {
-  testing::internal::CaptureStdout();
+  Captured output;
   const int result = routine();
-  return {result, testing::internal::GetCapturedStdout()};
+  return {result, output.text()};
 }
 
-Texts callsOfARun(Texts calls) {
+Lines callsOfARun(Lines calls) {
   calls.insert(calls.end(), 10, "GetRealtimeValues(null, 0)");
   calls.insert(calls.end(), {"StopRealtimeMonitor()", "Shutdown()"});
   return calls;

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "simulator/board.h"
+#include "tests/support.h"
 
 namespace {
 
@@ -24,9 +24,9 @@ struct Sample {
 };
 
 Sample sample(memory::MEMORY_MON& monitor) {
-  testing::internal::CaptureStdout();
+  Captured output;
   memory::finalMemStats* const figures = monitor.tessary_getMemStats();
-  return {figures, testing::internal::GetCapturedStdout()};
+  return {figures, output.text()};
 }
 
 TEST(MemoryMonitor, UsedIsWhatIsNotAvailable) {
@@ -101,6 +101,17 @@ TEST(MemoryMonitor, KeysCountWhereverTheyStand) {
   }
 }
 
+TEST(MemoryMonitor, AKeyThatIsMissingKeepsItsValue) {
+  MeminfoBoard board{"MemTotal: 8 kB\nSwapTotal: 9 kB\n"};
+  memory::MEMORY_MON monitor;
+  EXPECT_EQ(monitor.tessary_getMemStats()->usedSwap, 9U);  // less the free swap, which was never there
+  board.file(kMeminfo, "MemAvailable: 3 kB\n");
+  const memory::finalMemStats* const figures = monitor.tessary_getMemStats();
+  EXPECT_EQ(figures->totalMem, 8U);
+  EXPECT_EQ(figures->usedMem, 5U);
+  EXPECT_EQ(figures->totalSwap, 9U);
+}
+
 TEST(MemoryMonitor, AFileThatCannotBeOpenedLeavesTheFiguresOfTheLastReading) {
   MeminfoBoard board{"MemTotal: 5 kB\n"};
   memory::MEMORY_MON monitor;
@@ -116,12 +127,11 @@ TEST(MemoryMonitor, RefusedMemoryIsReportedAndAskedForAgain) {
   MeminfoBoard board{"MemTotal: 5 kB\n"};
   const char* const complaints[] = {"Calloc failed for memStats\n", "Calloc failed for finalMemStats\n"};
   for (const int record : {1, 2}) {
-    testing::internal::CaptureStdout();
+    Captured output;
     board.failAllocation(record);
     memory::MEMORY_MON monitor;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              std::string{"Constructor entered for memory mon interface\n"} + complaints[record - 1] +
-                  "Entered the memory mon constructor\n");
+    EXPECT_EQ(output.text(), std::string{"Constructor entered for memory mon interface\n"} +
+                                 complaints[record - 1] + "Entered the memory mon constructor\n");
     EXPECT_EQ(monitor.implementation->memStats, nullptr);
     board.failAllocation(record);
     EXPECT_EQ(sample(monitor).figures, nullptr);
@@ -134,12 +144,17 @@ TEST(MemoryMonitor, RefusedMemoryIsReportedAndAskedForAgain) {
   }
 }
 
+TEST(MemoryMonitor, SpeaksAtOnce) {
+  Captured output;
+  const memory::MEMORY_MON monitor;
+  const std::string flushed = output.flushedText();
+  EXPECT_EQ(flushed.substr(flushed.rfind("Entered")), "Entered the memory mon constructor\n");
+}
+
 TEST(MemoryMonitor, SpeaksOnStandardOutputInTheOrderOfItsLife) {
   MeminfoBoard board{""};
-  testing::internal::CaptureStdout();
-  { const memory::MEMORY_MON monitor; }
   EXPECT_EQ(
-      testing::internal::GetCapturedStdout(),
+      outputOf([] { const memory::MEMORY_MON monitor; }),
       "Constructor entered for memory mon interface\nConstructor done\nEntered the memory mon constructor\n"
       "Destructor for memory mon interface entered.\nDestructor for the memory mon reached\n");
   EXPECT_TRUE(board.log().empty());

@@ -5,14 +5,10 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "simulator/board.h"
+#include "tests/support.h"
 
 namespace {
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
-
-using Lines = std::vector<std::string>;
 using Figures = std::vector<uint64_t>;
 
 constexpr char kUnable[] = "Unable to open files.\n";
@@ -46,13 +42,6 @@ std::string repeated(const std::string& text, int times) {
   return result;
 }
 
-int asked = 0;
-int answer = 110;
-int hook(int callerId) {
-  asked = callerId;
-  return answer;
-}
-
 TEST(NetMonitor, ReportsTheGrowthOfEachInterfaceSinceTheLastSample) {
   NetBoard board;
   board.interface("lo", 10);
@@ -75,14 +64,48 @@ TEST(NetMonitor, ReportsTheGrowthOfEachInterfaceSinceTheLastSample) {
   EXPECT_EQ(monitor.implementation->currentSample.capacity(), 0U);
 }
 
+TEST(NetMonitor, SamplesTakeTheCountersThatAreNamed) {
+  NetBoard board;
+  board.interface("eth0", 10);
+  net::NET_MON monitor{hook<kProceed>};
+  auto& state = *monitor.implementation;
+  state.previousSample.assign(1, {"eth0"});
+  state.statNames = {"collisions", "rx_bytes"};
+  Captured output;
+  const auto grown = monitor.tessary_getNetstats();
+  EXPECT_EQ(output.text(), repeated(kUnable, 5));
+  EXPECT_EQ(figures(grown.at(0)), (Figures{70, 20, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(state.getValues(0, 0), 70U);
+}
+
+TEST(NetMonitor, LongNamesAreNotCut) {
+  NetBoard board;
+  net::NET_MON monitor;
+  auto& state = *monitor.implementation;
+  state.interfaceNames = {std::string(400, 'i')};
+  state.statNames = {std::string(400, 's')};
+  const std::string node = NetBoard::node(state.interfaceNames[0], state.statNames[0]);
+  outputOf([&] { state.getValues(0, 0); });
+  EXPECT_EQ(board.opened().back(), node);
+  outputOf([&] { state.getNetStats(); });
+  EXPECT_EQ(board.opened().back(), "/sys/class/net/" + state.interfaceNames[0] + "/statistics");
+}
+
+TEST(NetMonitor, ListingStaysOpen) {
+  NetBoard board;
+  const int before = openDescriptors();
+  net::NET_MON{};
+  EXPECT_EQ(openDescriptors(), before + 1);
+}
+
 TEST(NetMonitor, InterfaceThatIsGoneReadsAsZeroAndWraps) {
   NetBoard board;
   board.interface("eth0", 1500);
   net::NET_MON monitor;
   board.remove("/sys/class/net/eth0");
-  CaptureStdout();
+  Captured output;
   const auto gone = monitor.tessary_getNetstats();
-  EXPECT_EQ(GetCapturedStdout(), repeated(kUnable, 7));
+  EXPECT_EQ(output.text(), repeated(kUnable, 7));
   ASSERT_EQ(gone.size(), 1U);
   EXPECT_EQ(gone[0].tx_bytes, 18446744073709550116U);
 }
@@ -93,10 +116,12 @@ TEST(NetMonitor, CounterThatCannotBeReadIsZeroAndLeavesTheOthersAlone) {
   board.file(NetBoard::node("eth0", "rx_bytes"), "many\n");
   board.refuse(NetBoard::node("eth0", "tx_packets"), EMFILE);
   board.failRead(NetBoard::node("eth0", "rx_packets"), EIO);
-  CaptureStdout();
+  board.file(NetBoard::node("eth0", "tx_dropped"), "-1\n");
+  Captured output;
   net::NET_MON monitor;
-  EXPECT_EQ(GetCapturedStdout(), kUnable);
-  EXPECT_EQ(figures(monitor.implementation->previousSample.at(0)), (Figures{10, 0, 0, 0, 50, 60, 70}));
+  EXPECT_EQ(output.text(), kUnable);
+  EXPECT_EQ(figures(monitor.implementation->previousSample.at(0)),
+            (Figures{10, 0, 0, 0, UINT64_MAX, 60, 70}));
 }
 
 TEST(NetMonitor, SingleCountersAreAddressedByPosition) {
@@ -109,22 +134,22 @@ TEST(NetMonitor, SingleCountersAreAddressedByPosition) {
   EXPECT_EQ(state.getValues(1, 0), 1000U);
   board.refuse(NetBoard::node("eth0", "tx_bytes"), EACCES);
   const int missing[][2] = {{1, 0}, {2, 0}, {-1, 0}, {0, 7}, {0, -1}};
-  CaptureStdout();
+  Captured output;
   for (const auto& at : missing) EXPECT_EQ(state.getValues(at[0], at[1]), 0U) << at[0] << ", " << at[1];
-  EXPECT_EQ(GetCapturedStdout(), repeated(kUnable, 5));
+  EXPECT_EQ(output.text(), repeated(kUnable, 5));
 }
 
 TEST(NetMonitor, HookThatRefusesKeepsThePreviousSample) {
   NetBoard board;
   board.interface("eth0", 10);
-  net::NET_MON monitor{hook};
+  net::NET_MON monitor{hook<kProceed>};
   monitor.tessary_getNetstats();
   board.interface("eth0", 15);
-  answer = 1;
+  monitor.waitHook = hook<1>;
   EXPECT_TRUE(monitor.tessary_getNetstats().empty());
   EXPECT_EQ(monitor.implementation->results.capacity(), 0U);
-  EXPECT_EQ(asked, 10);
-  answer = 110;
+  EXPECT_EQ(hookCaller, 10);
+  monitor.waitHook = hook<kProceed>;
   board.interface("eth0", 17);
   EXPECT_EQ(monitor.tessary_getNetstats().at(0).tx_bytes, 7U);
   EXPECT_TRUE(board.waits().empty());
@@ -134,7 +159,7 @@ TEST(NetMonitor, PositionsWhoseNamesDifferAreLeftOut) {
   NetBoard board;
   board.interface("lo", 10);
   board.interface("eth0", 10);
-  net::NET_MON monitor{hook};
+  net::NET_MON monitor{hook<kProceed>};
   monitor.implementation->previousSample[0].name = "other";
   const auto grown = monitor.tessary_getNetstats();
   ASSERT_EQ(grown.size(), 1U);
@@ -145,7 +170,7 @@ TEST(NetMonitor, PositionsWhoseNamesDifferAreLeftOut) {
 TEST(NetMonitor, ListLongerThanThePreviousSampleThrows) {
   NetBoard board;
   board.interface("eth0", 10);
-  net::NET_MON monitor{hook};
+  net::NET_MON monitor{hook<kProceed>};
   board.interface("eth1", 10);
   monitor.implementation->getInterfaceNames();
   EXPECT_EQ(monitor.getInterfaceNames(), (Lines{"eth0", "eth0", "eth1"}));
@@ -158,13 +183,8 @@ TEST(NetMonitor, WithoutInterfacesResultsAreEmptyAndNothingIsPrinted) {
   simulator::Board board;
   board.folder("/sys/class/net");
   board.refuse("/sys/class/net", EACCES);
-  CaptureStdout();
-  {
-    net::NET_MON monitor;
-    EXPECT_TRUE(monitor.tessary_getNetstats().empty());
-  }
-  EXPECT_EQ(GetCapturedStdout(), "");
-  EXPECT_EQ(board.logged(2),
+  EXPECT_EQ(outputOf([] { EXPECT_TRUE(net::NET_MON{}.tessary_getNetstats().empty()); }), "");
+  EXPECT_EQ(board.logged(kVerbose),
             (Lines{"Entered the NET_MON_INTERFACE constructor\n", "Entered the constructor\n",
                    "Entered the NET_MON_INTERFACE distructor\n", "Entered the destructor\n"}));
   EXPECT_EQ(board.log().size(), 4U);
@@ -174,9 +194,8 @@ TEST(NetMonitor, WithoutInterfacesResultsAreEmptyAndNothingIsPrinted) {
 TEST(NetMonitor, SamplingTimeIsPrintedBeforeAndAfterTheChange) {
   NetBoard board;
   net::NET_MON monitor;
-  CaptureStdout();
-  monitor.tessary_setSamplingTime(250);
-  EXPECT_EQ(GetCapturedStdout(), "Current Sample Time = 1000\nChanged Sample Time = 250\n");
+  EXPECT_EQ(outputOf([&] { monitor.tessary_setSamplingTime(250); }),
+            "Current Sample Time = 1000\nChanged Sample Time = 250\n");
   monitor.tessary_getNetstats();
   EXPECT_EQ(board.waits(), std::vector<int64_t>{250000});
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
+#include "tests/support.h"
 
 namespace {
 
@@ -14,21 +14,13 @@ using process::PROCESS_MON;
 using process::processStats;
 using process::resultProcInfo;
 
-int answer = 0;
-int caller = 0;
-
-int hook(int callerId) {
-  caller = callerId;
-  return answer;
-}
-
 struct ProcessMonitor : testing::Test {
   ProcessMonitor() { board.folder("/proc"); }
 
-  void put(int pid, int userTicks, int startTicks) {
+  void put(int pid, int userTicks, int startTicks, int systemTicks = 0) {
     std::ostringstream line;
-    line << pid << " (p" << pid << ") R 1 2 3 4 -1 6 7 8 9 10 " << userTicks << " 0 11 12 20 0 1 0 "
-         << startTicks << " 4096\n";
+    line << pid << " (p" << pid << ") R 1 2 3 4 -1 6 7 8 9 10 " << userTicks << ' ' << systemTicks
+         << " 11 12 20 0 1 0 " << startTicks << " 4096\n";
     board.file("/proc/" + std::to_string(pid) + "/stat", line.str());
   }
 
@@ -51,32 +43,34 @@ TEST_F(ProcessMonitor, SharesAreOverTheIntervalOldestProcessFirst) {
   monitor.tessary_setSamplingTime(1500);
   board.clock().wait(7000000000);  // does not count
   board.afterWait([&] {
-    put(30, 400, 7);
+    put(30, 300, 7, 100);  // system time counts
     put(10, 175, 8);
   });
   EXPECT_EQ(show(monitor.tessary_getProcessStats()), "p30 3 2\np10 0.75 0.5\np20 0 0\n");
   EXPECT_EQ(board.waits(), std::vector<std::int64_t>{1500000});
+  // At one piece: three records by themselves would have grown to room for four.
+  EXPECT_EQ(monitor.implementation->results.capacity(), 3U);
 }
 
 TEST_F(ProcessMonitor, AHookWaitsInsteadAndMayEndTheCall) {
   put(10, 100, 7);
-  testing::internal::CaptureStdout();
+  Captured output;
   {
-    PROCESS_MON monitor{hook, {5, 10}};
+    PROCESS_MON monitor{hook<kProceed>, {5, 10}};
     EXPECT_EQ(monitor.numCores, 3);
     EXPECT_EQ(monitor.implementation->samplingTime, 1000);
     monitor.tessary_setSamplingTime(-20);
     for (const int ticks : {300, 500}) {
       put(10, ticks, 7);
-      answer = 'y';
+      monitor.waitHook = hook<'y'>;
       EXPECT_EQ(show(monitor.tessary_getProcessStats()), "");
-      EXPECT_EQ(caller, 7);
-      answer = 'n';
+      EXPECT_EQ(hookCaller, 7);
+      monitor.waitHook = hook<kProceed>;
       EXPECT_EQ(show(monitor.tessary_getProcessStats({10})), "p10 2 inf\n");  // since the last sample
     }
   }
   EXPECT_TRUE(board.waits().empty());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(output.text(),
             "Warning :/proc/5/stat Not able to be opened!\nThe constructor of the proc_mon is called\n"
             "Current Sample Time = -20\nDestructor of the proc_mon is called\n");
 }
@@ -130,9 +124,7 @@ TEST_F(ProcessWalk, PairsByTheSizesOfTheSamples) {
 
 TEST_F(ProcessWalk, WithoutMemoryThereAreNoResults) {
   board.failAllocation(1);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(walk("A", "A"), "");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Calloc failed for result\n");
+  EXPECT_EQ(outputOf([&] { EXPECT_EQ(walk("A", "A"), ""); }), "Calloc failed for result\n");
 }
 
 TEST_F(ProcessWalk, ANameMayFillItsFieldAndAbortsBeyondIt) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "simulator/board.h"
 #include "tessary/process_mon.h"
+#include "tests/support.h"
 
 namespace {
 
@@ -25,10 +25,8 @@ struct ProcessReader : testing::Test {
   template <typename Read>
   std::string outcomeOf(Read read) {
     monitor.currentSample.clear();
-    testing::internal::CaptureStdout();
-    read();
     std::ostringstream text;
-    text << testing::internal::GetCapturedStdout();
+    text << outputOf(read);
     for (const process::processStats& process : monitor.currentSample) {
       text << process.pid << ' ' << process.name << ' ' << process.userTime << ' ' << process.systemTime
            << ' ' << process.startTime << '\n';

@@ -1,6 +1,5 @@
 #include "tessary/procmem_mon.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -8,14 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "simulator/board.h"
+#include "tests/support.h"
 
 namespace {
-
-using Lines = std::vector<std::string>;
-
-constexpr int kVerbose = 2;
-constexpr int kError = 6;
 
 const std::string kHeader = "5b3e8c6d2000-7ffe4b9f1000 ---p 00000000 00:00 0                    [rollup]\n";
 const std::string kRollup = kHeader + R"(Rss:                4664 kB
@@ -47,12 +41,6 @@ struct ProcessMemory : testing::Test {
            << record.rss << '/' << record.pss << '/' << record.privateMem << '\n';
     }
     return text.str();
-  }
-
-  static int openDescriptors() {
-    int count = 0;
-    for (int descriptor = 0; descriptor < 4096; ++descriptor) count += ::fcntl(descriptor, F_GETFD) >= 0;
-    return count;
   }
 
   simulator::Board board;
@@ -130,6 +118,19 @@ TEST_F(ProcessMemory, ABlankInTheNamePutsTheRowOutOfStep) {
                 std::string(126, 'n') + " 8 4664/891/728\n");
   // Right after a kernel thread it has that one's parent.
   EXPECT_EQ(show(monitor.tessary_getPerProcessMemStats({9, 30})), "");
+}
+
+TEST_F(ProcessMemory, WhatARollupLacksKeepsItsValue) {
+  put(30, "a", 1, "2048", kHeader + "Rss: 4 kB\nPrivate_Dirty: 5 kB\n");
+  procmem::PERPROCMEM_MON monitor;
+  auto& state = *monitor.implementation;
+  state.pss = 1;
+  state.rss = 2;
+  state.privateMem = 3;
+  state.readProcSmapsRollup(30);
+  EXPECT_EQ(state.pss, 1U);
+  EXPECT_EQ(state.rss, 4U);
+  EXPECT_EQ(state.privateMem, 8U);  // added to
 }
 
 TEST_F(ProcessMemory, RefusedMemoryIsAskedForAgain) {

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-#include "simulator/model.h"
+#include "simulator/model/model.h"
 #include "tessary/zoltrace.h"
 #include "tests/simulator/board_text.h"
 

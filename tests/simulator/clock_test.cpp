@@ -1,7 +1,8 @@
-#include "simulator/clock.h"
+#include "simulator/board/clock.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +13,7 @@
 #include <ctime>
 #include <thread>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 
 namespace {
 
@@ -64,11 +65,50 @@ TEST(BoardClock, LetsASignalInterruptARealWait) {
   EXPECT_EQ(left.tv_sec, 3599);
 }
 
+TEST(BoardClock, AWaitUntilThePastTakesNoTime) {
+  Board board;
+  ::usleep(5000);
+  timespec past{};
+  ::clock_gettime(CLOCK_MONOTONIC, &past);
+  past.tv_sec -= 1;
+  EXPECT_EQ(::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &past, nullptr), 0);
+  EXPECT_EQ(board.clock().now(), 5 * kMillisecond);
+}
+
+TEST(BoardClock, TakesNoOtherFileForATableOfTimes) {
+  const std::string table = simulator::ProcessTimes::create();
+  EXPECT_NE(simulator::ProcessTimes::attach(table), nullptr);
+  const std::string link = table + ".link";
+  ASSERT_EQ(::symlink(table.c_str(), link.c_str()), 0);
+  EXPECT_EQ(simulator::ProcessTimes::attach(link), nullptr);
+  ::unlink(link.c_str());
+
+  struct stat status {};
+  ::stat(table.c_str(), &status);
+  ASSERT_EQ(::truncate(table.c_str(), status.st_size - 1), 0);
+  EXPECT_EQ(simulator::ProcessTimes::attach(table), nullptr);
+  ASSERT_EQ(::truncate(table.c_str(), 0), 0);
+  ASSERT_EQ(::truncate(table.c_str(), status.st_size), 0);  // the size alone is not enough
+  EXPECT_EQ(simulator::ProcessTimes::attach(table), nullptr);
+  ::unlink(table.c_str());
+}
+
+TEST(BoardClock, ATableIsRemovedWhenNobodyIsOnItsBoard) {
+  const std::string deserted = simulator::ProcessTimes::create();
+  simulator::ProcessTimes::attach(deserted)->end(::getpid());
+  const std::string lived = simulator::ProcessTimes::create();
+  simulator::ProcessTimes::removeDeserted();
+  EXPECT_EQ(::access(deserted.c_str(), F_OK), -1);
+  EXPECT_EQ(::access(lived.c_str(), F_OK), 0);
+  simulator::ProcessTimes::leave(lived);
+  EXPECT_EQ(::access(lived.c_str(), F_OK), -1);
+}
+
 TEST(BoardClock, GoesOnWhereAChildEnded) {
-  const int table = simulator::ProcessTimes::create(0);
+  const std::string table = simulator::ProcessTimes::create();
   Clock clock{Clock::Mode::kStepped};
-  clock.share(simulator::ProcessTimes::attach(("/proc/self/fd/" + std::to_string(table)).c_str()));
-  ::close(table);
+  clock.share(simulator::ProcessTimes::attach(table), table);
+  ::unlink(table.c_str());
   Board board{clock};
   const pid_t child = ::fork();
   if (child == 0) {

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "simulator/board.h"
+#include "simulator/board/board.h"
 #include "tests/simulator/board_text.h"
 
 namespace {
@@ -90,6 +90,19 @@ TEST(Interposition, CommandsReadAndWriteTheirStreams) {
   std::fputs("sent\n", writing);
   EXPECT_EQ(::pclose(writing), 0);
   EXPECT_EQ(::popen("true", "x"), nullptr);
+}
+
+TEST(Interposition, CommandsMeetTheErrorsOfTheBoard) {
+  ZoneBoard board;
+  board.failRead("/sys/class/thermal/thermal_zone0/temp", EIO);
+  board.refuse("/sys/class/thermal/thermal_zone1/temp", EACCES);
+  std::FILE* const reading = ::popen("LC_ALL=C cat /sys/class/thermal/thermal_zone[01]/temp 2>&1", "re");
+  std::string texts;
+  for (char line[128]; std::fgets(line, sizeof line, reading) != nullptr;) texts += line;
+  ::pclose(reading);
+  EXPECT_EQ(texts,
+            "cat: /sys/class/thermal/thermal_zone0/temp: Input/output error\n"
+            "cat: /sys/class/thermal/thermal_zone1/temp: Permission denied\n");
 }
 
 // The folders of the calling program are the machine's even where /proc is the board's.

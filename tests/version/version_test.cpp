@@ -2,19 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+
+#include "tests/support.h"
+#include "version/generated.h"
+
 namespace {
 
 TEST(Version, IsReportedInFiveLines) {
-  EXPECT_EQ(getLibraryVersion(), "v2.3.3");
-  testing::internal::CaptureStdout();
-  printLibraryVersion();
-  const std::string report = testing::internal::GetCapturedStdout();
-  EXPECT_TRUE(testing::internal::RE::FullMatch(
-      report, testing::internal::RE{"Tessary Library Version details : \n"
-                                    "Tessary Library Version : v2\\.3\\.3\n"
-                                    "Build Date : [A-Z][a-z][a-z] [ 0-9][0-9] [0-9][0-9][0-9][0-9]\n"
-                                    "Build Time : [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\n"
-                                    "Release Type : EXT\n"}))
+  EXPECT_EQ(getLibraryVersion(), "v" TESSARY_VERSION);
+  const std::string report = outputOf(printLibraryVersion);
+  EXPECT_TRUE(std::regex_match(report, std::regex{"Tessary Library Version details : \n"
+                                                  "Tessary Library Version : v" TESSARY_VERSION "\n"
+                                                  "Build Date : [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{4}\n"
+                                                  "Build Time : [0-9]{2}:[0-9]{2}:[0-9]{2}\n"
+                                                  "Release Type : EXT\n"}))
       << report;
 }
 

@@ -3,6 +3,7 @@
 #define TESSARY_TOOLS_COMMANDS_OPTIONS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,8 +27,13 @@ struct Options {
   Rotation rotation;
   double syncSeconds = 10;  // between forced writes to the disk
   bool compress = false;
+  std::string format;                       // of an export; empty: as the output's name says
+  std::optional<std::int64_t> startUnixNs;  // the wall clock at a recording's start
+  std::optional<std::int64_t> atNs;         // of a recording to look at, from its start
+  bool once = false;
   bool json = false;
   bool wide = false;
+  bool all = false;
   bool diagnostics = false;
   std::string operand;             // the word or the file that stands alone
   std::vector<std::string> files;  // recordings to read
@@ -42,6 +48,9 @@ struct Options {
 // The commands, each in the file of its name: they return the exit code.
 int report(const Options& options, Streams& streams);
 int record(const Options& options, Streams& streams);
+int exportRecording(const Options& options, Streams& streams);
+int summary(const Options& options, Streams& streams);
+int watch(const Options& options, Streams& streams);
 int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);

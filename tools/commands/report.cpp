@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "tools/commands/options.h"
+#include "tools/commands/recordings.h"
 #include "tools/recording/live.h"
-#include "tools/recording/recording.h"
 #include "tools/views/json.h"
 
 namespace tool {
@@ -46,11 +46,7 @@ bool anyProcess(const Report& report) {
 // This machine now, or a recording's last sample.
 std::unique_ptr<ReportSource> openSource(const Options& options, const Selection& sections,
                                          Streams& streams) {
-  if (!options.operand.empty()) {
-    return openRecording(options.operand, allSchemas(), [&streams](const std::string& text) {
-      streams.error.write("tessary: " + text + "\n");
-    });
-  }
+  if (!options.operand.empty()) return openForReading(options.operand, streams);
   Plan plan = options.plan;
   plan.top = options.top.value_or(kRows);
   return std::make_unique<Live>(sections, plan);

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <ctime>
 #include <limits>
 
 #include "tools/commands/words.h"
+#include "tools/views/export.h"
 
 namespace tool {
 
@@ -110,6 +112,60 @@ std::string takeOutput(Options& options, const std::string& text) {
   return text.empty() ? "is no name of a file" : kGood;
 }
 
+std::vector<std::string> formatNames() {
+  std::vector<std::string> names;
+  for (const ExportFormat& format : exportFormats()) names.emplace_back(format.name);
+  return names;
+}
+
+std::string takeFormat(Options& options, const std::string& name) {
+  options.format = name;
+  return findFormat(name) != nullptr ? kGood : "is none of " + formatList();
+}
+
+// 2026-11-21T18:36:22Z, or the seconds since 1970.
+std::string takeStart(Options& options, const std::string& text) {
+  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
+  constexpr int kLatest = std::numeric_limits<int>::max();
+  std::tm utc{};
+  int seconds = 0;
+  const char* const rest = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &utc);
+  if (rest != nullptr && (*rest == '\0' || std::string_view{rest} == "Z")) {
+    options.startUnixNs = static_cast<std::int64_t>(::timegm(&utc)) * kNanosecondsInSecond;
+  } else if (readNumber(text, 0, kLatest, seconds)) {
+    options.startUnixNs = seconds * kNanosecondsInSecond;
+  } else {
+    return "is no time as 2026-11-21T18:36:22Z, in UTC";
+  }
+  return kGood;
+}
+
+// 750, 12:30, 0:12:30
+std::string takeAt(Options& options, const std::string& text) {
+  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
+  constexpr int kMost = 1000000;
+  const std::vector<std::string> parts = split(text, ':');
+  std::int64_t seconds = 0;
+  for (const std::string& part : parts) {
+    int number = 0;
+    if (parts.size() > 3 || !readNumber(part, 0, kMost, number))
+      return "is no time from the start, as 0:12:30";
+    seconds = seconds * 60 + number;
+  }
+  options.atNs = seconds * kNanosecondsInSecond;
+  return kGood;
+}
+
+std::string takeOnce(Options& options, const std::string&) {
+  options.once = true;
+  return kGood;
+}
+
+std::string takeAll(Options& options, const std::string&) {
+  options.all = true;
+  return kGood;
+}
+
 std::string takeJson(Options& options, const std::string&) {
   options.json = true;
   return kGood;
@@ -201,9 +257,25 @@ const Option kRotate{"--rotate", "LIMIT",
                      "Begin another file at a size (64M) or after a time (1h): FILE-0001, ..", takeRotation};
 const Option kCompress{"--compress", nullptr, "By gzip, as for a name that ends in .gz", takeCompress};
 const Option kSync{"--sync", "S", "Seconds that a power cut may take of it; 10", takeSync};
-const Option kRecording{
+const Option kShownRecording{
     "RECORDING",   "RECORDING", "Show the last sample of this recording instead; - for standard input",
     takeRecording, nullptr,     true};
+const Option kRecording{"FILE", "FILE", "A recording; - for standard input", takeRecording, nullptr, true,
+                        false,  true};
+const Option kExported{"-o,--output", "OUT",   "The file to write; without, or with -, standard output",
+                       takeOutput,    nullptr, true};
+const Option kFormat{"--format", "FORMAT",
+                     "csv, perfetto, openmetrics, html or board; as the name of OUT says", takeFormat,
+                     formatNames};
+const Option kWideCsv{"--wide", nullptr, "csv: a column a figure, not a line", takeWide};
+const Option kStart{"--start", "TIME",
+                    "When it began, for recordings without a wall clock: 2026-11-21T18:36:22Z", takeStart};
+const Option kWatched{
+    "FILE",        "FILE",  "A recording, also one that is still being written; - for standard input",
+    takeRecording, nullptr, true};
+const Option kAt{"--at", "TIME", "Where to begin in a finished recording: 0:12:30 from its start", takeAt};
+const Option kOnce{"--once", nullptr, "Draw one screen and end", takeOnce};
+const Option kAll{"--all", nullptr, "All figures, also those of less interest", takeAll};
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
@@ -236,7 +308,7 @@ const std::vector<Command>& commands() {
       {"report",
        "Everything at a glance, over one interval",
        "tessary report --interval 500 --monitors cpu,process --top 5",
-       {kRecording, kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
+       {kShownRecording, kMonitors, kInterval, kTop, kPid, kDiagnostics, kJson, kWide},
        report},
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
@@ -244,6 +316,21 @@ const std::vector<Command>& commands() {
        {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync,
         kCheck, kStopOn},
        record},
+      {"watch",
+       "A live screen: this machine, a recording, or a stream",
+       "adb exec-out tessary record -o - | tessary watch -",
+       {kWatched, kAt, kOnce, kMonitors, kInterval, kTop, kPid, kDiagnostics},
+       watch},
+      {"summary",
+       "A recording in twenty lines: mean, percentiles, extremes, and what was not read",
+       "tessary summary drive.jsonl",
+       {kRecording, kAll, kJson},
+       summary},
+      {"export",
+       "A recording for other programs: spreadsheets, trace viewers, Prometheus, browsers",
+       "tessary export drive.jsonl -o drive.html",
+       {kRecording, kExported, kFormat, kWideCsv, kStart},
+       exportRecording},
       {"compare",
        "Whether a new build is worse than its base, and by how much",
        "tessary compare base.jsonl new.jsonl",

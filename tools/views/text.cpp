@@ -132,8 +132,9 @@ std::string itemText(const Gap::Item& item, const TableInfo& info, const TableSa
   return sample.absent.empty() ? "all figures" : "part of the sums";
 }
 
-// clock (core 2, 3), temperature: the reason
-std::string gapText(const Gap& gap, const SectionSample& sample) {
+}  // namespace
+
+std::string whatIsAbsent(const Gap& gap, const SectionSample& sample) {
   std::string what;
   for (auto item = gap.items.begin(); item != gap.items.end(); ++item) {
     const TableInfo& info = sample.schema->tables[item->table];
@@ -147,10 +148,8 @@ std::string gapText(const Gap& gap, const SectionSample& sample) {
     for (const Row& row : table.rows) names.push_back(printable(itemOf(info, row)));
     what += std::string{" ("} + info.columns[0].heading + " " + ranges(item->rows, names) + ")";
   }
-  return what + ": " + printable(gap.reason);
+  return what;
 }
-
-}  // namespace
 
 std::string shown(const Value& value, const Format& format) { return std::visit(CellText{format}, value); }
 
@@ -186,7 +185,8 @@ std::string renderText(const SectionSample& sample, const TextStyle& style) {
   }
   text += notes;
   for (const Gap& gap : gaps(sample)) {
-    text += kIndent + styled(kDim, "absent: " + gapText(gap, sample)) + "\n";
+    text +=
+        kIndent + styled(kDim, "absent: " + whatIsAbsent(gap, sample) + ": " + printable(gap.reason)) + "\n";
   }
   return text;
 }

@@ -1,0 +1,133 @@
+#include <algorithm>
+#include <cinttypes>
+#include <ctime>
+
+#include "simulator/model/model.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
+
+// Nobody looks closely at these; they move as on a system that does some work.
+constexpr std::int64_t kInterruptsPerSecond = 2000;
+constexpr std::int64_t kSwitchesPerSecond = 5000;
+
+using Row = std::array<std::uint64_t, kTickColumns>;
+
+void appendRow(std::string& text, const std::string& label, const Row& row) {
+  text += label;
+  for (const std::uint64_t ticks : row) append(text, " %" PRIu64, ticks);
+  text += '\n';
+}
+
+// An offline core has no line, but stays in the sum.
+std::string statText(const BoardFile& file, const Clock& clock, Microseconds now) {
+  Row sum{};
+  std::string cores;
+  for (std::size_t core = 0; core < file.cores.size(); ++core) {
+    Row row;
+    for (std::size_t column = 0; column < kTickColumns; ++column) {
+      row[column] = ticksOf(file.cores[core].passed(column, now), file.ticksPerSecond);
+      sum[column] += row[column];
+    }
+    if (!file.cores[core].isOffline(now)) appendRow(cores, "cpu" + std::to_string(core), row);
+  }
+  std::string text;
+  appendRow(text, "cpu ", sum);
+  text += cores;
+
+  const Nanoseconds started = clock.read(CLOCK_REALTIME) - clock.read(CLOCK_BOOTTIME);
+  const auto born = std::count_if(file.processes.begin(), file.processes.end(),
+                                  [now](const ProcessFile& process) { return process.life.from <= now; });
+  const auto running = std::count_if(
+      file.processes.begin(), file.processes.end(),
+      [now](const ProcessFile& process) { return process.state == 'R' && process.life.holds(now); });
+  append(text, "intr %" PRId64 "\n", now * kInterruptsPerSecond / kMicrosecondsInSecond);
+  append(text, "ctxt %" PRId64 "\n", now * kSwitchesPerSecond / kMicrosecondsInSecond);
+  append(text, "btime %" PRId64 "\n", started / (1000 * kMicrosecondsInSecond));
+  append(text, "processes %td\nprocs_running %td\nprocs_blocked 0\n", born,
+         std::max<std::ptrdiff_t>(running, 1));
+  append(text, "softirq %" PRId64 " 0 0 0 0 0 0 0 0 0 0\n",
+         now * kInterruptsPerSecond / kMicrosecondsInSecond);
+  return text;
+}
+
+// 0-2,4-7
+template <typename IsListed>
+std::string listText(const BoardFile& file, IsListed isListed) {
+  std::string text;
+  const std::size_t count = file.cores.size();
+  for (std::size_t core = 0; core < count; ++core) {
+    if (!isListed(file.cores[core])) continue;
+    std::size_t last = core;
+    while (last + 1 < count && isListed(file.cores[last + 1])) ++last;
+    text += (text.empty() ? "" : ",") + std::to_string(core);
+    if (last > core) text += "-" + std::to_string(last);
+    core = last;
+  }
+  return text + "\n";
+}
+
+void layOutClock(Board& board, const SharedFile& file, const CoreFile& core, const std::string& folder) {
+  const auto frequency = [&board, file, &core] { return line(core.kHzAt(boardTime(board))); };
+  board.file(folder + "/cpuinfo_cur_freq", frequency);
+  board.file(folder + "/cpuinfo_max_freq", line(core.maxKHz));
+  board.file(folder + "/cpuinfo_min_freq", line(core.minKHz));
+  board.file(folder + "/scaling_cur_freq", frequency);
+  board.file(folder + "/scaling_governor", "schedutil\n");
+  board.file(folder + "/scaling_max_freq", line(core.maxKHz));
+  board.file(folder + "/scaling_min_freq", line(core.minKHz));
+  if (core.offline.empty()) return;
+  board.change(folder,
+               [&board, file, &core](Node& node) { node.isGone |= core.isOffline(boardTime(board)); });
+}
+
+void takeOffline(BoardFile& file, Fault& fault) {
+  const auto core = static_cast<std::size_t>(std::stoll(fault.name));
+  if (core >= file.cores.size())
+    failAt(file, fault.namePlace, "must be from 0 to " + std::to_string(file.cores.size() - 1));
+  std::vector<Span>& offline = file.cores[core].offline;
+  const bool isOffline = std::any_of(offline.begin(), offline.end(), [&](const Span& span) {
+    return span.from < fault.span.to && fault.span.from < span.to;
+  });
+  if (isOffline) failAt(file, fault.namePlace, "is offline already at that time");
+  offline.push_back(fault.span);
+}
+
+}  // namespace
+
+const FaultTarget kCoreFaults{"core", FaultTarget::Names::kNumber, "offline", takeOffline, nullptr};
+
+void layOutCores(Board& board, const SharedFile& file) {
+  board.ticksPerSecond(file->ticksPerSecond);
+  board.cores(static_cast<int>(file->cores.size()), [&board, file] {
+    const Microseconds now = boardTime(board);
+    return static_cast<int>(std::count_if(file->cores.begin(), file->cores.end(),
+                                          [now](const CoreFile& core) { return !core.isOffline(now); }));
+  });
+  board.file("/proc/stat", [&board, file] { return statText(*file, board.clock(), boardTime(board)); });
+
+  const std::string folder = std::string{kCpuFolder} + "/";
+  for (std::size_t i = 0; i < file->cores.size(); ++i) {
+    const CoreFile& core = file->cores[i];
+    const std::string own = folder + "cpu" + std::to_string(i);
+    board.file(own + "/cpu_capacity", line(core.capacity));
+    if (i != 0) {
+      board.file(own + "/online",
+                 [&board, file, &core] { return line(core.isOffline(boardTime(board)) ? 0 : 1); });
+    }
+    if (core.maxKHz != 0) layOutClock(board, file, core, own + "/cpufreq");
+  }
+  const auto isOffline = [&board](const CoreFile& core) { return core.isOffline(boardTime(board)); };
+  const std::string all = listText(*file, [](const CoreFile&) { return true; });
+  board.file(folder + "possible", all);
+  board.file(folder + "present", all);
+  board.file(folder + "offline", [file, isOffline] { return listText(*file, isOffline); });
+  board.file(folder + "online", [file, isOffline] {
+    return listText(*file, [&](const CoreFile& core) { return !isOffline(core); });
+  });
+}
+
+}  // namespace simulator

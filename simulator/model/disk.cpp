@@ -1,0 +1,77 @@
+#include <cctype>
+#include <cinttypes>
+
+#include "simulator/model/model.h"
+
+namespace simulator {
+
+namespace {
+
+using Figures = std::array<std::uint64_t, kDiskColumns>;
+
+Figures figuresOf(const DiskFile& disk, Microseconds now) {
+  Figures figures;
+  for (std::size_t i = 0; i < kDiskColumns; ++i) figures[i] = disk.counters[i].at(now);
+  // Not a counter, but what it is now.
+  figures[kInProgressColumn] =
+      static_cast<std::uint64_t>(disk.counters[kInProgressColumn].perSecond.at(now) / kOne);
+  return figures;
+}
+
+void appendFigures(std::string& text, const Figures& figures, int sharers) {
+  for (const std::uint64_t figure : figures)
+    append(text, " %" PRIu64, figure / static_cast<unsigned>(sharers));
+  text += '\n';
+}
+
+// A digit at the end of the disk's name would run into the partition's number.
+std::string partitionName(const std::string& disk, int number) {
+  const bool endsInDigit = std::isdigit(static_cast<unsigned char>(disk.back())) != 0;
+  return disk + (endsInDigit ? "p" : "") + std::to_string(number);
+}
+
+std::string diskstatsText(const BoardFile& file, Microseconds now) {
+  std::string text;
+  for (const DiskFile& disk : file.disks) {
+    const Figures figures = figuresOf(disk, now);
+    append(text, "%4d %7d %s", disk.major, disk.minor, disk.name.c_str());
+    appendFigures(text, figures, 1);
+    for (int number = 1; number <= disk.partitions; ++number) {
+      append(text, "%4d %7d %s", disk.major, disk.minor + number, partitionName(disk.name, number).c_str());
+      appendFigures(text, figures, disk.partitions);
+    }
+  }
+  return text;
+}
+
+void wrapDisk(BoardFile& file, Fault& fault) {
+  for (DiskFile& disk : file.disks) {
+    if (disk.name == fault.name) return wrapCounter(file, fault, kDiskKeys, disk.counters);
+  }
+  failAsMissing(file, fault.namePlace);
+}
+
+}  // namespace
+
+const FaultTarget kDiskFaults{"disk", FaultTarget::Names::kText, "wrap", wrapDisk, nullptr};
+
+void layOutDisks(Board& board, const SharedFile& file) {
+  board.file("/proc/diskstats", [&board, file] { return diskstatsText(*file, boardTime(board)); });
+  for (const DiskFile& disk : file->disks) {
+    const std::string folder = "/sys/block/" + disk.name + "/";
+    board.file(folder + "dev", std::to_string(disk.major) + ":" + std::to_string(disk.minor) + "\n");
+    board.file(folder + "queue/hw_sector_size", "512\n");
+    board.file(folder + "queue/logical_block_size", "512\n");
+    board.file(folder + "queue/rotational", "0\n");
+    board.file(folder + "removable", "0\n");
+    board.file(folder + "ro", "0\n");
+    board.file(folder + "size", "0\n");
+    board.file(folder + "stat", [&board, file, &disk] {
+      std::string text;
+      appendFigures(text, figuresOf(disk, boardTime(board)), 1);
+      return text;
+    });
+  }
+}
+
+}  // namespace simulator

@@ -1,0 +1,45 @@
+#include "simulator/model/model.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+namespace simulator {
+
+void layOut(Board& board, const SharedFile& file) {
+  for (const char* const folder : {"/proc", "/sys/block", "/sys/class/net", "/sys/class/thermal",
+                                   "/sys/class/hwmon", "/sys/class/power_supply", "/sys/class/vrdx",
+                                   "/sys/devices/soc0", "/sys/devices/system/cpu", "/dev/__properties__"}) {
+    board.folder(folder);  // its own, however little it has of it
+  }
+  layOutCores(board, file);
+  layOutThermal(board, file);
+  layOutMemory(board, file);
+  layOutProcesses(board, file);
+  layOutDisks(board, file);
+  layOutInterfaces(board, file);
+  layOutGpu(board, file);
+  layOutDsps(board, file);
+  layOutDdr(board, file);
+  layOutSystem(board, file);
+  layOutFaults(board, file);
+}
+
+void loadBoard(Board& board, const std::string& path, std::uint64_t seed) {
+  layOut(board, std::make_shared<const BoardFile>(readBoardFile(path, seed)));
+}
+
+void loadBoardText(Board& board, const std::string& text, std::uint64_t seed) {
+  layOut(board, std::make_shared<const BoardFile>(parseBoardFile(text, "board", seed)));
+}
+
+void append(std::string& text, const char* format, ...) {
+  char piece[512];
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(piece, sizeof piece, format, arguments);
+  va_end(arguments);
+  text.append(piece, std::min(static_cast<std::size_t>(length), sizeof piece - 1));
+}
+
+}  // namespace simulator

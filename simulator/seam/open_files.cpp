@@ -1,0 +1,215 @@
+#include "simulator/seam/open_files.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cctype>
+#include <map>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+#include "simulator/board/fork_safe_mutex.h"
+#include "simulator/seam/interpose.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr int kTrackedDescriptors = 65536;
+
+std::array<std::atomic<bool>, kTrackedDescriptors> tracked;
+
+struct OpenTable {
+  ForkSafeMutex mutex;
+  std::map<int, std::shared_ptr<OpenFile>> files;
+};
+
+struct TableOwner {
+  std::atomic<pid_t> process{::getpid()};
+
+  TableOwner() {
+    ::pthread_atfork(nullptr, nullptr, [] { lasting<TableOwner>().process = ::getpid(); });
+  }
+};
+
+[[maybe_unused]] const auto& earlyOwner = lasting<TableOwner>();
+
+OpenTable& openTable() { return lasting<OpenTable>(); }
+[[maybe_unused]] const auto& earlyOpenTable = openTable();
+
+ForkSafeMutex& renderMutex() { return lasting<ForkSafeMutex>(); }
+[[maybe_unused]] const auto& earlyRenderMutex = renderMutex();
+
+// A read that follows the opening at once takes what was rendered then.
+constexpr Nanoseconds kFreshFor = 1000000;
+
+// What /proc/self/fd says of a file in memory before its name, and how much of the name is sure to be there.
+constexpr const char* kMemoryName = "/memfd:";
+constexpr std::size_t kLongestName = 200;
+
+// Whether the descriptor is still the file in memory that was made for the node, which is named after it. A
+// call that is not seen here may have closed it, and its number be a file of the program's own now.
+bool isStillOf(const OpenFile& file, int descriptor) {
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  std::array<char, 512> target;
+  const ssize_t length = NEXT(readlink)(link.c_str(), target.data(), target.size());
+  const std::string name = kMemoryName + file.path;
+  return length > 0 && std::string_view{target.data(), static_cast<std::size_t>(length)}.substr(
+                           0, std::min(name.size(), kLongestName)) == name.substr(0, kLongestName);
+}
+
+bool writeText(int descriptor, const std::string& text) {
+  std::size_t written = 0;
+  while (written < text.size()) {
+    const ssize_t count =
+        ::pwrite(descriptor, text.data() + written, text.size() - written, static_cast<off_t>(written));
+    if (count <= 0) return false;
+    written += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+int openPlaceholder(int flags, OpenFile file) {
+  const int descriptor = NEXT(open)("/dev/null", O_RDWR | (flags & O_CLOEXEC));
+  track(descriptor, std::make_shared<OpenFile>(std::move(file)));
+  return descriptor;
+}
+
+int openText(Board& board, OpenFile file, int flags) {
+  const int descriptor = ::memfd_create(file.path.c_str(), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
+  if (descriptor < 0) return descriptor;
+  file.isText = true;
+  file.rendered = board.clock().now();
+  writeText(descriptor, file.node.text ? file.node.text() : std::string{});
+  track(descriptor, std::make_shared<OpenFile>(std::move(file)));
+  return descriptor;
+}
+
+// What the kernel says of an open node whose process has ended, or whose device is gone.
+int errorOfGone(const std::string& path) {
+  constexpr std::size_t kName = sizeof "/proc/" - 1;
+  const bool isOfProcess = path.compare(0, kName, "/proc/") == 0 && path.size() > kName &&
+                           std::isdigit(static_cast<unsigned char>(path[kName])) != 0;
+  return isOfProcess ? ESRCH : ENODEV;
+}
+
+// Wherever a process with the same descriptor has read to since: this one reads on there.
+bool isFresh(Board& board, OpenFile& file) {
+  return std::exchange(file.isUnread, false) && board.clock().now() - file.rendered < kFreshFor;
+}
+
+// The error number of a read that finds nothing more to render; 0 otherwise.
+int renderAnew(Board& board, OpenFile& file, int descriptor) {
+  if (!isStillOf(file, descriptor)) {
+    untrack(descriptor);
+    return 0;
+  }
+  Board::Opening opening = board.look(file.path);
+  if (!opening.mine) return 0;
+  if (opening.error == ENOENT) return errorOfGone(file.path);
+  file.node = std::move(opening.node);
+  const std::string text = file.node.text ? file.node.text() : std::string{};
+  // The text that is there is never cut before the new one stands.
+  return writeText(descriptor, text) && ::ftruncate(descriptor, static_cast<off_t>(text.size())) == 0 ? 0
+                                                                                                      : EIO;
+}
+
+}  // namespace
+
+bool isOurTable() { return lasting<TableOwner>().process == ::getpid(); }
+
+bool isTracked(int descriptor) {
+  return descriptor >= 0 && descriptor < kTrackedDescriptors && tracked[static_cast<std::size_t>(descriptor)];
+}
+
+void track(int descriptor, std::shared_ptr<OpenFile> file) {
+  if (descriptor < 0 || descriptor >= kTrackedDescriptors) return;
+  const std::lock_guard lock{openTable().mutex};
+  openTable().files[descriptor] = std::move(file);
+  tracked[static_cast<std::size_t>(descriptor)] = true;
+}
+
+void untrackFrom(int first, int last) {
+  if (!isOurTable()) return;
+  const std::lock_guard lock{openTable().mutex};
+  auto& files = openTable().files;
+  for (auto file = files.lower_bound(first); file != files.end() && file->first <= last;) {
+    tracked[static_cast<std::size_t>(file->first)] = false;
+    file = files.erase(file);
+  }
+}
+
+void untrack(int descriptor) {
+  if (!isTracked(descriptor) || !isOurTable()) return;
+  const std::lock_guard lock{openTable().mutex};
+  openTable().files.erase(descriptor);
+  tracked[static_cast<std::size_t>(descriptor)] = false;
+}
+
+std::shared_ptr<OpenFile> openFile(int descriptor) {
+  if (!isTracked(descriptor)) return nullptr;
+  const std::lock_guard lock{openTable().mutex};
+  const auto file = openTable().files.find(descriptor);
+  return file != openTable().files.end() ? file->second : nullptr;
+}
+
+std::string absolutePath(int folder, const char* path) {
+  if (path == nullptr) return {};
+  if (path[0] == '/') return path;
+  const auto base = openFile(folder);
+  return base == nullptr || base->folder.empty() ? std::string{} : base->folder + "/" + path;
+}
+
+Board::Opening lookAt(int folder, const char* path) {
+  Board* const board = Board::active();
+  if (board == nullptr) return {};
+  const std::string absolute = absolutePath(folder, path);
+  return absolute.empty() ? Board::Opening{} : board->look(absolute);
+}
+
+bool boardOpens(int folder, const char* path, int flags, int& descriptor) {
+  Board* const board = Board::active();
+  if (board == nullptr) return false;
+  const std::string absolute = absolutePath(folder, path);
+  if (absolute.empty()) return false;
+  Board::Opening opening = board->open(absolute);
+  if (!opening.mine) return false;
+  OpenFile file;
+  file.path = std::move(opening.path);
+  file.node = std::move(opening.node);
+  if (opening.error != 0) {
+    descriptor = fail(opening.error);
+  } else if (opening.isFolder) {
+    file.folder = file.path;
+    descriptor = openPlaceholder(flags, std::move(file));
+  } else if ((flags & O_DIRECTORY) != 0) {
+    descriptor = fail(ENOTDIR);
+  } else if (file.node.ioctl) {
+    descriptor = openPlaceholder(flags, std::move(file));
+  } else {
+    descriptor = openText(*board, std::move(file), flags);
+  }
+  return true;
+}
+
+ssize_t readableBytes(OpenFile& file, int descriptor, off_t offset, std::size_t bytes) {
+  if (!file.isText) return static_cast<ssize_t>(bytes);
+  const std::lock_guard lock{renderMutex()};
+  Board* const board = Board::active();
+  if (board != nullptr && !isFresh(*board, file)) {
+    const off_t start = offset == kAtPosition ? NEXT(lseek)(descriptor, 0, SEEK_CUR) : offset;
+    const int error = start == 0 ? renderAnew(*board, file, descriptor) : 0;
+    if (error != 0) return fail(error);
+  }
+  if (file.node.readError != 0) return fail(file.node.readError);
+  if (file.node.readLimit != 0) bytes = std::min(bytes, file.node.readLimit);
+  return static_cast<ssize_t>(bytes);
+}
+
+}  // namespace simulator
