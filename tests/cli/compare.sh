@@ -44,6 +44,12 @@ tessary compare - busier.jsonl --json <base.jsonl >out || [ $? -eq 1 ] || fail "
 holds out '"schema": "tessary-compare"'
 holds out '"verdict": "worse"'
 
+# With a page of both.
+run 0 compare base.jsonl again.jsonl.gz --figures cpu.load_percent --html page.html
+holds out "1 same"
+holds page.html "<html"
+holds page.html "again.jsonl"
+
 for wrong in "base.jsonl" "base.jsonl base.jsonl base.jsonl" "--with base.jsonl" "base.jsonl base.jsonl --least few" \
   "base.jsonl base.jsonl --figures cpu" "base.jsonl base.jsonl --figures cpu.laod_percent"; do
   # shellcheck disable=SC2086
