@@ -6,7 +6,7 @@
 drive() {
   local file=$1 seed=$2 board=$3
   shift 3
-  "$BOARD" run "$board" --seed "$seed" --time stepped -- "$TESSARY" record -o "$work/$file" --duration 300 \
+  "$BOARD" run "$board" --seed "$seed" --time stepped -- "$TESSARY" record -o "$work/$file" --duration 600 \
     --monitors cpu,process,thermal "$@" 2>"$work/err" || fail "recording $file: $(cat "$work/err")"
 }
 
@@ -18,7 +18,7 @@ drive busier.jsonl 3 "$work/busier.json"
 
 # Two seeds of one board are the same; each core of a cluster with 11 points more is worse.
 run 0 compare base.jsonl again.jsonl.gz
-holds out "base base.jsonl: 300 samples, 300 s"
+holds out "base base.jsonl: 600 samples, 600 s"
 holds out "0 worse, 0 better, 0 changed"
 empty err
 run 1 compare base.jsonl busier.jsonl
@@ -39,10 +39,16 @@ holds out "not compared: process.top[name=nobody].cpu_percent: in no sample of e
 
 # Several a side; standard input.
 run 0 compare base.jsonl again.jsonl.gz base.jsonl --with again.jsonl.gz base.jsonl again.jsonl.gz --figures cpu.load_percent
-holds out "base base.jsonl again.jsonl.gz base.jsonl: 900 samples, 900 s"
+holds out "base base.jsonl again.jsonl.gz base.jsonl: 1800 samples, 1800 s"
 tessary compare - busier.jsonl --json <base.jsonl >out || [ $? -eq 1 ] || fail "from standard input"
 holds out '"schema": "tessary-compare"'
 holds out '"verdict": "worse"'
+
+# With a page of both.
+run 0 compare base.jsonl again.jsonl.gz --figures cpu.load_percent --html page.html
+holds out "1 same"
+holds page.html "<html"
+holds page.html "again.jsonl"
 
 for wrong in "base.jsonl" "base.jsonl base.jsonl base.jsonl" "--with base.jsonl" "base.jsonl base.jsonl --least few" \
   "base.jsonl base.jsonl --figures cpu" "base.jsonl base.jsonl --figures cpu.laod_percent"; do

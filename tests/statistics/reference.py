@@ -72,7 +72,7 @@ show("incomplete beta", special.betainc(2, 3, 0.4), special.betainc(8, 0.5, 0.99
 
 for persistence in (0, 0.6, 0.9):
     series = load(1000, persistence)
-    variance = long_run_variance(series, 8)
+    variance = long_run_variance(series, 12)
     show(f"persistence {persistence}: covariances", *autocovariance(series, 3))
     show("  long-run variance, effective n", variance, min(1000, 1000 * series.var() / variance))
     show("  block length", block_length(series))

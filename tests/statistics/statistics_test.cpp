@@ -14,7 +14,7 @@
 namespace tool::statistics {
 namespace {
 
-constexpr std::size_t kComponents = 8;
+constexpr std::size_t kComponents = 12;
 
 // Equal to so many digits, as far out as it may be.
 void expectClose(double value, double expected, double relative = 1e-9) {
@@ -99,20 +99,20 @@ struct Persistent {
 
 constexpr Persistent kPersistent[] = {{0,
                                        {8.24487619772, -0.31623432694, -0.0338311340957, -0.387825860696},
-                                       3.2120424974,
+                                       4.66557492607,
                                        1000,
                                        1.90404839851,
                                        0.0704288377722},
                                       {0.6,
                                        {12.2486999505, 7.00562189653, 4.1685172557, 2.50322621012},
-                                       19.040807107,
-                                       643.286804055,
+                                       28.1261464334,
+                                       435.491580033,
                                        13.4440855079,
                                        0.319999886805},
                                       {0.9,
                                        {36.7045210438, 32.2989683624, 28.6242376081, 25.3119181517},
-                                       270.338370318,
-                                       135.772517237,
+                                       409.176587828,
+                                       89.7033753536,
                                        26.289483725,
                                        0.735231907881}};
 

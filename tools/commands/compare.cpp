@@ -9,6 +9,8 @@
 #include "tools/verdict/comparison.h"
 #include "tools/verdict/selector.h"
 #include "tools/views/comparison.h"
+#include "tools/views/dataset.h"
+#include "tools/views/html.h"
 
 namespace tool {
 
@@ -28,15 +30,22 @@ struct ReadSide {
   Side recordings;
   ComparedSide summary;
   std::string warnings;
+  std::vector<Dataset> charts;  // when there is to be a page
 };
 
-ReadSide readSide(const std::vector<std::string>& files, const Recorded::Wanted& wanted) {
+ReadSide readSide(const std::vector<std::string>& files, const Recorded::Wanted& wanted, bool withCharts) {
   ReadSide side;
   for (const std::string& file : files) {
     const auto source = openRecording(
         file, allSchemas(), [&side](const std::string& text) { side.warnings += "tessary: " + text + "\n"; });
     Recorded& recorded = side.recordings.emplace_back(wanted);
-    while (const std::optional<Report> report = source->next()) recorded.add(*report);
+    Dataset* const charts = withCharts ? &side.charts.emplace_back(file) : nullptr;
+    if (charts != nullptr) charts->begin(source->origin());
+    while (const std::optional<Report> report = source->next()) {
+      recorded.add(*report);
+      if (charts != nullptr) charts->add(*report);
+    }
+    if (charts != nullptr) charts->end();
     if (recorded.samples() == 0) throw Failure{file + ": holds no sample"};
     side.summary.names.push_back(file);
     side.summary.samples += recorded.samples();
@@ -61,6 +70,14 @@ void addUnseen(Comparison& comparison, const std::vector<Selector>& selectors, c
   }
 }
 
+// All recordings over each other.
+void writeCharts(const std::string& path, const ReadSide& base, const ReadSide& other) {
+  std::vector<Dataset> all = base.charts;
+  all.insert(all.end(), other.charts.begin(), other.charts.end());
+  Sink file = Sink::file(path);
+  writePage([&file](std::string_view text) { file.write(text); }, "Comparison", all);
+}
+
 int exitCode(const Comparison& comparison, bool askedByName) {
   const auto any = [&](Verdict verdict) {
     return std::any_of(comparison.figures.begin(), comparison.figures.end(),
@@ -82,9 +99,10 @@ int compare(const Options& options, Streams& streams) {
   }
 
   const Recorded::Wanted wanted = wantedOf(options.figures);
+  const bool withCharts = !options.html.empty();
   std::future<ReadSide> reading =
-      std::async(std::launch::async, readSide, std::cref(other), std::cref(wanted));
-  const ReadSide bases = readSide(base, wanted);
+      std::async(std::launch::async, readSide, std::cref(other), std::cref(wanted), withCharts);
+  const ReadSide bases = readSide(base, wanted, withCharts);
   const ReadSide others = reading.get();
   const std::string warnings = bases.warnings + others.warnings;
   if (!warnings.empty()) streams.error.write(warnings);
@@ -93,6 +111,7 @@ int compare(const Options& options, Streams& streams) {
   plan.least = options.leastPercent / 100;
   Comparison comparison = compare(bases.recordings, others.recordings, plan);
   addUnseen(comparison, options.figures, bases, others);
+  if (withCharts) writeCharts(options.html, bases, others);
   streams.out.write(options.json ? comparisonJson(comparison, bases.summary, others.summary, plan)
                                  : comparisonText(comparison, bases.summary, others.summary,
                                                   styleFor(streams.out, options)));

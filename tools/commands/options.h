@@ -40,6 +40,7 @@ struct Options {
   std::vector<std::string> with;   // and those to compare them with
   std::vector<Selector> figures;   // empty: all
   std::string junit;               // the file for build servers
+  std::string html;                // the page of charts
   std::string budgets;             // the file that a recording is checked by; empty: none
   bool stopOnLimit = false;        // the recording ends there
   double leastPercent = 5;         // changes below do not matter

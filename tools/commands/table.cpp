@@ -217,6 +217,11 @@ std::string takeJunit(Options& options, const std::string& name) {
   return name.empty() ? "is no name of a file" : kGood;
 }
 
+std::string takeHtml(Options& options, const std::string& name) {
+  options.html = name;
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
 std::string takeBudgets(Options& options, const std::string& name) {
   options.budgets = name;
   return name.empty() ? "is no name of a file" : kGood;
@@ -293,6 +298,8 @@ const Option kFigures{
 const Option kChecked{"FILE", "FILE", "Recordings and, last, their budgets", takeFile, nullptr, true, false,
                       true,   true};
 const Option kJunit{"--junit", "FILE", "The results for a build server, too", takeJunit, nullptr, true};
+const Option kHtml{"--html", "FILE",  "The recordings over each other, as a page of charts, too",
+                   takeHtml, nullptr, true};
 const Option kCheck{"--check",   "BUDGETS", "Mark in the recording where it exceeds these, and end with 1",
                     takeBudgets, nullptr,   true};
 const Option kStopOn{"--stop-on", "limit", "End at the first limit of --check that is passed", takeStop,
@@ -334,7 +341,7 @@ const std::vector<Command>& commands() {
       {"compare",
        "Whether a new build is worse than its base, and by how much",
        "tessary compare base.jsonl new.jsonl",
-       {kRecordings, kWith, kFigures, kLeast, kJson, kWide},
+       {kRecordings, kWith, kFigures, kLeast, kHtml, kJson, kWide},
        compare},
       {"check",
        "Whether recordings keep their budgets",

@@ -52,7 +52,6 @@ class Characters {
     ++*this;
     return before;
   }
-  friend bool operator==(const Characters& left, const Characters& right) { return left.at_ == right.at_; }
   friend bool operator!=(const Characters& left, const Characters& right) { return left.at_ != right.at_; }
 
  private:

@@ -103,6 +103,7 @@ Recorded::Wanted wantedOf(const std::vector<Budget>& budgets) {
 std::vector<BudgetResult> check(const Recorded& recorded, const std::vector<Budget>& budgets,
                                 const std::vector<const SectionSchema*>& known) {
   std::vector<BudgetResult> results;
+  results.reserve(budgets.size());
   for (const Budget& budget : budgets) results.push_back(checkBudget(recorded, budget, known));
   return results;
 }
