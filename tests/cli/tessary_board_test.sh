@@ -30,7 +30,7 @@ expect grep 0 '/sys/class/thermal/thermal_zone4/type:frost' run hostile -- grep 
 expect find 0 5 stepped hostile sh -c 'find /sys/class/thermal -name temp -type f | wc -l'
 expect head 0 'MemTotal:        8000000 kB' run hostile -- head -n 1 /proc/meminfo
 expect glob 0 '/proc/1 /proc/2 /proc/3' stepped hostile sh -c 'echo /proc/[0-9]'
-expect 'not on the board' 1 'cat: /proc/vmstat: No such file or directory' run vx4490p -- cat /proc/vmstat
+expect 'not on the board' 1 'cat: /proc/schedstat: No such file or directory' run vx4490p -- cat /proc/schedstat
 
 # Stepped time passes by the waits, from a shell to its commands and back, and figures are exact.
 expect 'time of children' 0 '3600.00 3602.50 3603.50' stepped vx4490p sh -c \
