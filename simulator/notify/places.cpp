@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include "simulator/board/descriptor.h"
+#include "simulator/board/working_folder.h"
 
 namespace simulator {
 
@@ -54,6 +55,7 @@ std::string Places::nameOfText(const std::string& path) { return kTextName + pat
 
 std::optional<std::string> Places::boardPath(const std::string& link) const {
   static const std::string start = std::string{kAnonymousFile} + kTextName;
+  if (auto folder = boardFolderOf(link)) return folder;  // of a preloaded program, which started this one
   if (!startsWith(link, start)) return skeleton_.boardPath(link);
   std::string path = link.substr(start.size());
   const std::size_t end = path.rfind(kDeleted);

@@ -1,8 +1,9 @@
 // Files and devices, by descriptor: open, openat, close, close_range, closefrom, dup, dup2, dup3, fcntl,
-// read, pread, readv, preadv, lseek, ioctl.
+// read, pread, readv, preadv, sendfile, copy_file_range, splice, lseek, ioctl.
 
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <sys/sendfile.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -30,7 +31,7 @@ mode_t modeArgument(int flags, std::va_list arguments) {
 int openAtAs(int folder, const char* path, int flags, mode_t mode) {
   int descriptor = -1;
   if (boardOpens(folder, path, flags, descriptor)) return descriptor;
-  descriptor = NEXT(openat)(folder, path, flags, mode);
+  descriptor = NEXT(openat)(folder, MachinePath{folder, path}, flags, mode);
   untrack(descriptor);
   return descriptor;
 }
@@ -223,6 +224,39 @@ STANDS_IN ssize_t preadv(int descriptor, const iovec* parts, int count, off_t of
 }
 STANDS_IN ssize_t preadv64(int descriptor, const iovec* parts, int count, off64_t offset) {
   return offset < 0 ? fail(EINVAL) : readPartsAs(descriptor, parts, count, offset);
+}
+
+// -- reading without the program's memory: as much of it as a read would take
+
+namespace {
+
+// False, and errno: a read would fail.
+template <typename Offset>
+bool limitTransfer(int descriptor, const Offset* offset, std::size_t& bytes) {
+  const auto file = openFile(descriptor);
+  if (file == nullptr) return true;
+  const ssize_t most = readableBytes(*file, descriptor, offset != nullptr ? *offset : kAtPosition, bytes);
+  if (most >= 0) bytes = static_cast<std::size_t>(most);
+  return most >= 0;
+}
+
+}  // namespace
+
+STANDS_IN ssize_t sendfile(int target, int source, off_t* offset, std::size_t bytes) noexcept {
+  return limitTransfer(source, offset, bytes) ? NEXT(sendfile)(target, source, offset, bytes) : -1;
+}
+STANDS_IN ssize_t sendfile64(int target, int source, off64_t* offset, std::size_t bytes) noexcept {
+  return limitTransfer(source, offset, bytes) ? NEXT(sendfile64)(target, source, offset, bytes) : -1;
+}
+STANDS_IN ssize_t copy_file_range(int source, off64_t* sourceOffset, int target, off64_t* targetOffset,
+                                  std::size_t bytes, unsigned flags) {
+  if (!limitTransfer(source, sourceOffset, bytes)) return -1;
+  return NEXT(copy_file_range)(source, sourceOffset, target, targetOffset, bytes, flags);
+}
+STANDS_IN ssize_t splice(int source, off64_t* sourceOffset, int target, off64_t* targetOffset,
+                         std::size_t bytes, unsigned flags) {
+  if (!limitTransfer(source, sourceOffset, bytes)) return -1;
+  return NEXT(splice)(source, sourceOffset, target, targetOffset, bytes, flags);
 }
 
 STANDS_IN off_t lseek(int descriptor, off_t offset, int whence) noexcept {

@@ -66,7 +66,7 @@ dirent* readEntry(BoardFolder& folder) {
 
 STANDS_IN DIR* opendir(const char* path) {
   const Board::Opening opening = lookAt(AT_FDCWD, path);
-  if (!opening.mine) return NEXT(opendir)(path);
+  if (!opening.mine) return NEXT(opendir)(MachinePath{AT_FDCWD, path});
   int descriptor = -1;
   boardOpens(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, descriptor);
   return descriptor < 0 ? nullptr : openListing(descriptor, opening.path);
@@ -139,12 +139,12 @@ int scanBoardFolder(const char* path, Entry*** list, Wants wants, Compare compar
 
 STANDS_IN int scandir(const char* path, dirent*** list, int (*wants)(const dirent*),
                       int (*compare)(const dirent**, const dirent**)) {
-  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir)(path, list, wants, compare);
+  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir)(MachinePath{AT_FDCWD, path}, list, wants, compare);
   return scanBoardFolder(path, list, wants, compare);
 }
 
 STANDS_IN int scandir64(const char* path, dirent64*** list, int (*wants)(const dirent64*),
                         int (*compare)(const dirent64**, const dirent64**)) {
-  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir64)(path, list, wants, compare);
+  if (!lookAt(AT_FDCWD, path).mine) return NEXT(scandir64)(MachinePath{AT_FDCWD, path}, list, wants, compare);
   return scanBoardFolder(path, list, wants, compare);
 }

@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cctype>
+#include <filesystem>
 #include <map>
 #include <mutex>
 #include <string_view>
@@ -16,6 +17,7 @@
 
 #include "simulator/board/fork_safe_mutex.h"
 #include "simulator/seam/interpose.h"
+#include "simulator/seam/working_folder.h"
 
 namespace simulator {
 
@@ -162,8 +164,17 @@ std::shared_ptr<OpenFile> openFile(int descriptor) {
 std::string absolutePath(int folder, const char* path) {
   if (path == nullptr) return {};
   if (path[0] == '/') return path;
+  if (folder == AT_FDCWD) return path[0] != '\0' ? workingFolder() + "/" + path : std::string{};
   const auto base = openFile(folder);
   return base == nullptr || base->folder.empty() ? std::string{} : base->folder + "/" + path;
+}
+
+MachinePath::MachinePath(int folder, const char* path) : path_{path} {
+  const bool isRelative = path != nullptr && path[0] != '/' && path[0] != '\0';
+  if (!isRelative || Board::active() == nullptr) return;
+  if (folder == AT_FDCWD && !isWorkingOnBoard()) return;
+  // Without the folders on the way, which are not the machine's.
+  absolute_ = std::filesystem::path{absolutePath(folder, path)}.lexically_normal();
 }
 
 Board::Opening lookAt(int folder, const char* path) {

@@ -35,9 +35,21 @@ void untrack(int descriptor);
 void untrackFrom(int first, int last);
 std::shared_ptr<OpenFile> openFile(int descriptor);  // null when it is not the board's
 
-// The absolute path of `path` relative to `folder`; empty when it is the machine's business: a relative path
-// from the working folder or from a folder that is not the board's.
+// The absolute path of `path` relative to `folder`, a descriptor or AT_FDCWD; empty when it is the machine's
+// business: relative to an open folder that is not the board's.
 std::string absolutePath(int folder, const char* path);
+
+// What a call that the board does not answer hands on to the machine: the path as it is, but where it counts
+// from a folder of the board, which the kernel does not know, as an absolute one.
+class MachinePath {
+ public:
+  MachinePath(int folder, const char* path);
+  operator const char*() const { return absolute_.empty() ? path_ : absolute_.c_str(); }
+
+ private:
+  const char* path_;
+  std::string absolute_;
+};
 
 // What the board has at `path` relative to `folder`: the machine's when there is no board.
 Board::Opening lookAt(int folder, const char* path);

@@ -57,6 +57,18 @@ bool isOfProgram(const Clock& clock, pid_t process) {
   return false;
 }
 
+// Some answers are told from errors by the error number alone.
+class KeptError {
+ public:
+  KeptError() = default;
+  ~KeptError() { errno = error_; }
+  KeptError(const KeptError&) = delete;
+  KeptError& operator=(const KeptError&) = delete;
+
+ private:
+  const int error_ = errno;
+};
+
 ProcessOwner ownerOnBoard(const Board& board, pid_t process) {
   const Board::Opening opening = board.look("/proc/" + std::to_string(process));
   return opening.mine && opening.error != ENOENT ? ProcessOwner::kBoard : ProcessOwner::kNobody;
@@ -70,6 +82,7 @@ bool hasProcesses() {
 }
 
 ProcessOwner ownerOf(pid_t process) {
+  const KeptError kept;
   if (process == 0 || process == ::getpid() || !hasProcesses()) return ProcessOwner::kProgram;
   const Board& board = *Board::active();
   if (isOfProgram(board.clock(), process)) return ProcessOwner::kProgram;

@@ -2,6 +2,7 @@
 // posix_spawn, posix_spawnp. One that a preloaded library does not reach is handed to the command, which
 // knows another way onto the same board, or says that there is none.
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "simulator/board/environment.h"
 #include "simulator/board/program.h"
 #include "simulator/seam/interpose.h"
+#include "simulator/seam/open_files.h"
 
 namespace {
 
@@ -76,7 +78,7 @@ int spawnAs(const Start& start, pid_t* process, const posix_spawn_file_actions_t
 STANDS_IN int execve(const char* path, char* const arguments[], char* const variables[]) noexcept {
   const Start start{path, arguments, variables};
   return start.isByCommand() ? NEXT(execve)(start.path(), start.arguments(), start.variables())
-                             : NEXT(execve)(path, arguments, variables);
+                             : NEXT(execve)(MachinePath{AT_FDCWD, path}, arguments, variables);
 }
 
 STANDS_IN int execv(const char* path, char* const arguments[]) noexcept {
@@ -134,7 +136,8 @@ STANDS_IN int posix_spawn(pid_t* process, const char* path, const posix_spawn_fi
                           char* const variables[]) {
   const Start start{path, arguments, variables};
   return start.isByCommand() ? spawnAs(start, process, actions, attributes)
-                             : NEXT(posix_spawn)(process, path, actions, attributes, arguments, variables);
+                             : NEXT(posix_spawn)(process, MachinePath{AT_FDCWD, path}, actions, attributes,
+                                                 arguments, variables);
 }
 
 STANDS_IN int posix_spawnp(pid_t* process, const char* file, const posix_spawn_file_actions_t* actions,

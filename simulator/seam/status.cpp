@@ -108,28 +108,32 @@ bool boardStates(int folder, const char* path, Status* status, int& result) {
 
 STANDS_IN int access(const char* path, int mode) noexcept {
   int result = 0;
-  return boardTests(AT_FDCWD, path, mode, result) ? result : NEXT(access)(path, mode);
+  return boardTests(AT_FDCWD, path, mode, result) ? result : NEXT(access)(MachinePath{AT_FDCWD, path}, mode);
 }
 
 STANDS_IN int faccessat(int folder, const char* path, int mode, int flags) noexcept {
   int result = 0;
-  return boardTests(folder, path, mode, result) ? result : NEXT(faccessat)(folder, path, mode, flags);
+  return boardTests(folder, path, mode, result)
+             ? result
+             : NEXT(faccessat)(folder, MachinePath{folder, path}, mode, flags);
 }
 
-#define STANDS_IN_STATUS(name, status_type)                                                 \
-  STANDS_IN int name(const char* path, struct status_type* status) noexcept {               \
-    int result = 0;                                                                         \
-    return boardStates(AT_FDCWD, path, status, result) ? result : NEXT(name)(path, status); \
+#define STANDS_IN_STATUS(name, status_type)                                   \
+  STANDS_IN int name(const char* path, struct status_type* status) noexcept { \
+    int result = 0;                                                           \
+    if (boardStates(AT_FDCWD, path, status, result)) return result;           \
+    return NEXT(name)(MachinePath{AT_FDCWD, path}, status);                   \
   }
 STANDS_IN_STATUS(stat, stat)
 STANDS_IN_STATUS(lstat, stat)
 STANDS_IN_STATUS(stat64, stat64)
 STANDS_IN_STATUS(lstat64, stat64)
 
-#define STANDS_IN_STATUS_AT(name, status_type)                                                           \
-  STANDS_IN int name(int folder, const char* path, struct status_type* status, int flags) noexcept {     \
-    int result = 0;                                                                                      \
-    return boardStates(folder, path, status, result) ? result : NEXT(name)(folder, path, status, flags); \
+#define STANDS_IN_STATUS_AT(name, status_type)                                                       \
+  STANDS_IN int name(int folder, const char* path, struct status_type* status, int flags) noexcept { \
+    int result = 0;                                                                                  \
+    if (boardStates(folder, path, status, result)) return result;                                    \
+    return NEXT(name)(folder, MachinePath{folder, path}, status, flags);                             \
   }
 STANDS_IN_STATUS_AT(fstatat, stat)
 STANDS_IN_STATUS_AT(fstatat64, stat64)
@@ -145,20 +149,22 @@ STANDS_IN_STATUS_OF(fstat64, stat64)
 // None has further attributes.
 STANDS_IN ssize_t listxattr(const char* path, char* list, std::size_t bytes) noexcept {
   const Board::Opening opening = lookAt(AT_FDCWD, path);
-  if (!opening.mine) return NEXT(listxattr)(path, list, bytes);
+  if (!opening.mine) return NEXT(listxattr)(MachinePath{AT_FDCWD, path}, list, bytes);
   return opening.error == ENOENT ? fail(ENOENT) : 0;
 }
 STANDS_IN ssize_t llistxattr(const char* path, char* list, std::size_t bytes) noexcept {
-  return lookAt(AT_FDCWD, path).mine ? ::listxattr(path, list, bytes) : NEXT(llistxattr)(path, list, bytes);
+  return lookAt(AT_FDCWD, path).mine ? ::listxattr(path, list, bytes)
+                                     : NEXT(llistxattr)(MachinePath{AT_FDCWD, path}, list, bytes);
 }
 STANDS_IN ssize_t getxattr(const char* path, const char* name, void* value, std::size_t bytes) noexcept {
   const Board::Opening opening = lookAt(AT_FDCWD, path);
-  if (!opening.mine) return NEXT(getxattr)(path, name, value, bytes);
+  if (!opening.mine) return NEXT(getxattr)(MachinePath{AT_FDCWD, path}, name, value, bytes);
   return fail(opening.error == ENOENT ? ENOENT : ENODATA);
 }
 STANDS_IN ssize_t lgetxattr(const char* path, const char* name, void* value, std::size_t bytes) noexcept {
   const bool isMine = lookAt(AT_FDCWD, path).mine;
-  return isMine ? ::getxattr(path, name, value, bytes) : NEXT(lgetxattr)(path, name, value, bytes);
+  return isMine ? ::getxattr(path, name, value, bytes)
+                : NEXT(lgetxattr)(MachinePath{AT_FDCWD, path}, name, value, bytes);
 }
 
 // What programs call that were built with a C library before 2.33.
@@ -182,7 +188,8 @@ STANDS_IN int __fxstatat64(int, int folder, const char* path, struct stat64* sta
 STANDS_IN int statx(int folder, const char* path, int flags, unsigned mask, struct statx* status) noexcept {
   struct stat plain {};
   int result = 0;
-  if (!boardStates(folder, path, &plain, result)) return NEXT(statx)(folder, path, flags, mask, status);
+  if (!boardStates(folder, path, &plain, result))
+    return NEXT(statx)(folder, MachinePath{folder, path}, flags, mask, status);
   if (result != 0) return result;
   std::memset(status, 0, sizeof *status);
   const auto timeOf = [](const timespec& time) {

@@ -79,7 +79,7 @@ std::FILE* openStream(const char* path, const char* mode) {
   int flags = std::strchr(mode, '+') != nullptr ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
   if (std::strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
   int descriptor = -1;
-  if (!boardOpens(AT_FDCWD, path, flags, descriptor)) return NEXT(fopen64)(path, mode);
+  if (!boardOpens(AT_FDCWD, path, flags, descriptor)) return NEXT(fopen64)(MachinePath{AT_FDCWD, path}, mode);
   if (descriptor < 0) return nullptr;
   std::FILE* const stream = makeStream(descriptor, mode);
   if (stream == nullptr) ::close(descriptor);

@@ -30,7 +30,19 @@ expect grep 0 '/sys/class/thermal/thermal_zone4/type:frost' run hostile -- grep 
 expect find 0 5 stepped hostile sh -c 'find /sys/class/thermal -name temp -type f | wc -l'
 expect head 0 'MemTotal:        8000000 kB' run hostile -- head -n 1 /proc/meminfo
 expect glob 0 '/proc/1 /proc/2 /proc/3' stepped hostile sh -c 'echo /proc/[0-9]'
-expect 'not on the board' 1 'cat: /proc/vmstat: No such file or directory' run vx4490p -- cat /proc/vmstat
+expect 'not on the board' 1 'cat: /proc/schedstat: No such file or directory' run vx4490p -- cat /proc/schedstat
+
+# The working folder may be on the board, and is handed on to whatever is started there.
+expect cd 0 '/sys/class/net
+0' stepped vx4490p sh -c 'cd /sys/class/net && pwd -P && cat lo/statistics/rx_bytes'
+expect 'cd to a process' 0 '1 /proc' run hostile -- bash -c 'cd /proc/1 && read -r pid rest <stat && cd .. && echo $pid $PWD'
+expect 'find from there' 0 './thermal_zone4/type' run hostile -- sh -c \
+  'cd /sys/class/thermal && find . -type f -exec grep -l frost {} +'
+expect 'commands from there' 0 'stat /proc/1/stat /proc/1/stat' run hostile -- bash -c \
+  'cd /proc/1 && echo $(ls stat) $(realpath stat) $(readlink -f ./stat)'
+expect 'started there' 0 '/proc/1 1' run hostile -- perl -e \
+  'use Cwd; chdir "/proc/1"; exec $^X, "-MCwd", "-e", "open F, qq(stat); print getcwd, qq( ), <F> =~ /^(\\d+)/" '
+expect 'out of it' 0 "$(ls /etc/passwd)" run hostile -- sh -c 'cd /proc/1 && cd ../../etc && ls "$(pwd)/passwd"'
 
 # Stepped time passes by the waits, from a shell to its commands and back, and figures are exact.
 expect 'time of children' 0 '3600.00 3602.50 3603.50' stepped vx4490p sh -c \

@@ -3,6 +3,8 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -105,6 +107,33 @@ TEST(KeptOpen, AStreamRendersAnewWhenItIsRewound) {
   std::ifstream library{kUptime};  // reads the descriptor of its stream
   library >> milliseconds;
   EXPECT_EQ(milliseconds, 10);
+}
+
+// Copies within the kernel are reads of the node.
+TEST(KeptOpen, ACopyWithinTheKernelIsARead) {
+  TimeBoard board;
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const int file = ::open(kUptime, O_RDONLY);
+  ::usleep(7000);
+  EXPECT_EQ(::sendfile(ends[1], file, nullptr, 64), 5);
+  EXPECT_EQ(readText(ends[0]), "7 ms\n");
+  ::usleep(1000);
+  off64_t start = 0;
+  EXPECT_EQ(::splice(file, &start, ends[1], nullptr, 64, 0), 5);
+  EXPECT_EQ(readText(ends[0]), "8 ms\n");
+  ::close(file);
+
+  board.failRead(kUptime, EIO);
+  const int failing = ::open(kUptime, O_RDONLY);
+  const int copy = ::memfd_create("copy", 0U);
+  for (const ssize_t sent :
+       {::sendfile(ends[1], failing, nullptr, 64), ::splice(failing, nullptr, ends[1], nullptr, 64, 0),
+        ::copy_file_range(failing, nullptr, copy, nullptr, 64, 0)}) {
+    EXPECT_EQ(sent, -1);
+    EXPECT_EQ(errno, EIO);
+  }
+  for (const int descriptor : {failing, copy, ends[0], ends[1]}) ::close(descriptor);
 }
 
 TEST(KeptOpen, WhatIsGoneSaysSo) {
