@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -39,7 +40,8 @@ fs::path besideExecutable(const char* relative) {
 fs::path boardsFolder() { return besideExecutable(TESSARY_BOARDS_FROM_BIN); }
 
 fs::path findBoard(const std::string& board) {
-  const bool isPath = board.find('/') != std::string::npos || fs::path{board}.extension() == ".json";
+  const bool isPath = board.find('/') != std::string::npos || fs::path{board}.extension() == ".json" ||
+                      fs::path{board}.extension() == ".jsonl";
   fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
   if (!isPath && !fs::exists(path))
     throw Failure{"there is no board " + board + "; 'tessary-board list' shows those that there are"};
@@ -47,10 +49,10 @@ fs::path findBoard(const std::string& board) {
 }
 
 // Laid out once, so that every mistake in it shows here.
-BoardFile readWholeBoard(const fs::path& path, std::uint64_t seed) {
+BoardFile readWholeBoard(const fs::path& path, std::uint64_t seed, Playback playback = {}) {
   Board board;
-  loadBoard(board, path, seed);
-  return readBoardFile(path, seed);
+  loadBoard(board, path, seed, playback);
+  return readBoardFile(path, seed, playback);
 }
 
 // -- run
@@ -59,13 +61,17 @@ struct RunOptions {
   std::string board;
   std::uint64_t seed = kDefaultSeed;
   std::string time = kRealTime;
+  double from = 0;   // seconds
+  double speed = 1;
   std::vector<std::string> command;
 };
 
 int run(RunOptions options) {
   if (options.command.empty()) throw Failure{"no command: tessary-board run BOARD -- COMMAND .."};
   const fs::path path = findBoard(options.board);
-  readWholeBoard(path, options.seed);
+  const Playback playback{std::llround(options.from * kMicrosecondsInSecond),
+                          std::llround(options.speed * kOne)};
+  readWholeBoard(path, options.seed, playback);
   const fs::path library = besideExecutable(TESSARY_BOARD_LIBRARY_FROM_BIN);
   if (!fs::exists(library)) throw Failure{library.string() + " is not there"};
   if (library.string().find_first_of(" :") != std::string::npos)
@@ -78,6 +84,8 @@ int run(RunOptions options) {
                   (preloaded != nullptr ? std::string{preloaded} + ":" : "") + library.string());
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
+  environment.set(kFromVariable, std::to_string(playback.from));
+  environment.set(kSpeedVariable, std::to_string(playback.speed));
   environment.set(kTimeVariable, options.time);
   environment.set(kTimesVariable, ProcessTimes::create());
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
@@ -228,6 +236,13 @@ int runCommandLine(int count, char** values) {
       ->add_option("--time", options.time,
                    "real, or stepped: time passes by the program's waits alone, which return at once")
       ->check(CLI::IsMember({kRealTime, kSteppedTime}))
+      ->capture_default_str();
+  constexpr double kLatest = 1e9;
+  constexpr double kFastest = 1000;
+  runCommand->add_option("--from", options.from, "Of a recording: begin so many seconds from its start")
+      ->check(CLI::Range(0.0, kLatest));
+  runCommand->add_option("--speed", options.speed, "Of a recording: how many of its seconds pass in one")
+      ->check(CLI::Range(1 / kFastest, kFastest))
       ->capture_default_str();
 
   auto* const listCommand = app.add_subcommand("list", "List the boards");
