@@ -61,7 +61,7 @@ struct RunOptions {
   std::string board;
   std::uint64_t seed = kDefaultSeed;
   std::string time = kRealTime;
-  double from = 0;   // seconds
+  double from = 0;  // seconds
   double speed = 1;
   std::vector<std::string> command;
 };

@@ -56,8 +56,8 @@ bool isThere(const std::vector<FrameNode>& node, Microseconds time) {
 Turns turnsOf(const Frames& frames, const std::vector<const std::vector<FrameNode>*>& nodes) {
   Turns turns;
   for (const Microseconds time : frames.times) {
-    const bool now = std::any_of(nodes.begin(), nodes.end(),
-                                 [time](const auto* node) { return isThere(*node, time); });
+    const bool now =
+        std::any_of(nodes.begin(), nodes.end(), [time](const auto* node) { return isThere(*node, time); });
     if (turns.empty() || turns.back().isThere != now) turns.push_back({time, now});
   }
   return turns;
@@ -72,7 +72,8 @@ void layOutNode(Board& board, const SharedFile& file, const std::string& path,
   board.change(path, [&board, file, &node](Node& opened) {
     const FrameNode* const now = Frames::at(node, boardTime(board));
     opened.isGone |= now == nullptr || now->form == FrameNode::Form::kGone;
-    if (now != nullptr && now->form == FrameNode::Form::kError) opened.openError = now->error;
+    const bool fails = now != nullptr && now->form == FrameNode::Form::kError;
+    if (fails && opened.openError == 0) opened.openError = now->error;  // else that of its folder
   });
 }
 
@@ -82,12 +83,16 @@ void layOutFolder(Board& board, const SharedFile& file, const std::string& path,
   std::set<std::string> names;
   for (const FrameNode& frame : node) names.insert(frame.entries.begin(), frame.entries.end());
   board.folder(path);
+  board.change(path, [&board, file, &node](Node& opened) {
+    const FrameNode* const now = Frames::at(node, boardTime(board));
+    if (now != nullptr && now->form == FrameNode::Form::kError) opened.openError = now->error;
+  });
   for (const std::string& name : names) {
     board.folder(path + "/" + name);
     board.change(path + "/" + name, [&board, file, &node, name](Node& opened) {
       const FrameNode* const now = Frames::at(node, boardTime(board));
-      const bool isListed = now != nullptr && std::find(now->entries.begin(), now->entries.end(), name) !=
-                                                  now->entries.end();
+      const bool isListed =
+          now != nullptr && std::find(now->entries.begin(), now->entries.end(), name) != now->entries.end();
       opened.isGone |= !isListed;
     });
   }
@@ -106,8 +111,9 @@ void hideEmptyFolders(Board& board, const SharedFile& file) {
     if (isAlwaysThere || isClaimed(path)) continue;
     board.change(path, [&board, turns = std::move(turns)](Node& folder) {
       const Microseconds now = boardTime(board);
-      const auto next = std::upper_bound(turns.begin(), turns.end(), now,
-                                         [](Microseconds time, const Turn& turn) { return time < turn.time; });
+      const auto next =
+          std::upper_bound(turns.begin(), turns.end(), now,
+                           [](Microseconds time, const Turn& turn) { return time < turn.time; });
       folder.isGone |= next == turns.begin() || !std::prev(next)->isThere;
     });
   }
@@ -148,9 +154,10 @@ Frames readFrames(const JsonValue& list, const Playback& playback) {
 void layOutFrames(Board& board, const SharedFile& file) {
   if (!file->frames) return;
   for (const auto& [path, node] : file->frames->nodes) {
-    const bool isFolder = std::any_of(node.begin(), node.end(), [](const FrameNode& frame) {
-      return frame.form == FrameNode::Form::kFolder;
-    });
+    const bool isFolder =
+        isClaimed(path) || std::any_of(node.begin(), node.end(), [](const FrameNode& frame) {
+          return frame.form == FrameNode::Form::kFolder;
+        });
     isFolder ? layOutFolder(board, file, path, node) : layOutNode(board, file, path, node);
   }
   hideEmptyFolders(board, file);

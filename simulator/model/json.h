@@ -57,7 +57,7 @@ class JsonValue {
   int line() const { return json_->line; }
   const std::string& key() const { return key_; }
 
-  std::string text() const;  // with "%d" replaced by the number of the item, within a group
+  std::string text() const;   // with "%d" replaced by the number of the item, within a group
   std::string name() const;   // a text that is not empty
   std::string bytes() const;  // such a one with \xNN for what is no UTF-8, as tessary writes names
   bool flag() const;

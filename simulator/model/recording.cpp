@@ -188,6 +188,7 @@ struct Process {
   Figures own;
   Figures virtualKB;
   bool hasMemory = false;
+  bool hasBlank = false;  // in its name, which is cut there
 };
 
 // A row that comes and goes: a disk, a zone.
@@ -252,7 +253,7 @@ class Recording {
   // A section of the sample at hand.
   struct Section {
     JsonObject object;
-    std::set<std::string> explained;          // items whose reason is a fault
+    std::set<std::string> explained;           // items whose reason is a fault
     std::map<std::string, std::string> words;  // of all items
   };
 
@@ -263,8 +264,8 @@ class Recording {
   void note(const std::string& path, const Reason& reason);
   std::string reasonOf(const Section& section, const std::string& item) const;
 
-  void take(Figures& figures, Section& section, JsonObject& from, const char* key,
-            const std::string& item, std::int64_t scale = 1);
+  void take(Figures& figures, Section& section, JsonObject& from, const char* key, const std::string& item,
+            std::int64_t scale = 1);
   static std::optional<Thousandths> numberIn(JsonObject& from, const char* key, std::int64_t scale = 1);
 
   void addCpu(JsonObject& sample);
@@ -291,6 +292,8 @@ class Recording {
   void finishDsps();
   void finishDdr();
   void finishFaults();
+  void cutProcessorLines();
+  bool anyCoreOffline(std::size_t first, std::size_t last) const;
   void addFault(const std::string& path, const Reason& reason, Span span);
   void hide(const std::string& path, const Presence& presence, const std::set<std::size_t>& unknown);
 
@@ -448,6 +451,12 @@ void Recording::take(Figures& figures, Section& section, JsonObject& from, const
   if (number || !isExplained) put(figures, now_, number);
 }
 
+// The rate goes on over an interval in which the counter went back: it has to move, for this to happen in it.
+void putMoving(Figures& figures, std::size_t sample) {
+  const bool moved = !figures.empty() && figures.back() && figures.back()->value_or(0) >= kOne;
+  put(figures, sample, moved ? *figures.back() : 10 * kOne);
+}
+
 std::string itemName(const char* table, std::size_t row, const char* key) {
   return std::string{table} + "[" + std::to_string(row) + "]." + key;
 }
@@ -482,10 +491,8 @@ void Recording::addCore(Section& cpu, JsonObject& row, std::size_t number, std::
 // What the recording has of all cores together is shared out among them by their loads.
 void Recording::shareOut(Section& cpu, std::vector<JsonObject>& rows) {
   static constexpr Thousandths kAll = 100 * kOne;
-  constexpr std::pair<std::size_t, const char*> kColumns[] = {{0, "user_percent"},
-                                                              {1, "nice_percent"},
-                                                              {2, "system_percent"},
-                                                              {kIowaitColumn, "iowait_percent"}};
+  constexpr std::pair<std::size_t, const char*> kColumns[] = {
+      {0, "user_percent"}, {1, "nice_percent"}, {2, "system_percent"}, {kIowaitColumn, "iowait_percent"}};
   constexpr std::size_t kIrqColumn = 5;
   constexpr std::size_t kStealColumn = 7;
   const auto own = [](JsonObject& row) {
@@ -540,7 +547,8 @@ void Recording::addProcesses(JsonObject& sample) {
     Process& process = this->process(pidOf(row), row);
     // Of one that starts, all that it has used.
     const bool starts = process.first == now_ && now_ > 0;
-    const Microseconds length = starts ? timeline_.end(now_) - timeline_.middle(now_) : timeline_.length(now_);
+    const Microseconds length =
+        starts ? timeline_.end(now_) - timeline_.middle(now_) : timeline_.length(now_);
     const auto percent = [&](Thousandths milliseconds) {
       const Wide scaled = Wide{milliseconds} * 100 * kOne * kOne / board_.playback.speed;
       return static_cast<Thousandths>((scaled + length / 2) / std::max<Microseconds>(length, 1));
@@ -560,6 +568,8 @@ void Recording::addProcmem(JsonObject& sample) {
     if (!row.find("name")) continue;
     Process& process = this->process(pidOf(row), row);
     process.hasMemory = true;
+    const std::string words = reasonOf(*section, itemName("top", number, "parent_pid"));
+    if (words.find("a blank in the process's name") != std::string::npos) process.hasBlank = true;
     row.read("parent_pid", process.parent, 0, kLargestPid);
     const auto figure = [&](Figures& figures, const char* key) {
       take(figures, *section, row, key, itemName("top", number, key));
@@ -590,7 +600,8 @@ void Recording::addZones(JsonObject& sample) {
     if (zones_.size() <= number) zones_.resize(number + 1);
     Zone& zone = zones_[number];
     if (const auto type = row.find("type")) zone.type = type->bytes();
-    take(zone.temperature, *section, row, "temperature_celsius", itemName("zones", at++, "temperature_celsius"));
+    take(zone.temperature, *section, row, "temperature_celsius",
+         itemName("zones", at++, "temperature_celsius"));
     zone.presence.samples.insert(now_);
   }
 }
@@ -617,9 +628,11 @@ void Recording::addDisks(JsonObject& sample) {
     const auto rate = [&](Figures& figures, const char* key, std::size_t column) {
       constexpr Thousandths kSector = 512;
       const Thousandths bytes = std::max<Thousandths>(numberIn(rows[at], key).value_or(0), 0);
-      put(figures, now_, (bytes + kSector / 2) / kSector);
-      const bool wraps = reasonOf(*section, itemName("disks", at, key)).find("went back") != std::string::npos;
-      if (wraps) disk.wraps.emplace_back(column, now_);
+      const bool wraps =
+          reasonOf(*section, itemName("disks", at, key)).find("went back") != std::string::npos;
+      if (!wraps) return put(figures, now_, (bytes + kSector / 2) / kSector);
+      disk.wraps.emplace_back(column, now_);
+      putMoving(figures, now_);
     };
     rate(disk.read, "read_bytes_per_second", kSectorsRead);
     rate(disk.written, "write_bytes_per_second", kSectorsWritten);
@@ -641,10 +654,14 @@ void Recording::addInterfaces(JsonObject& sample) {
     }
     for (std::size_t counter = 0; counter < kNetworkCounters; ++counter) {
       const std::string key = std::string{kNetworkKeys[counter]} + "_per_second";
-      put(interface.counters[counter], now_,
-          std::max<Thousandths>(numberIn(rows[at], key.c_str()).value_or(0), 0));
+      Figures& figures = interface.counters[counter];
       const std::string words = reasonOf(*section, itemName("interfaces", at, key.c_str()));
-      if (words.find("went back") != std::string::npos) interface.wraps.emplace_back(counter, now_);
+      if (words.find("went back") == std::string::npos) {
+        put(figures, now_, std::max<Thousandths>(numberIn(rows[at], key.c_str()).value_or(0), 0));
+        continue;
+      }
+      interface.wraps.emplace_back(counter, now_);
+      putMoving(figures, now_);
     }
   }
 }
@@ -698,7 +715,7 @@ bool isAnyThere(const Figures& figures) {
 }
 
 void Recording::finish() {
-  constexpr int kTicks = 1000;
+  constexpr int kTicks = 10000;  // each share of a core is cut to them
   board_.ticksPerSecond = kTicks;
   board_.description = "a recording";
   finishCores();
@@ -760,6 +777,8 @@ void Recording::finishProcesses() {
     // Only kernel threads have no memory.
     process.parent = hasProcmem_ && !recorded.hasMemory ? kKernelThreads : recorded.parent;
     process.name = recorded.name;
+    // One whose whole name the other section has not read, since it is no line.
+    if (recorded.hasBlank && recorded.name.find(' ') == std::string::npos) process.name += '\n';
     const auto restsAfter = [this](Figures& figures, std::size_t last) {
       for (std::size_t sample = 0; sample <= last; ++sample) {
         if (figures.size() <= sample || !figures[sample]) {
@@ -884,7 +903,27 @@ void Recording::finishDdr() {
   }
 }
 
+bool Recording::anyCoreOffline(std::size_t first, std::size_t last) const {
+  return std::any_of(cores_.begin(), cores_.end(), [&](const Core& core) {
+    const auto next = core.offline.lower_bound(first);
+    return next != core.offline.end() && *next <= last;
+  });
+}
+
+// The lines of the cores changed, and changed back, without a sample in which a core was offline.
+void Recording::cutProcessorLines() {
+  for (auto first = linesChanged_.begin(); first != linesChanged_.end();) {
+    auto last = first;
+    while (std::next(last) != linesChanged_.end() && *std::next(last) == *last + 1) ++last;
+    if (last != first && !anyCoreOffline(*first > 0 ? *first - 1 : 0, *last + 1)) {
+      addFault("/proc/stat", {{}, Fault::Kind::kCut, 0}, {timeline_.middle(*first), timeline_.middle(*last)});
+    }
+    first = std::next(last);
+  }
+}
+
 void Recording::finishFaults() {
+  cutProcessorLines();
   for (const auto& [key, samples] : faults_) {
     const auto& [path, kind, value] = key;
     const Reason reason{path, static_cast<Fault::Kind>(kind), value};
@@ -911,12 +950,14 @@ void Recording::addFault(const std::string& path, const Reason& reason, Span spa
   board_.faults.push_back(std::move(fault));
 }
 
-void Recording::hide(const std::string& path, const Presence& presence, const std::set<std::size_t>& unknown) {
+void Recording::hide(const std::string& path, const Presence& presence,
+                     const std::set<std::size_t>& unknown) {
   bool isThere = true;
   Microseconds since = 0;
   for (std::size_t sample = 0; sample < timeline_.size(); ++sample) {
     if (unknown.count(sample) != 0 || presence.holds(sample) == isThere) continue;
-    const Microseconds now = sample > 0 ? timeline_.middle(sample) : std::min<Microseconds>(timeline_.start(0), 0);
+    const Microseconds now =
+        sample > 0 ? timeline_.middle(sample) : std::min<Microseconds>(timeline_.start(0), 0);
     if (!isThere) addFault(path, {{}, Fault::Kind::kVanish, 0}, {since, now});
     since = now;
     isThere = !isThere;

@@ -82,7 +82,8 @@ Wide Series::integral(Microseconds time) const {
 
 bool Series::isWhole() const {
   return !points_.empty() && points_.front().time <= 0 &&
-         std::all_of(points_.begin(), points_.end(), [](const Point& point) { return point.value.has_value(); });
+         std::all_of(points_.begin(), points_.end(),
+                     [](const Point& point) { return point.value.has_value(); });
 }
 
 Signal::Signal(Thousandths value) : from_{value}, to_{value} {}

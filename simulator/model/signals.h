@@ -85,7 +85,7 @@ class Signal {
 
   Thousandths at(Microseconds time) const;
   Wide integral(Microseconds time) const;  // thousandths times microseconds
-  bool isThere(Microseconds time) const;  // its value is 0 while it is not
+  bool isThere(Microseconds time) const;   // its value is 0 while it is not
   bool isAlwaysThere() const { return !series_ || series_->isWhole(); }
   Thousandths lowest() const { return from_ < to_ ? from_ : to_; }
   Thousandths highest() const { return from_ < to_ ? to_ : from_; }

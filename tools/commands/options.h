@@ -35,7 +35,7 @@ struct Options {
   bool wide = false;
   bool all = false;
   bool diagnostics = false;
-  bool scrub = false;  // without the names of processes
+  bool scrub = false;              // without the names of processes
   std::string operand;             // the word or the file that stands alone
   std::vector<std::string> files;  // recordings to read
   std::vector<std::string> with;   // and those to compare them with

@@ -267,7 +267,8 @@ const Option kAll{"--all", nullptr, "All figures, also those of less interest", 
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
-const Option kFrameInterval{"--interval", "MS", "Milliseconds from one frame to the next; 1000", takeInterval};
+const Option kFrameInterval{"--interval", "MS", "Milliseconds from one frame to the next; 1000",
+                            takeInterval};
 const Option kScrub{"--scrub", nullptr, "Without the names of the processes", takeScrub};
 
 const Option kRecordings{

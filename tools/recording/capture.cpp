@@ -22,10 +22,9 @@ constexpr char kProcessStat[] = "/proc/#/stat";
 // What is below a folder shows that it is there, so that its list is needed only where nothing is.
 bool isCovered(const Node& folder, const std::vector<Node>& sources) {
   const std::string below = std::string{folder.target} + "/";
-  return folder.check == checkFolder &&
-         std::any_of(sources.begin(), sources.end(), [&](const Node& source) {
-           return std::string_view{source.target}.substr(0, below.size()) == below;
-         });
+  return std::any_of(sources.begin(), sources.end(), [&](const Node& source) {
+    return std::string_view{source.target}.substr(0, below.size()) == below;
+  });
 }
 
 Json describe(const NodeText& node) {
@@ -48,12 +47,13 @@ std::string withoutName(const std::string& stat) {
 
 Capture::Capture(Selection sections, bool scrub) : scrub_{scrub} {
   std::vector<Node> all;
-  for (const SectionInfo* const info : sections) all.insert(all.end(), info->nodes.begin(), info->nodes.end());
+  for (const SectionInfo* const info : sections)
+    all.insert(all.end(), info->nodes.begin(), info->nodes.end());
   for (const Node& source : all) {
-    const bool isThere = std::any_of(sources_.begin(), sources_.end(), [&](const Node& other) {
-      return std::string_view{other.target} == source.target;
+    const bool isThere = std::any_of(sources_.begin(), sources_.end(), [&](const Source& other) {
+      return std::string_view{other.node.target} == source.target;
     });
-    if (!isThere && !isCovered(source, all)) sources_.push_back(source);
+    if (!isThere) sources_.push_back({source, isCovered(source, all)});
   }
 }
 
@@ -68,16 +68,24 @@ std::string Capture::begin() const {
   return text + ",\"frames\":[";
 }
 
-std::map<std::string, std::string> Capture::read() const {
+std::map<std::string, std::string> Capture::read() {
   std::map<std::string, std::string> texts;
-  for (const Node& source : sources_) {
+  closed_.clear();
+  for (const auto& [source, isCovered] : sources_) {
     const bool isStat = std::string_view{source.target} == kProcessStat;
     for (NodeText& node : readTexts(source)) {
+      if (isCovered) node.entries.clear();
+      if (node.isFolder && node.error != 0) closed_.push_back(node.path + "/");
       if (scrub_ && isStat && node.error == 0) node.text = withoutName(node.text);
       texts.emplace(node.path, describe(node).dump());
     }
   }
   return texts;
+}
+
+bool Capture::isClosed(const std::string& path) const {
+  return std::any_of(closed_.begin(), closed_.end(),
+                     [&](const std::string& folder) { return path.compare(0, folder.size(), folder) == 0; });
 }
 
 std::string Capture::frame(double milliseconds) {
@@ -94,7 +102,12 @@ std::string Capture::frame(double milliseconds) {
     if (before == last_.end() || before->second != value) add(path, value);
   }
   for (const auto& [path, value] : last_) {
-    if (now.count(path) == 0) add(path, "null");
+    if (now.count(path) != 0) continue;
+    if (isClosed(path)) {
+      now.emplace(path, value);
+    } else {
+      add(path, "null");
+    }
   }
   last_ = std::move(now);
   first_ = false;

@@ -25,12 +25,19 @@ class Capture {
   std::size_t nodes() const { return last_.size(); }
 
  private:
-  std::map<std::string, std::string> read() const;  // by path: what a frame says of the node
+  std::map<std::string, std::string> read();  // by path: what a frame says of the node
+  bool isClosed(const std::string& path) const;
 
-  std::vector<Node> sources_;
+  struct Source {
+    Node node;
+    bool isCovered;  // a folder whose nodes are sources, too: its list would say nothing more
+  };
+
+  std::vector<Source> sources_;
   bool scrub_;
   bool first_ = true;
   std::map<std::string, std::string> last_;
+  std::vector<std::string> closed_;  // folders that could not be listed: nobody knows what is in them
 };
 
 // 931 (navigation) S 1 ..: the name is all that stands between the first parenthesis and the last.

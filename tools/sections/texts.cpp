@@ -43,8 +43,8 @@ std::vector<NodeText> readTexts(const Node& source) {
     NodeText node;
     node.path = std::move(path);
     source.check == checkFolder ? readFolder(node) : readNode(node);
-    // One that is not there, and one that went while it was read, are none.
-    const bool isThere = node.error != ENOENT && node.error != ESRCH && node.error != ENOTDIR;
+    // One that is not there is none; one that went while it was read has its error.
+    const bool isThere = node.error != ENOENT && node.error != ENOTDIR;
     if (isThere) nodes.push_back(std::move(node));
   }
   return nodes;
