@@ -40,8 +40,9 @@ fs::path besideExecutable(const char* relative) {
 fs::path boardsFolder() { return besideExecutable(TESSARY_BOARDS_FROM_BIN); }
 
 fs::path findBoard(const std::string& board) {
-  const bool isPath = board.find('/') != std::string::npos || fs::path{board}.extension() == ".json" ||
-                      fs::path{board}.extension() == ".jsonl";
+  const std::string extension = fs::path{board}.extension();
+  const bool isPath = board.find('/') != std::string::npos || extension == ".json" ||
+                      extension == ".jsonl" || extension == ".gz";
   fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
   if (!isPath && !fs::exists(path))
     throw Failure{"there is no board " + board + "; 'tessary-board list' shows those that there are"};

@@ -367,6 +367,8 @@ BoardFile readBoardFile(const std::string& path, std::uint64_t seed, Playback pl
   std::ifstream file{path, std::ios::binary};
   const std::string text{std::istreambuf_iterator<char>{file}, {}};
   if (!file) throw std::system_error{errno, std::generic_category(), path};
+  const bool isCompressed = text.compare(0, 2, "\x1f\x8b") == 0;
+  if (isCompressed) throw BoardFileError{path, 1, "", "is compressed: unpack it with gunzip"};
   return parseBoardFile(text, path, seed, playback);
 }
 
