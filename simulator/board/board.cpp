@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 #include <stdexcept>
 
 namespace simulator {
@@ -297,20 +298,29 @@ std::optional<Node> Board::find(const std::string& key) const {
     found.openError = folder->second.openError;
     return found;
   }
-  // What is missing from a folder of the board is missing, and so is what would be below it.
+  // What is missing from a folder of the board is missing, and so is what would be below it; but a folder may
+  // have, beside what is defined in it, what it has as a resident's.
+  bool isMine = false;
   for (std::string parent = key; parent != "/";) {
     parent = folderOf(parent);
     if (folders_.count(parent) == 0) continue;
+    isMine = true;
     const auto residents = residents_.find(parent);
     if (residents != residents_.end()) {
       const std::size_t below = parent == "/" ? 1 : parent.size() + 1;
       if (auto resident = residents->second.find(std::string_view{key}.substr(below))) return resident;
     }
-    if (isOfCaller(key)) return std::nullopt;
-    found.isGone = true;
-    return found;
   }
-  return std::nullopt;
+  if (!isMine || isOfCaller(key)) return std::nullopt;
+  found.isGone = true;
+  return found;
+}
+
+std::optional<Node> Board::findResident(const std::string& key) const {
+  const std::string parent = folderOf(key);
+  const auto residents = residents_.find(parent);
+  if (residents == residents_.end()) return std::nullopt;
+  return residents->second.find(std::string_view{key}.substr(parent == "/" ? 1 : parent.size() + 1));
 }
 
 void Board::applyChanges(const std::string& key, Node& node) const {
@@ -343,8 +353,10 @@ std::vector<std::string> Board::list(const std::string& path) const {
   const std::lock_guard lock{mutex_};
   const std::string key = normalized(path);
   std::vector<std::string> entries{".", ".."};
+  std::set<std::string> listed;
   const auto append = [&](const std::vector<std::string>& names) {
     for (const std::string& name : names) {
+      if (!listed.insert(name).second) continue;
       Node node;
       if (!nodeChanges_.empty()) applyChanges(entryOf(key, name), node);
       if (!node.isGone) entries.push_back(name);
@@ -353,6 +365,7 @@ std::vector<std::string> Board::list(const std::string& path) const {
   const auto folder = folders_.find(key);
   if (folder != folders_.end()) {
     append(folder->second.names);
+    if (const std::optional<Node> resident = findResident(key)) append(resident->entries);
   } else if (const std::optional<Node> found = find(key)) {
     append(found->entries);
   }
@@ -395,6 +408,11 @@ std::optional<std::string> Board::libraryFile(const std::string& name) const {
 
 std::int64_t Board::wait(std::int64_t microseconds) {
   const Nanoseconds left = clock_.wait(microseconds * 1000);
+  waited(microseconds);
+  return left / 1000;
+}
+
+void Board::waited(std::int64_t microseconds) {
   const std::lock_guard lock{mutex_};
   waits_.add(microseconds);
   if (!changes_.empty()) {
@@ -402,7 +420,6 @@ std::int64_t Board::wait(std::int64_t microseconds) {
     changes_.erase(changes_.begin());
     change();
   }
-  return left / 1000;
 }
 
 void Board::addLoad(LibraryLoad load) {

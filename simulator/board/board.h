@@ -151,6 +151,7 @@ class Board {
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
   std::int64_t wait(std::int64_t microseconds);  // those that are left when a signal interrupts it
+  void waited(std::int64_t microseconds);        // what a wait does beside that: history and changes
   void addLoad(LibraryLoad load);
   void addLogLine(LogLine line);
 
@@ -167,6 +168,7 @@ class Board {
   Node& node(const std::string& path);
   void enter(const std::string& path);
   std::optional<Node> find(const std::string& key) const;
+  std::optional<Node> findResident(const std::string& key) const;
   void applyChanges(const std::string& key, Node& node) const;
 
   mutable ForkSafeMutex mutex_;

@@ -1,13 +1,14 @@
 #include "simulator/board/clock.h"
 
-#include <dlfcn.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <utility>
+
+#include "simulator/board/machine.h"
+#include "simulator/board/schedule.h"
 
 namespace simulator {
 
@@ -17,23 +18,15 @@ namespace {
 constexpr Nanoseconds kDate = 1704067200 * kNanosecondsInSecond;
 constexpr Nanoseconds kUptime = 3600 * kNanosecondsInSecond;
 
-thread_local Nanoseconds threadTime = 0;
-
-// By the C library's own, which is no system call: the one that stands in front of it answers for the board.
-Nanoseconds machineClock(int id) {
-  using Function = int(clockid_t, timespec*);
-  static std::atomic<Function*> function{nullptr};
-  if (function == nullptr) function = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, "clock_gettime"));
-  timespec time{};
-  function.load(std::memory_order_relaxed)(id, &time);
-  return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;
+bool showsDate(int id) {
+  return id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE || id == CLOCK_REALTIME_ALARM || id == CLOCK_TAI;
 }
 
 }  // namespace
 
 Clock::Clock(Mode mode, Nanoseconds start)
     : mode_{mode}, origin_{bootTime() - start}, date_{mode == Mode::kStepped ? kDate : date() - start} {
-  threadTime = start;
+  if (mode == Mode::kStepped) Schedule::get().startAt(start);
 }
 
 Clock Clock::since(Nanoseconds origin, Nanoseconds date) {
@@ -46,31 +39,31 @@ Nanoseconds Clock::bootTime() { return machineClock(CLOCK_BOOTTIME); }
 
 Nanoseconds Clock::date() { return machineClock(CLOCK_REALTIME); }
 
-Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? threadTime : bootTime() - origin_; }
+Nanoseconds Clock::now() const { return mode_ == Mode::kStepped ? Schedule::now() : bootTime() - origin_; }
 
 Nanoseconds Clock::wait(Nanoseconds duration) {
   duration = std::max<Nanoseconds>(duration, 0);
   if (mode_ == Mode::kStepped) {
-    threadTime += duration;
+    const Nanoseconds limit = now() + duration;
+    Schedule::get().sleepUntil(limit);
     publish();
-    return 0;
+    return std::max<Nanoseconds>(limit - now(), 0);
   }
-  timespec time{duration / kNanosecondsInSecond, duration % kNanosecondsInSecond};
+  const timespec time = timespecOf(duration);
   timespec left{};
-  if (::syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, &left) == 0) return 0;
+  if (machineCall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, &left) == 0) return 0;
   return left.tv_sec * kNanosecondsInSecond + left.tv_nsec;
 }
 
 void Clock::advanceTo(Nanoseconds time) {
-  if (threadTime >= time) return;
-  threadTime = time;
+  if (mode_ == Mode::kReal) return;
+  Schedule::get().advanceTo(time);
   publish();
 }
 
 Nanoseconds Clock::read(int id) const {
   if (mode_ == Mode::kReal) return machineClock(id);
-  const bool date = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
-  return (date ? kDate : kUptime) + now();
+  return (showsDate(id) ? kDate : kUptime) + now();
 }
 
 Nanoseconds Clock::uptimeAtStart() const { return mode_ == Mode::kStepped ? kUptime : origin_; }
@@ -85,7 +78,7 @@ void Clock::leaveProcess() const {
 }
 
 void Clock::enterProcess() const {
-  if (times_ != nullptr) times_->begin(::getpid(), threadTime);
+  if (times_ != nullptr) times_->begin(::getpid(), mode_ == Mode::kStepped ? now() : 0);
 }
 
 void Clock::joinProcess(pid_t process) {
@@ -94,7 +87,7 @@ void Clock::joinProcess(pid_t process) {
 }
 
 void Clock::publish() const {
-  if (times_ != nullptr) times_->advance(::getpid(), threadTime);
+  if (times_ != nullptr) times_->advance(::getpid(), now());
 }
 
 }  // namespace simulator

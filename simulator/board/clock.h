@@ -1,5 +1,5 @@
 // The board's time. Stepped time stands still but for the waits: each wait moves the clock of the thread that
-// waits, at once, by exactly what it asked for. A thread starts with the time of the thread that created it
+// waits by exactly what it asked for, as soon as it is its turn: see schedule.h. A thread starts with the time of the thread that created it
 // and, when it is joined, passes its own on, so that monitors which wait side by side take one interval, not
 // several, and every run with the same waits reads the same times. Real time is the machine's, counted from
 // the board's start.
@@ -37,6 +37,9 @@ class Clock {
   // interrupts.
   Nanoseconds wait(Nanoseconds duration);
 
+  // The time since the board's start at which the clock `id` shows this.
+  Nanoseconds timeAt(int id, Nanoseconds shown) const { return shown - (read(id) - now()); }
+
   // For joins: the calling thread's time becomes at least `time`.
   void advanceTo(Nanoseconds time);
 
@@ -53,6 +56,7 @@ class Clock {
   void share(ProcessTimes* times, std::string path);
   void enterProcess() const;        // a process begins with what is the calling thread's time
   void joinProcess(pid_t process);  // a child has ended: as when a thread is joined
+  void publish() const;             // the calling thread's time has moved
   void leaveProcess() const;        // the calling process ends
 
   // Whether the machine's process is one of the board's programs, and all that are.
@@ -60,8 +64,6 @@ class Clock {
   std::vector<pid_t> processesOnBoard() const { return ProcessTimes::livingProcesses(timesPath_); }
 
  private:
-  void publish() const;
-
   Mode mode_;
   ProcessTimes* times_ = nullptr;
   std::string timesPath_;

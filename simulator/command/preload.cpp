@@ -14,6 +14,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/command/playback.h"
 #include "simulator/model/model.h"
 
 namespace {
@@ -54,13 +55,9 @@ Clock sharedClock() {
 
 void layOutSharedBoard(const std::string& path) {
   const std::uint64_t seed = std::strtoull(variable(kSeedVariable).c_str(), nullptr, 10);
-  Playback playback;
-  playback.from = std::strtoll(variable(kFromVariable).c_str(), nullptr, 10);
-  const Thousandths speed = std::strtoll(variable(kSpeedVariable).c_str(), nullptr, 10);
-  if (speed > 0) playback.speed = speed;
   static auto* const board = new Board{sharedClock()};
   board->keepHistory(false);
-  loadBoard(*board, path, seed, playback);
+  loadBoard(*board, path, seed, playbackOfEnvironment());
   ::pthread_atfork(nullptr, nullptr, [] { board->clock().enterProcess(); });
 }
 

@@ -16,6 +16,8 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/command/playback.h"
+#include "simulator/command/way.h"
 #include "simulator/model/model.h"
 
 namespace {
@@ -41,8 +43,8 @@ fs::path boardsFolder() { return besideExecutable(TESSARY_BOARDS_FROM_BIN); }
 
 fs::path findBoard(const std::string& board) {
   const std::string extension = fs::path{board}.extension();
-  const bool isPath = board.find('/') != std::string::npos || extension == ".json" ||
-                      extension == ".jsonl" || extension == ".gz";
+  const bool isPath = board.find('/') != std::string::npos || extension == ".json" || extension == ".jsonl" ||
+                      extension == ".gz";
   fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
   if (!isPath && !fs::exists(path))
     throw Failure{"there is no board " + board + "; 'tessary-board list' shows those that there are"};
@@ -64,15 +66,45 @@ struct RunOptions {
   std::string time = kRealTime;
   double from = 0;  // seconds
   double speed = 1;
+  std::string seam = kAutomaticSeam;
+  bool machineNetwork = false;
+  bool isStrict = false;
+  bool isVerbose = false;
   std::vector<std::string> command;
 };
 
 int run(RunOptions options) {
   if (options.command.empty()) throw Failure{"no command: tessary-board run BOARD -- COMMAND .."};
   const fs::path path = findBoard(options.board);
-  const Playback playback{std::llround(options.from * kMicrosecondsInSecond),
-                          std::llround(options.speed * kOne)};
+  const bool isStepped = options.time == kSteppedTime;
+  // For a program of that board, which could not start this one itself.
+  const char* const board = std::getenv(kBoardVariable);
+  const bool isNested = board != nullptr && board == path && std::getenv(kTimesVariable) != nullptr;
+  const Playback playback = isNested ? playbackOfEnvironment()
+                                     : Playback{std::llround(options.from * kMicrosecondsInSecond),
+                                                std::llround(options.speed * kOne)};
   readWholeBoard(path, options.seed, playback);
+  if (isStepped && options.seam == kNotifySeam)
+    throw Failure{"--seam notify is for real time: programs read the clock without a call"};
+
+  const ChosenWay chosen = chooseWay(options.command[0], options.seam, isStepped);
+  if (chosen.way == Way::kNone) {
+    std::cerr << "tessary-board: " << chosen.reason << ": "
+              << (options.isStrict ? "refused\n" : "it will see the machine\n");
+    if (options.isStrict) return kCannotRun;
+  } else if (options.isVerbose) {
+    std::cerr << "tessary-board: " << chosen.reason << ": "
+              << (chosen.way == Way::kNotify ? "its system calls are answered\n"
+                                             : "a library is preloaded\n");
+  }
+  if (chosen.way == Way::kNotify) {
+    Environment environment;
+    environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
+    ::environ = const_cast<char**>(environment.variables());
+    return runNotified({path, options.seed, playback, isNested ? std::getenv(kTimesVariable) : "",
+                        options.machineNetwork, std::move(options.command)});
+  }
+
   const fs::path library = besideExecutable(TESSARY_BOARD_LIBRARY_FROM_BIN);
   if (!fs::exists(library)) throw Failure{library.string() + " is not there"};
   if (library.string().find_first_of(" :") != std::string::npos)
@@ -88,7 +120,9 @@ int run(RunOptions options) {
   environment.set(kFromVariable, std::to_string(playback.from));
   environment.set(kSpeedVariable, std::to_string(playback.speed));
   environment.set(kTimeVariable, options.time);
-  environment.set(kTimesVariable, ProcessTimes::create());
+  environment.set(kTimesVariable, isNested ? std::getenv(kTimesVariable) : ProcessTimes::create());
+  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
+  if (options.machineNetwork) environment.set(kMachineNetworkVariable, "1");
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
 
@@ -217,7 +251,7 @@ std::vector<std::string> takeCommand(std::vector<std::string>& arguments) {
 }
 
 int runCommandLine(int count, char** values) {
-  CLI::App app{"Runs any dynamically linked program on a simulated board.", "tessary-board"};
+  CLI::App app{"Runs programs on a simulated board.", "tessary-board"};
   app.footer(
       "Example: tessary-board run vx4490p -- tessary report\nA board is a name that 'list' shows, or a "
       "file.");
@@ -245,6 +279,17 @@ int runCommandLine(int count, char** values) {
   runCommand->add_option("--speed", options.speed, "Of a recording: how many of its seconds pass in one")
       ->check(CLI::Range(1 / kFastest, kFastest))
       ->capture_default_str();
+  runCommand
+      ->add_option(
+          "--seam", options.seam,
+          "Where the board stands: preload, in front of the C library; notify, in front of the kernel, for "
+          "programs without it, in real time alone; auto, as the program needs it")
+      ->check(CLI::IsMember({kAutomaticSeam, kPreloadSeam, kNotifySeam}))
+      ->capture_default_str();
+  runCommand->add_flag("--machine-network", options.machineNetwork,
+                       "Let the program see the machine's network configuration, which is refused otherwise");
+  runCommand->add_flag("--strict", options.isStrict, "Refuse a program that would see the machine");
+  runCommand->add_flag("-v,--verbose", options.isVerbose, "Say which way the program gets onto the board");
 
   auto* const listCommand = app.add_subcommand("list", "List the boards");
   listCommand->footer("Example: tessary-board list");

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <numeric>
 #include <set>
 #include <string_view>
@@ -74,7 +76,12 @@ CoreFile readCore(JsonObject& object) {
 ZoneFile readZone(JsonObject& object, int cores) {
   ZoneFile zone;
   object.read("type", zone.type);
-  if (const auto temperature = object.find("temperature")) zone.temperature = temperature->signal(-273, 1000);
+  if (const auto temperature = object.find("temperature")) {
+    zone.temperature = temperature->signal(-273, 1000);
+    for (const char* const other : {"ambient", "rise", "lag_ms", "cores"}) {
+      if (const auto value = object.find(other)) value->fail("is of no use beside temperature");
+    }
+  }
   object.read("ambient", zone.ambient, -273, 1000);
   if (const auto rise = object.find("rise")) zone.rise = rise->figure(0, 1000);
   object.readTime("lag_ms", zone.lag, 1);
@@ -105,6 +112,18 @@ std::vector<std::pair<const char*, Signal>> readMemory(const JsonValue& value) {
     object.read(line.key, lines.back().second);
   }
   object.end();
+  const auto signalOf = [&](std::string_view key) {
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      if (kMemoryLines[i].key == key) return lines[i].second;
+    }
+    return Signal{};
+  };
+  for (const char* const part : {"free_kb", "available_kb", "buffers_kb", "cached_kb"}) {
+    if (signalOf(part).highest() > signalOf("total_kb").lowest())
+      object.need(part).fail("is more than total_kb");
+  }
+  if (signalOf("swap_free_kb").highest() > signalOf("swap_total_kb").lowest())
+    object.need("swap_free_kb").fail("is more than swap_total_kb");
   return lines;
 }
 
@@ -135,21 +154,34 @@ ProcessFile readProcess(JsonObject& object) {
 }
 
 std::vector<ProcessFile> readProcesses(const JsonValue& list) {
-  std::set<int> ids;
+  std::multimap<int, Span> lives;
   std::vector<ProcessFile> processes = readGroups<ProcessFile>(list, [&](JsonObject& object) {
     ProcessFile process = readProcess(object);
-    if (!ids.insert(process.pid).second)
-      object.need("pid").fail(std::to_string(process.pid) + " is there already");
+    const auto [first, last] = lives.equal_range(process.pid);
+    const bool isThere = std::any_of(first, last, [&](const auto& life) {
+      return life.second.from < process.life.to && process.life.from < life.second.to;
+    });
+    if (isThere) object.need("pid").fail(std::to_string(process.pid) + " is there already");
+    lives.emplace(process.pid, process.life);
     return process;
   });
-  std::sort(processes.begin(), processes.end(),
-            [](const ProcessFile& one, const ProcessFile& other) { return one.pid < other.pid; });
+  std::stable_sort(processes.begin(), processes.end(),
+                   [](const ProcessFile& one, const ProcessFile& other) { return one.pid < other.pid; });
   return processes;
 }
 
-DiskFile readDisk(JsonObject& object) {
+// A name that is a folder's or a file's.
+std::string readFileName(JsonObject& object, std::set<std::string>& taken) {
+  const JsonValue value = object.need("name");
+  std::string name = value.name();
+  if (name.find('/') != std::string::npos || name == "." || name == "..") value.fail("is no name of a file");
+  if (!taken.insert(name).second) value.fail(name + " is there already");
+  return name;
+}
+
+DiskFile readDisk(JsonObject& object, std::set<std::string>& taken) {
   DiskFile disk;
-  disk.name = object.need("name").name();
+  disk.name = readFileName(object, taken);
   object.read("major", disk.major, 0, 4095);
   object.read("minor", disk.minor, 0, 1 << 20);
   object.read("partitions", disk.partitions, 0, 128);
@@ -158,9 +190,11 @@ DiskFile readDisk(JsonObject& object) {
   return disk;
 }
 
-InterfaceFile readInterface(JsonObject& object) {
+InterfaceFile readInterface(JsonObject& object, std::set<std::string>& taken) {
+  constexpr std::size_t kLongest = 15;
   InterfaceFile interface;
-  interface.name = object.need("name").name();
+  interface.name = readFileName(object, taken);
+  if (interface.name.size() > kLongest) object.need("name").fail("is longer than 15 characters");
   readCounters(object, kNetworkKeys, interface.counters);
   return interface;
 }
@@ -181,9 +215,9 @@ GpuFile readGpu(const JsonValue& value) {
   return gpu;
 }
 
-DspFile readDsp(JsonObject& object) {
+DspFile readDsp(JsonObject& object, std::set<std::string>& taken) {
   DspFile dsp;
-  dsp.name = object.need("name").name();
+  dsp.name = readFileName(object, taken);
   object.read("load", dsp.load, 0, 100);
   object.read("clock", dsp.clock, 0, 0xffffffff);
   return dsp;
@@ -314,6 +348,7 @@ BoardFile readBoard(const JsonValue& root, BoardFile board) {
   if (const auto id = object.find("feature_id")) board.featureId = static_cast<int>(id->whole(0, 255));
   if (const auto properties = object.find("properties")) board.properties = readTexts(*properties);
   if (const auto nodes = object.find("nodes")) board.nodes = readNodes(*nodes);
+  object.read("kernel", board.kernel);
   object.read("ticks_per_second", board.ticksPerSecond, 1, 1000000);
 
   const auto frames = object.find("frames");
@@ -331,10 +366,14 @@ BoardFile readBoard(const JsonValue& root, BoardFile board) {
   readList(object, "cooling_devices", board.coolingDevices, readCoolingDevice);
   if (const auto memory = object.find("memory")) board.memory = readMemory(*memory);
   if (const auto processes = object.find("processes")) board.processes = readProcesses(*processes);
-  readList(object, "disks", board.disks, readDisk);
-  readList(object, "interfaces", board.interfaces, readInterface);
+  std::set<std::string> diskNames;
+  readList(object, "disks", board.disks, [&](JsonObject& item) { return readDisk(item, diskNames); });
+  std::set<std::string> interfaceNames;
+  readList(object, "interfaces", board.interfaces,
+           [&](JsonObject& item) { return readInterface(item, interfaceNames); });
   if (const auto gpu = object.find("gpu")) board.gpu = readGpu(*gpu);
-  readList(object, "dsps", board.dsps, readDsp);
+  std::set<std::string> dspNames;
+  readList(object, "dsps", board.dsps, [&](JsonObject& item) { return readDsp(item, dspNames); });
   if (const auto ddr = object.find("ddr")) board.ddr = readDdr(*ddr);
   if (const auto faults = object.find("faults")) {
     for (const JsonValue& value : faults->items()) {
@@ -364,11 +403,15 @@ BoardFile parseBoardFile(const std::string& text, const std::string& path, std::
 }
 
 BoardFile readBoardFile(const std::string& path, std::uint64_t seed, Playback playback) {
+  constexpr std::size_t kLargest = std::size_t{64} << 20;
+  if (!std::filesystem::is_regular_file(path) && std::filesystem::exists(path))
+    throw BoardFileError{path, 1, "", "is no regular file"};
   std::ifstream file{path, std::ios::binary};
   const std::string text{std::istreambuf_iterator<char>{file}, {}};
   if (!file) throw std::system_error{errno, std::generic_category(), path};
   const bool isCompressed = text.compare(0, 2, "\x1f\x8b") == 0;
   if (isCompressed) throw BoardFileError{path, 1, "", "is compressed: unpack it with gunzip"};
+  if (text.size() > kLargest) throw BoardFileError{path, 1, "", "is larger than 64 MiB"};
   return parseBoardFile(text, path, seed, playback);
 }
 

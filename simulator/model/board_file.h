@@ -134,7 +134,8 @@ struct BoardFile {
   std::string soc;       // /sys/devices/soc0/machine
   std::optional<int> featureId;
   std::vector<std::pair<std::string, std::string>> properties;
-  int ticksPerSecond = 1000;
+  int ticksPerSecond = 100;
+  std::string kernel = "5.15.0";  // its release
 
   // What a board does not have, it has none of: the machine's own never show.
   std::vector<CoreFile> cores;
@@ -149,6 +150,8 @@ struct BoardFile {
   std::optional<DdrFile> ddr;
   std::vector<std::pair<std::string, std::string>> nodes;
   std::vector<Fault> faults;
+
+  std::string coreList() const { return cores.size() == 1 ? "0" : "0-" + std::to_string(cores.size() - 1); }
 
   // Of a captured board, which has nothing else, but for faults and further nodes.
   std::optional<Frames> frames;

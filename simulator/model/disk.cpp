@@ -60,6 +60,12 @@ void layOutDisks(Board& board, const SharedFile& file) {
   for (const DiskFile& disk : file->disks) {
     const std::string folder = "/sys/block/" + disk.name + "/";
     board.file(folder + "dev", std::to_string(disk.major) + ":" + std::to_string(disk.minor) + "\n");
+    board.file(folder + "queue/hw_sector_size", "512\n");
+    board.file(folder + "queue/logical_block_size", "512\n");
+    board.file(folder + "queue/rotational", "0\n");
+    board.file(folder + "removable", "0\n");
+    board.file(folder + "ro", "0\n");
+    board.file(folder + "size", "0\n");
     board.file(folder + "stat", [&board, file, &disk] {
       std::string text;
       appendFigures(text, figuresOf(disk, boardTime(board)), 1);

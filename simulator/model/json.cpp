@@ -104,6 +104,8 @@ class Builder final : public nlohmann::json::json_sax_t {
     return true;
   }
   bool open(Json::Kind kind) {
+    constexpr std::size_t kDeepest = 64;
+    if (open_.size() == kDeepest) throw BoardFileError{file_, cursor_.line, key_, "is nested too deeply"};
     open_.push_back(put(kind));
     return true;
   }

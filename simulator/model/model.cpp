@@ -8,9 +8,16 @@ namespace simulator {
 
 namespace {
 
-constexpr const char* kClaimed[] = {
-    "/proc",           "/sys/block",        "/sys/class/net",          "/sys/class/thermal",
-    "/sys/class/vrdx", "/sys/devices/soc0", "/sys/devices/system/cpu", "/dev/__properties__"};
+constexpr const char* kClaimed[] = {"/proc",
+                                    "/sys/block",
+                                    "/sys/class/net",
+                                    "/sys/class/thermal",
+                                    "/sys/class/hwmon",
+                                    "/sys/class/power_supply",
+                                    "/sys/class/vrdx",
+                                    "/sys/devices/soc0",
+                                    "/sys/devices/system/cpu",
+                                    "/dev/__properties__"};
 
 }  // namespace
 

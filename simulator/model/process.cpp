@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cinttypes>
 
@@ -30,13 +31,19 @@ struct Moment {
   }
 };
 
+// The kernel keeps 15 characters of a name.
+std::string shortName(const ProcessFile& process) {
+  constexpr std::size_t kLongest = 15;
+  return process.name.substr(0, kLongest);
+}
+
 // 1 (init) S 0 1 1 0 -1 4194560 0 0 0 0 512 1290 0 0 20 0 1 0 3 10874880 2560 18446744073709551615 ..
 // All 52 fields; those that no board describes are as an idle process has them.
 std::string statText(const Moment& moment) {
   const ProcessFile& process = moment.process;
   const unsigned flags = process.isKernelThread() ? 0x208040 : 0x400100;
   std::string text;
-  append(text, "%d (%s) %c %d %d %d 0 -1 %u 0 0 0 0", process.pid, process.name.c_str(), process.state,
+  append(text, "%d (%s) %c %d %d %d 0 -1 %u 0 0 0 0", process.pid, shortName(process).c_str(), process.state,
          process.parent, process.pid, process.pid, flags);
   append(text, " %" PRIu64 " %" PRIu64 " 0 0 20 0 %d 0", moment.ticks(process.user),
          moment.ticks(process.system), process.threads);
@@ -53,18 +60,86 @@ std::string statmText(const Moment& moment) {
   return text;
 }
 
+// State:	S (sleeping)
+std::string_view stateName(char state) {
+  switch (state) {
+    case 'R':
+      return "R (running)";
+    case 'D':
+      return "D (disk sleep)";
+    case 'T':
+      return "T (stopped)";
+    case 't':
+      return "t (tracing stop)";
+    case 'Z':
+      return "Z (zombie)";
+    case 'X':
+      return "X (dead)";
+    case 'I':
+      return "I (idle)";
+    default:
+      return "S (sleeping)";
+  }
+}
+
 std::string statusText(const Moment& moment) {
   const ProcessFile& process = moment.process;
   std::string text;
-  append(text,
-         "Name:\t%s\nUmask:\t0077\nState:\t%c\nTgid:\t%d\nNgid:\t0\nPid:\t%d\nPPid:\t%d\nTracerPid:\t0\n",
-         process.name.c_str(), process.state, process.pid, process.pid, process.parent);
+  append(
+      text, "Name:\t%s\nUmask:\t0077\nState:\t%s\nTgid:\t%d\nNgid:\t0\nPid:\t%d\nPPid:\t%d\nTracerPid:\t0\n",
+      shortName(process).c_str(), stateName(process.state).data(), process.pid, process.pid, process.parent);
   append(text, "Uid:\t0\t0\t0\t0\nGid:\t0\t0\t0\t0\nFDSize:\t64\nGroups:\t\n");
   if (!process.isKernelThread()) {
-    append(text, "VmSize:\t%8" PRId64 " kB\nVmRSS:\t%8" PRId64 " kB\n", process.virtualKB,
-           moment.kB(process.residentKB));
+    const std::int64_t resident = moment.kB(process.residentKB);
+    append(text, "VmPeak:\t%8" PRId64 " kB\nVmSize:\t%8" PRId64 " kB\nVmLck:\t       0 kB\n",
+           process.virtualKB, process.virtualKB);
+    append(text,
+           "VmHWM:\t%8" PRId64 " kB\nVmRSS:\t%8" PRId64 " kB\nVmData:\t%8" PRId64
+           " kB\nVmSwap:\t       0 kB\n",
+           resident, resident, moment.kB(process.privateKB));
   }
-  append(text, "Threads:\t%d\n", process.threads);
+  append(text, "Threads:\t%d\nSigQ:\t0/32768\n", process.threads);
+  text += "SigPnd:\t0000000000000000\nShdPnd:\t0000000000000000\nSigBlk:\t0000000000000000\n";
+  text += "SigIgn:\t0000000000000000\nSigCgt:\t0000000000000000\n";
+  text += "Cpus_allowed_list:\t" + moment.file.coreList() + "\n";
+  text += "voluntary_ctxt_switches:\t0\nnonvoluntary_ctxt_switches:\t0\n";
+  return text;
+}
+
+// A board describes no reads and writes of a process.
+std::string ioText(const Moment&) {
+  return "rchar: 0\nwchar: 0\nsyscr: 0\nsyscw: 0\nread_bytes: 0\nwrite_bytes: 0\n"
+         "cancelled_write_bytes: 0\n";
+}
+
+// Max open files            1024                 4096                 files
+std::string limitsText(const Moment&) {
+  constexpr const char* kUnlimited = "unlimited";
+  constexpr struct {
+    const char* name;
+    const char* soft;
+    const char* hard;
+    const char* unit;
+  } kLimits[] = {{"Max cpu time", kUnlimited, kUnlimited, "seconds"},
+                 {"Max file size", kUnlimited, kUnlimited, "bytes"},
+                 {"Max data size", kUnlimited, kUnlimited, "bytes"},
+                 {"Max stack size", "8388608", kUnlimited, "bytes"},
+                 {"Max core file size", "0", kUnlimited, "bytes"},
+                 {"Max resident set", kUnlimited, kUnlimited, "bytes"},
+                 {"Max processes", "32768", "32768", "processes"},
+                 {"Max open files", "32768", "32768", "files"},
+                 {"Max locked memory", "65536", "65536", "bytes"},
+                 {"Max address space", kUnlimited, kUnlimited, "bytes"},
+                 {"Max file locks", kUnlimited, kUnlimited, "locks"},
+                 {"Max pending signals", "32768", "32768", "signals"},
+                 {"Max msgqueue size", "819200", "819200", "bytes"},
+                 {"Max nice priority", "40", "40", ""},
+                 {"Max realtime priority", "0", "0", ""},
+                 {"Max realtime timeout", kUnlimited, kUnlimited, "us"}};
+  std::string text;
+  append(text, "%-25s %-20s %-20s %-10s\n", "Limit", "Soft Limit", "Hard Limit", "Units");
+  for (const auto& limit : kLimits)
+    append(text, "%-25s %-20s %-20s %-10s\n", limit.name, limit.soft, limit.hard, limit.unit);
   return text;
 }
 
@@ -105,18 +180,33 @@ constexpr ProcessNode kNodes[] = {
      [](const Moment& moment) {
        return moment.process.isKernelThread() ? std::string{} : moment.process.name + '\0';
      }},
-    {"comm", [](const Moment& moment) { return moment.process.name + '\n'; }},
+    {"comm", [](const Moment& moment) { return shortName(moment.process) + '\n'; }},
+    {"io", ioText},
+    {"limits", limitsText},
+    {"oom_score", [](const Moment&) -> std::string { return "0\n"; }},
+    {"oom_score_adj", [](const Moment&) -> std::string { return "0\n"; }},
     {"smaps_rollup", rollupText},
     {"stat", statText},
     {"statm", statmText},
     {"status", statusText},
 };
 
+// A process's threads have the ids that follow its own, and its name; the first has all of its work.
+constexpr struct {
+  const char* name;
+  std::string (*text)(const Moment& moment);
+} kThreadNodes[] = {{"comm", [](const Moment& moment) { return shortName(moment.process) + '\n'; }},
+                    {"stat", statText},
+                    {"status", statusText}};
+
+// An id may come again, when the process that had it has ended.
 const ProcessFile* findProcess(const BoardFile& file, int pid, Microseconds now) {
-  const auto found = std::lower_bound(file.processes.begin(), file.processes.end(), pid,
-                                      [](const ProcessFile& process, int id) { return process.pid < id; });
-  const bool isThere = found != file.processes.end() && found->pid == pid && found->life.holds(now);
-  return isThere ? &*found : nullptr;
+  auto found = std::lower_bound(file.processes.begin(), file.processes.end(), pid,
+                                [](const ProcessFile& process, int id) { return process.pid < id; });
+  for (; found != file.processes.end() && found->pid == pid; ++found) {
+    if (found->life.holds(now)) return &*found;
+  }
+  return nullptr;
 }
 
 std::vector<std::string> processNames(const BoardFile& file, Microseconds now) {
@@ -127,22 +217,70 @@ std::vector<std::string> processNames(const BoardFile& file, Microseconds now) {
   return names;
 }
 
+Node folderOf(std::vector<std::string> entries) {
+  Node node;
+  node.isFolder = true;
+  node.entries = std::move(entries);
+  return node;
+}
+
+// rest: "", "/4", "/4/stat"
+std::optional<Node> findThreadNode(const Board& board, const SharedFile& file, const ProcessFile& process,
+                                   std::string_view rest) {
+  if (rest.empty()) {
+    std::vector<std::string> threads;
+    for (int thread = 0; thread < process.threads; ++thread)
+      threads.push_back(std::to_string(process.pid + thread));
+    return folderOf(std::move(threads));
+  }
+  int id = 0;
+  const auto [end, error] = std::from_chars(rest.data() + 1, rest.data() + rest.size(), id);
+  if (error != std::errc{} || id < process.pid || id >= process.pid + process.threads) return std::nullopt;
+  rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+  if (rest.empty()) {
+    std::vector<std::string> names;
+    for (const auto& node : kThreadNodes) names.emplace_back(node.name);
+    return folderOf(std::move(names));
+  }
+  for (const auto& entry : kThreadNodes) {
+    if (rest.front() != '/' || rest.substr(1) != entry.name) continue;
+    Node node;
+    node.text = [&board, file, &process, id, text = entry.text] {
+      ProcessFile thread = process;
+      thread.pid = id;
+      thread.threads = process.threads;
+      if (id != process.pid) thread.user = thread.system = Signal{};
+      return text({*file, thread, boardTime(board), board.clock().uptimeAtStart() / 1000});
+    };
+    return node;
+  }
+  return std::nullopt;
+}
+
 // below: "12" or "12/stat"
 std::optional<Node> findNode(const Board& board, const SharedFile& file, std::string_view below) {
+  constexpr std::string_view kTask = "/task";
   const Microseconds now = boardTime(board);
   int pid = 0;
   const auto [end, error] = std::from_chars(below.data(), below.data() + below.size(), pid);
   const std::string_view rest = below.substr(static_cast<std::size_t>(end - below.data()));
   const ProcessFile* const process = error == std::errc{} ? findProcess(*file, pid, now) : nullptr;
   if (process == nullptr) return std::nullopt;
-  Node node;
   if (rest.empty()) {
-    node.isFolder = true;
-    for (const ProcessNode& entry : kNodes) node.entries.emplace_back(entry.name);
+    std::vector<std::string> names{"fd", "task"};
+    for (const ProcessNode& entry : kNodes) names.emplace_back(entry.name);
+    return folderOf(std::move(names));
+  }
+  if (rest == "/fd") {  // of another user
+    Node node = folderOf({});
+    node.openError = EACCES;
     return node;
   }
+  if (rest.substr(0, kTask.size()) == kTask)
+    return findThreadNode(board, file, *process, rest.substr(kTask.size()));
   for (const ProcessNode& entry : kNodes) {
     if (rest.front() != '/' || rest.substr(1) != entry.name) continue;
+    Node node;
     node.text = [&board, file, process, text = entry.text] {
       return text({*file, *process, boardTime(board), board.clock().uptimeAtStart() / 1000});
     };

@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 #include <ctime>
+#include <string_view>
 
 #include "simulator/model/model.h"
 
@@ -10,6 +11,9 @@ namespace simulator {
 namespace {
 
 constexpr char kFuses[] = "/sys/devices/platform/soc/780130.otpbank/otpbank0/nvmem";
+
+constexpr char kMounts[] =
+    "/dev/root / ext4 rw,relatime 0 0\nproc /proc proc rw,relatime 0 0\nsysfs /sys sysfs rw,relatime 0 0\n";
 
 // Four words, of which the last has the id in bits 20 to 27.
 std::string fuseBytes(int featureId) {
@@ -57,6 +61,44 @@ std::string coresText(const BoardFile& file, Microseconds now) {
   return text;
 }
 
+// Linux version 5.15.0 (tessary@board) (simulated) #1 SMP PREEMPT
+std::string versionText(const BoardFile& file) {
+  return "Linux version " + file.kernel + " (tessary@board) (simulated) #1 SMP PREEMPT\n";
+}
+
+std::string vmstatText(const BoardFile& file, Microseconds now) {
+  constexpr std::int64_t kPageKB = 4;
+  constexpr struct {
+    const char* line;
+    const char* memoryLine;
+  } kPages[] = {{"nr_free_pages", "MemFree"},
+                {"nr_anon_pages", "AnonPages"},
+                {"nr_file_pages", "Cached"},
+                {"nr_slab_reclaimable", "Slab"}};
+  std::string text;
+  for (const auto& pages : kPages) {
+    Thousandths kB = 0;
+    if (file.memory) {
+      for (const auto& [name, signal] : *file.memory) {
+        if (std::string_view{name} == pages.memoryLine) kB = signal.at(now);
+      }
+    }
+    append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kPageKB);
+  }
+  Wide kB[2] = {0, 0};  // read, written
+  for (const DiskFile& disk : file.disks) {
+    kB[0] += disk.counters[2].at(now) / 2;
+    kB[1] += disk.counters[6].at(now) / 2;
+  }
+  append(text, "pgpgin %" PRId64 "\npgpgout %" PRId64 "\n", static_cast<std::int64_t>(kB[0]),
+         static_cast<std::int64_t>(kB[1]));
+  for (const char* const name :
+       {"pswpin", "pswpout", "pgalloc_dma", "pgalloc_dma32", "pgalloc_normal", "pgfree", "pgfault",
+        "pgmajfault", "pgscan_kswapd", "pgscan_direct", "pgsteal_kswapd", "pgsteal_direct", "oom_kill"})
+    append(text, "%s 0\n", name);
+  return text;
+}
+
 }  // namespace
 
 void layOutSystem(Board& board, const SharedFile& file) {
@@ -67,6 +109,16 @@ void layOutSystem(Board& board, const SharedFile& file) {
   board.file("/proc/cpuinfo", [&board, file] { return coresText(*file, boardTime(board)); });
   board.file("/proc/loadavg", [&board, file] { return loadText(*file, boardTime(board)); });
   board.file("/proc/uptime", [&board, file] { return uptimeText(*file, board.clock()); });
+  board.file("/proc/filesystems", "nodev\tsysfs\nnodev\tproc\nnodev\ttmpfs\n\text4\n");
+  board.file("/proc/mounts", kMounts);
+  board.file("/proc/version", versionText(*file));
+  board.file("/proc/vmstat", [&board, file] { return vmstatText(*file, boardTime(board)); });
+  board.file("/proc/sys/kernel/hostname", "board\n");
+  board.file("/proc/sys/kernel/osrelease", file->kernel + "\n");
+  board.file("/proc/sys/kernel/ostype", "Linux\n");
+  board.file("/proc/sys/kernel/pid_max", "4194304\n");
+  board.file("/proc/sys/kernel/version", "#1 SMP PREEMPT\n");
+  board.file("/proc/sys/fs/file-nr", "1024\t0\t9223372036854775807\n");
   for (const auto& [name, value] : file->properties) board.property(name, value);
   for (const auto& [path, text] : file->nodes) board.file(path, text);
 }

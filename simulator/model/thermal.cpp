@@ -39,6 +39,11 @@ void layOutThermal(Board& board, const SharedFile& file) {
                [&board, file, &zone] { return line(temperature(zone, *file, boardTime(board))); });
     if (zone.temperature) hideWhileAbsent(board, file, folder + "temp", *zone.temperature);
     board.file(folder + "type", zone.type + "\n");
+    // The same sensor, as the kernel shows a zone to programs that look for sensors.
+    const std::string sensor = "/sys/class/hwmon/hwmon" + std::to_string(i) + "/";
+    board.file(sensor + "name", zone.type + "\n");
+    board.file(sensor + "temp1_input",
+               [&board, file, &zone] { return line(temperature(zone, *file, boardTime(board))); });
   }
   for (std::size_t i = 0; i < file->coolingDevices.size(); ++i) {
     const CoolingDeviceFile& device = file->coolingDevices[i];

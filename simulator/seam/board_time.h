@@ -8,6 +8,8 @@
 #include <ctime>
 
 #include "simulator/board/board.h"
+#include "simulator/board/machine.h"
+#include "simulator/board/schedule.h"
 
 namespace simulator {
 
@@ -30,6 +32,26 @@ inline timespec boardClock(const Board& board, int id) {
 inline bool timeIsStepped() {
   const Board* const board = Board::active();
   return board != nullptr && board->clock().mode() == Clock::Mode::kStepped;
+}
+
+constexpr time_t kCenturies = 9000000000;  // in seconds, and still to be counted in nanoseconds
+
+inline bool isTime(const timespec& time) {
+  return time.tv_sec >= 0 && time.tv_nsec >= 0 && time.tv_nsec < kNanosecondsInSecond;
+}
+
+// A time limit as the schedule has it: the time that the clock `id` shows then, or what is left until then.
+inline Nanoseconds limitAt(int id, const timespec& shown) {
+  if (shown.tv_sec >= kCenturies) return kNever;
+  const Nanoseconds time = shown.tv_sec * kNanosecondsInSecond + shown.tv_nsec;
+  return Board::active()->clock().timeAt(id, time);
+}
+inline Nanoseconds limitAfter(const timespec& duration) {
+  if (duration.tv_sec >= kCenturies) return kNever;
+  return Schedule::now() + duration.tv_sec * kNanosecondsInSecond + duration.tv_nsec;
+}
+inline Nanoseconds limitAfter(int milliseconds) {
+  return Schedule::now() + milliseconds * Nanoseconds{1000000};
 }
 
 }  // namespace simulator

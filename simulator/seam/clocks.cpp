@@ -1,4 +1,4 @@
-// Clocks: gettimeofday, clock_gettime, time.
+// Clocks: gettimeofday, clock_gettime, timespec_get, time.
 
 #include <sys/time.h>
 
@@ -23,6 +23,12 @@ STANDS_IN int gettimeofday(timeval* time, void* zone) noexcept {
   const timespec now = boardClock(*board, CLOCK_REALTIME);
   *time = {now.tv_sec, now.tv_nsec / 1000};
   return 0;
+}
+
+STANDS_IN int timespec_get(timespec* time, int base) noexcept {
+  if (Board::active() == nullptr || base != TIME_UTC) return NEXT(timespec_get)(time, base);
+  *time = boardClock(*Board::active(), CLOCK_REALTIME);
+  return base;
 }
 
 STANDS_IN time_t time(time_t* target) noexcept {

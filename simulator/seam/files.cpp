@@ -14,8 +14,10 @@
 #include <string>
 
 #include "simulator/seam/interpose.h"
+#include "simulator/seam/network.h"
 #include "simulator/seam/open_files.h"
 #include "simulator/seam/status.h"
+#include "simulator/seam/timers.h"
 
 namespace {
 
@@ -76,6 +78,7 @@ STANDS_IN int __openat64_2(int folder, const char* path, int flags) {
 }
 
 STANDS_IN int close(int descriptor) {
+  forgetTimer(descriptor);
   untrack(descriptor);
   return NEXT(close)(descriptor);
 }
@@ -239,6 +242,8 @@ STANDS_IN int ioctl(int descriptor, unsigned long request, ...) noexcept {
     const int result = file->node.ioctl(request, argument);
     return result < 0 ? fail(-result) : result;
   }
+  int result = 0;
+  if (boardAnswersNetwork(request, argument, result)) return result;
   static std::atomic<void*> known{nullptr};
   return simulator::next<int(int, unsigned long, void*)>("ioctl", known)(descriptor, request, argument);
 }

@@ -19,6 +19,7 @@
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
 #include "simulator/board/fork_safe_mutex.h"
+#include "simulator/seam/board_time.h"
 #include "simulator/seam/interpose.h"
 
 namespace {
@@ -39,6 +40,19 @@ pid_t joined(pid_t process, int status) {
   if (board != nullptr && hasEnded) board->clock().joinProcess(process);
   return process;
 }
+
+// A process has its own time while it runs: whoever waits for it gets that, and no other.
+class Away {
+ public:
+  Away() {
+    if (simulator::timeIsStepped()) simulator::Schedule::get().setAway(true);
+  }
+  ~Away() {
+    if (simulator::timeIsStepped()) simulator::Schedule::get().setAway(false);
+  }
+  Away(const Away&) = delete;
+  Away& operator=(const Away&) = delete;
+};
 
 // The C library's, but with an environment of its own for the command: none of the caller's is touched, which
 // other threads may be reading.
@@ -131,6 +145,7 @@ STANDS_IN void _Exit(int status) noexcept { ::_exit(status); }
 STANDS_IN pid_t wait4(pid_t process, int* status, int options, rusage* usage) noexcept {
   int own = 0;
   int& target = status != nullptr ? *status : own;
+  const Away away;
   const pid_t ended = NEXT(wait4)(process, &target, options, usage);
   return joined(ended, target);
 }
@@ -146,6 +161,7 @@ STANDS_IN pid_t wait(int* status) { return ::wait4(-1, status, 0, nullptr); }
 STANDS_IN int waitid(idtype_t type, id_t id, siginfo_t* info, int options) {
   siginfo_t own{};
   siginfo_t& target = info != nullptr ? *info : own;
+  const Away away;
   const int result = NEXT(waitid)(type, id, &target, options);
   const bool hasEnded =
       target.si_code == CLD_EXITED || target.si_code == CLD_KILLED || target.si_code == CLD_DUMPED;

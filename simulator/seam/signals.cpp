@@ -121,13 +121,6 @@ ProcessOwner ownerFor(int which, id_t who) {
   return which == PRIO_PGRP && who != 0 ? ownerOfGroup(static_cast<pid_t>(who)) : ProcessOwner::kProgram;
 }
 
-int allCores(std::size_t bytes, cpu_set_t* cores) {
-  const int count = Board::active()->configuredCores().value_or(1);
-  CPU_ZERO_S(bytes, cores);
-  for (int core = 0; core < count; ++core) CPU_SET_S(static_cast<std::size_t>(core), bytes, cores);
-  return 0;
-}
-
 }  // namespace
 
 STANDS_IN int getpriority(__priority_which_t which, id_t who) noexcept {
@@ -163,9 +156,6 @@ STANDS_IN int sched_setparam(pid_t process, const sched_param* parameter) noexce
 }
 STANDS_IN int sched_rr_get_interval(pid_t process, timespec* interval) noexcept {
   UNLESS_BOARDS(process, NEXT(sched_rr_get_interval)(process, interval), (*interval = {}, 0));
-}
-STANDS_IN int sched_getaffinity(pid_t process, std::size_t bytes, cpu_set_t* cores) noexcept {
-  UNLESS_BOARDS(process, NEXT(sched_getaffinity)(process, bytes, cores), allCores(bytes, cores));
 }
 STANDS_IN int sched_setaffinity(pid_t process, std::size_t bytes, const cpu_set_t* cores) noexcept {
   UNLESS_OTHERS(process, NEXT(sched_setaffinity)(process, bytes, cores));

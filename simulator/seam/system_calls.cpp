@@ -1,4 +1,5 @@
-// syscall: the calls that take a process by its id, which some programs make in this way.
+// syscall: the calls that take a process by its id, and waits on a futex, which some programs and the C++
+// library make in this way.
 
 #include <sys/syscall.h>
 #include <sys/types.h>
@@ -8,6 +9,7 @@
 #include <cstdarg>
 
 #include "simulator/seam/interpose.h"
+#include "simulator/seam/notices.h"
 #include "simulator/seam/process_owner.h"
 
 namespace {
@@ -55,6 +57,8 @@ STANDS_IN long syscall(long number, ...) noexcept {
   if (number == SYS_kill) return ::kill(static_cast<pid_t>(all[0]), static_cast<int>(all[1]));
   if (number == SYS_tgkill)
     return ::tgkill(static_cast<pid_t>(all[0]), static_cast<pid_t>(all[1]), static_cast<int>(all[2]));
+  long result = 0;
+  if (number == SYS_futex && waitsOnFutex(all, result)) return result;
   if (const int refusal = refusalOf(number, all)) return fail(refusal);
   return NEXT(syscall)(number, all[0], all[1], all[2], all[3], all[4], all[5]);
 }

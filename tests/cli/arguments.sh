@@ -24,8 +24,8 @@ says() {
 says "'reprot' is no command: did you mean report?" "reprot"
 says "'recrod' is no command: did you mean record?" "help recrod"
 says "'fly' is no command" "fly away"
-says "report does not take 'left' 'over'" "report left --json over"
-says "report does not take '--intervall' '5': did you mean --interval?" "report --intervall 5"
+says "doctor does not take 'left' 'over'" "doctor left --json over"
+says "record does not take '--intervall' '5': did you mean --interval?" "record -o file --intervall 5"
 says "--pid: 'abc' is no process id: a number above 0, as ps shows it" "report --pid 1,abc"
 says "--monitors: 'moon' is none of cpu, process, procmem, memory, thermal, disk, net, gpu, dsp, ddr" \
   "doctor --monitors cpu,moon"

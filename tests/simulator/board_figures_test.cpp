@@ -20,7 +20,7 @@ constexpr unsigned kSecond = 1000000;
 
 TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
   Board board;
-  simulator::loadBoardText(board, R"({"model": "x", "cores": [
+  simulator::loadBoardText(board, R"({"model": "x", "ticks_per_second": 1000, "cores": [
     {"capacity": 256, "load": {"user": 25, "system": 12.5}},
     {"capacity": 256, "load": {"user": {"square": [100, 0], "period_ms": 400, "first_ms": 100}}},
     {"capacity": 512, "load": {"user": {"ramp": [0, 80], "over_ms": 4000}, "iowait": 12.5, "steal": 2.5}}]})");
@@ -64,7 +64,8 @@ TEST(BoardFigures, AreThoseOfTheSeedAndTheWaits) {
 TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
   Board board;
   simulator::loadBoardText(
-      board, R"({"model": "x", "cores": [{"min_khz": 1000, "max_khz": 3000, "load": {"user": 25}}],
+      board,
+      R"({"model": "x", "ticks_per_second": 1000, "cores": [{"min_khz": 1000, "max_khz": 3000, "load": {"user": 25}}],
     "disks": [{"name": "mmcblk0", "major": 179, "partitions": 2, "sectors_read": 1001.5, "in_progress": 3}],
     "interfaces": [{"name": "eth0", "rx_bytes": {"noise": [1000, 1000], "every_ms": 7}}],
     "thermal_zones": [{"ambient": 20, "rise": 40, "lag_ms": 4000}],

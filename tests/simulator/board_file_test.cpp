@@ -1,11 +1,14 @@
 #include "simulator/model/board_file.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <string>
 
 #include "simulator/model/json.h"
 #include "simulator/model/model.h"
+#include "tests/simulator/board_text.h"
 
 namespace {
 
@@ -61,9 +64,58 @@ TEST(BoardFile, NamesFileLineAndKeyOfAMistake) {
        "board:4: faults[0].interface: is not on this board"},
       {"\"gpu\": {\"busy\": 3}, \"faults\": [{\"profiler\": \"Init\", \"kind\": \"result\", \"result\": 1}]",
        "board:4: faults[0].profiler: is not on this board"},
+      {"\"disks\": [{\"name\": \"sda\"},\n{\"name\": \"sda\"}]",
+       "board:5: disks[1].name: sda is there already"},
+      {"\"interfaces\": [{\"name\": \"eth0/1\"}]", "board:4: interfaces[0].name: is no name of a file"},
+      {"\"interfaces\": [{\"name\": \"lo\", \"count\": 2}]",
+       "board:4: interfaces[0].name: lo is there already"},
+      {"\"thermal_zones\": [{\"temperature\": 40,\n\"ambient\": 20}]",
+       "board:5: thermal_zones[0].ambient: is of no use beside temperature"},
+      {"\"memory\": {\"total_kb\": 100,\n\"free_kb\": {\"ramp\": [1, 101], \"over_ms\": 5}}",
+       "board:5: memory.free_kb: is more than total_kb"},
       {"\"disks\": [{\"name\": \"sda\" \"reads\": 3}]", "board:4: name: not JSON at '\"reads\"'"},
   };
   for (const auto& [member, message] : kMistakes) EXPECT_EQ(mistakeIn(boardWith(member)), message) << member;
+}
+
+TEST(BoardFile, IsAFileOfReasonableDepth) {
+  EXPECT_EQ(mistakeIn(std::string(100000, '[')), "board:1: is nested too deeply");
+  for (const char* const path : {"/", "/dev/zero"}) {
+    try {
+      simulator::readBoardFile(path);
+      FAIL();
+    } catch (const simulator::BoardFileError& error) {
+      EXPECT_STREQ(error.what(), (std::string{path} + ":1: is no regular file").c_str());
+    }
+  }
+}
+
+TEST(BoardFile, AnIdMayComeAgainInAnotherLife) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "processes": [
+    {"pid": 9, "name": "first", "ended_ms": 1000}, {"pid": 9, "name": "second", "born_ms": 2000}]})");
+  EXPECT_EQ(textOf("/proc/9/comm"), "first\n");
+  ::usleep(1500000);
+  EXPECT_EQ(textOf("/proc/9/comm"), "ENOENT");
+  ::usleep(1000000);
+  EXPECT_EQ(textOf("/proc/9/comm"), "second\n");
+}
+
+TEST(BoardFile, NodesAreAddedToWhatTheBoardHas) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "processes": [
+    {"pid": 931, "name": "a-name-of-more-than-15-characters", "threads": 2}],
+    "nodes": {"/proc/931/io": "rchar: 7\n", "/proc/931/wchan": "0"}})");
+  EXPECT_EQ(textOf("/proc/931/io"), "rchar: 7\n");
+  EXPECT_EQ(textOf("/proc/931/stat").substr(0, 24), "931 (a-name-of-more-) S ");
+  EXPECT_EQ(textOf("/proc/931/task/932/comm"), "a-name-of-more-\n");
+  EXPECT_EQ(textOf("/proc/931/task/933/comm"), "ENOENT");
+  const auto names = board.list("/proc/931");
+  EXPECT_EQ(std::count(names.begin(), names.end(), "io"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "wchan"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "status"), 1);
+  const auto processes = board.list("/proc");
+  EXPECT_EQ(std::count(processes.begin(), processes.end(), "931"), 1);
 }
 
 TEST(BoardFile, KnowsThatACoreHasNoMoreThanAllOfItsTime) {

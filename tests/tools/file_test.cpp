@@ -15,9 +15,8 @@ class RecordingFileTest : public testing::Test {
  protected:
   RecordingFile open(FilePlan plan) {
     if (plan.path.empty()) plan.path = folder_.file("drive.jsonl");
-    return RecordingFile{
-        plan, 0, [this] { return "header " + std::to_string(++headers_) + "\n"; },
-        [this](const std::string& text) { told_ += text + "\n"; }};
+    return RecordingFile{plan, 0, [this] { return "header " + std::to_string(++headers_) + "\n"; },
+                         [this](const std::string& text) { told_ += text + "\n"; }};
   }
 
   FilePlan rotating(const char* limit) const {

@@ -52,7 +52,8 @@ TEST(Grid, EndsWithTheDuration) {
   EXPECT_EQ(lengths(3000), (std::vector<std::int64_t>{1000, 1000, 1000}));
   EXPECT_EQ(lengths(2500), (std::vector<std::int64_t>{1000, 1000, 500}));
   EXPECT_EQ(lengths(2100), (std::vector<std::int64_t>{1000, 1000})) << "a tenth is too short to be measured";
-  EXPECT_EQ(lengths(10), (std::vector<std::int64_t>{10})) << "but the only sample is as long as it is asked to be";
+  EXPECT_EQ(lengths(10), (std::vector<std::int64_t>{10}))
+      << "but the only sample is as long as it is asked to be";
 }
 
 TEST(Grid, IsOverAfterASampleThatCameLate) {

@@ -25,8 +25,8 @@ struct Core {
 
 inline constexpr tool::Column<Core> kCoreColumns[] = {
     {"core", "core", tool::kPlain, "its number", [](const Core& c) { return c.core; }, tool::kLabel},
-    {"load_percent", "load", tool::kPercent, "busy time", [](const Core& c) { return c.load; },
-     tool::kFigure, tool::kMoreIsWorse},
+    {"load_percent", "load", tool::kPercent, "busy time", [](const Core& c) { return c.load; }, tool::kFigure,
+     tool::kMoreIsWorse},
     {"clock_khz", "clock", tool::kKilohertz, "now", [](const Core& c) { return c.clock; }},
 };
 
@@ -41,7 +41,8 @@ struct Process {
 
 inline constexpr tool::Column<Process> kProcessColumns[] = {
     {"pid", "pid", tool::kPlain, "its id", [](const Process& p) { return p.pid; }, tool::kLabel},
-    {"name", "name", tool::kPlain, "the kernel's name", [](const Process& p) { return p.name; }, tool::kLabel},
+    {"name", "name", tool::kPlain, "the kernel's name", [](const Process& p) { return p.name; },
+     tool::kLabel},
 };
 
 inline const tool::Table<Process> kTop{"top", "process", kProcessColumns};
@@ -69,11 +70,13 @@ inline tool::Report report(std::int64_t seconds) {
   report.bootTimeNs = (3600 + seconds) * 1'000'000'000;
   report.unixTimeNs = (1704067200 + seconds) * 1'000'000'000;
   report.intervalMs = 1000;
+  report.sections.push_back({&kCpu,
+                             {{{kTotal.row({37.5, std::string{"X1"}})}, {}},
+                              {{kCores.row({std::int64_t{0}, 75.0, std::int64_t{1804800}}),
+                                kCores.row({std::int64_t{1}, 0.0, std::int64_t{300000}})},
+                               {}}}});
   report.sections.push_back(
-      {&kCpu,
-       {{{kTotal.row({37.5, std::string{"X1"}})}, {}},
-        {{kCores.row({std::int64_t{0}, 75.0, std::int64_t{1804800}}), kCores.row({std::int64_t{1}, 0.0, std::int64_t{300000}})}, {}}}});
-  report.sections.push_back({&kProcesses, {{{kTop.row({std::int64_t{931}, std::string{"navigation"}})}, {}}}});
+      {&kProcesses, {{{kTop.row({std::int64_t{931}, std::string{"navigation"}})}, {}}}});
   return report;
 }
 

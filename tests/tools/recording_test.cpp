@@ -26,7 +26,8 @@ class RecordingTest : public testing::Test {
 
   std::unique_ptr<Recording> open(tool::Ending ending = tool::kAtItsEnd, int stop = tool::kNoStop) {
     return tool::openRecording(
-        path(), machine::kSchemas, [this](const std::string& text) { warnings_ += text + "\n"; }, ending, stop);
+        path(), machine::kSchemas, [this](const std::string& text) { warnings_ += text + "\n"; }, ending,
+        stop);
   }
 
   // At which seconds the samples of the file end.
@@ -96,7 +97,9 @@ TEST_F(RecordingTest, MayHoldSeveralOneBehindTheOther) {
 }
 
 TEST_F(RecordingTest, OfALaterVersionIsReadWithAWarning) {
-  append(R"({"schema":"tessary-record","version":9})" "\n" + sample(1));
+  append(R"({"schema":"tessary-record","version":9})"
+         "\n" +
+         sample(1));
   EXPECT_EQ(seconds(), (Seconds{1}));
   EXPECT_EQ(warnings_, path() + ": of version 9, which is newer than this tool's 2\n");
 }

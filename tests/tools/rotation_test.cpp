@@ -16,7 +16,8 @@ TEST(Rotation, IsASizeOrATime) {
 }
 
 TEST(Rotation, IsRefusedWhereItCouldMeanEither) {
-  for (const char* const text : {"", "64", "64m", "M", "0M", "-1M", "1.5h", "64MB", "100001d", "99999999999999999999G"}) {
+  for (const char* const text :
+       {"", "64", "64m", "M", "0M", "-1M", "1.5h", "64MB", "100001d", "99999999999999999999G"}) {
     EXPECT_FALSE(parseRotation(text)) << text;
   }
 }
@@ -32,8 +33,8 @@ TEST(Rotation, NumbersPartsBeforeTheirExtensions) {
 TEST(Rotation, GoesOnBehindTheHighestPartThatIsThere) {
   EXPECT_EQ(nextPart("drive.jsonl", {}), 1);
   EXPECT_EQ(nextPart("drive.jsonl", {"drive-0002.jsonl", "drive-0010.jsonl", "drive-0003.jsonl"}), 11);
-  EXPECT_EQ(nextPart("drive.jsonl", {"drive.jsonl", "drive-0009.jsonl.gz", "drive-9.jsonl", "driver-0004.jsonl",
-                                     "drive--004.jsonl", "drive-0005.jsonl.old", "d"}),
+  EXPECT_EQ(nextPart("drive.jsonl", {"drive.jsonl", "drive-0009.jsonl.gz", "drive-9.jsonl",
+                                     "driver-0004.jsonl", "drive--004.jsonl", "drive-0005.jsonl.old", "d"}),
             1);
 }
 

@@ -40,6 +40,9 @@ struct Options {
   std::vector<std::string> files;  // recordings to read
   std::vector<std::string> with;   // and those to compare them with
   std::vector<Selector> figures;   // empty: all
+  std::string junit;               // the file for build servers
+  std::string budgets;             // the file that a recording is checked by; empty: none
+  bool stopOnLimit = false;        // the recording ends there
   double leastPercent = 5;         // changes below do not matter
 };
 
@@ -54,6 +57,7 @@ int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);
 int help(const Options& options, Streams& streams);
+int check(const Options& options, Streams& streams);
 int compare(const Options& options, Streams& streams);
 int completion(const Options& options, Streams& streams);
 

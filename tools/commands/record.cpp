@@ -8,6 +8,8 @@
 #include "tools/commands/stop_signal.h"
 #include "tools/recording/file.h"
 #include "tools/recording/live.h"
+#include "tools/verdict/live_check.h"
+#include "tools/views/escaping.h"
 #include "tools/views/json.h"
 
 namespace tool {
@@ -105,6 +107,40 @@ RecordingFile openFile(const Options& options, const Live& live, Streams& stream
           [&streams](const std::string& text) { streams.error.write("tessary: " + text + "\n"); }};
 }
 
+// The budgets that the recording is to keep.
+class Watch {
+ public:
+  Watch(std::vector<Budget> budgets, bool stopOnLimit, Sink& error)
+      : stopOnLimit_{stopOnLimit}, error_{error} {
+    if (!budgets.empty()) check_.emplace(std::move(budgets), allSchemas());
+  }
+
+  // Marks the report with what it exceeds. Whether the recording goes on.
+  bool look(Report& report) {
+    if (!check_) return true;
+    report.marks = check_->add(report);
+    for (const std::string& mark : report.marks) error_.write("tessary: " + printable(mark) + "\n");
+    return report.marks.empty() || !stopOnLimit_;
+  }
+
+  // Says what was not kept, also of that which could be told at the end alone.
+  bool kept() {
+    if (!check_) return true;
+    const std::vector<BudgetResult> results = check_->results();
+    for (const BudgetResult& result : results) {
+      if (result.outcome == kHeld) continue;
+      const std::string& name = result.figure != nullptr ? result.figure->name : result.budget->selector.text;
+      error_.write("tessary: " + printable(name + ": " + resultText(result)) + "\n");
+    }
+    return allHeld(results);
+  }
+
+ private:
+  bool stopOnLimit_;
+  Sink& error_;
+  std::optional<LiveCheck> check_;
+};
+
 }  // namespace
 
 int record(const Options& options, Streams& streams) {
@@ -112,6 +148,18 @@ int record(const Options& options, Streams& streams) {
     streams.error.write("tessary: --rotate needs a file, to begin others beside it\n");
     return kUsage;
   }
+  if (options.stopOnLimit && options.budgets.empty()) {
+    streams.error.write("tessary: --stop-on limit needs the budgets of --check\n");
+    return kUsage;
+  }
+  std::vector<Budget> budgets;
+  try {
+    if (!options.budgets.empty()) budgets = readBudgets(options.budgets);
+  } catch (const Failure& mistake) {
+    streams.error.write(std::string{"tessary: "} + mistake.what() + "\n");
+    return kUsage;
+  }
+  Watch watch{std::move(budgets), options.stopOnLimit, streams.error};
   streams.divertLibrary(options.diagnostics);
   const StopSignal stop;
   Plan plan = options.plan;
@@ -124,9 +172,11 @@ int record(const Options& options, Streams& streams) {
   Punctuality punctuality{streams.error, options.plan.intervalMs};
   bool anyFigures = false;
   int samples = 0;
-  while (!StopSignal::raised()) {
-    const std::optional<Report> report = live.next(StopSignal::descriptor());
+  bool goesOn = true;
+  while (goesOn && !StopSignal::raised()) {
+    std::optional<Report> report = live.next(StopSignal::descriptor());
     if (!report) break;
+    goesOn = watch.look(*report);
     file.add(recordLine(*report), report->bootTimeNs);
     anyFigures = anyFigures || hasFigures(*report);
     punctuality.look(*report);
@@ -134,6 +184,7 @@ int record(const Options& options, Streams& streams) {
     progress.show(++samples, static_cast<double>(passed) / kNanosecondsInSecond, file);
   }
   file.finish();
+  if (!watch.kept()) return kLimitPassed;
   if (anyFigures || StopSignal::raised()) return kOk;
   streams.error.write("tessary: nothing could be read; \"tessary doctor\" tells what to do about it\n");
   return kNothingRead;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "tools/commands/options.h"

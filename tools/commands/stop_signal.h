@@ -4,8 +4,8 @@
 
 namespace tool {
 
-// Ctrl-C, the termination signal and the end of the terminal, as a descriptor that becomes readable. The second
-// of them ends the program at once, whatever it waits for.
+// Ctrl-C, the termination signal and the end of the terminal, as a descriptor that becomes readable. The
+// second of them ends the program at once, whatever it waits for.
 class StopSignal {
  public:
   StopSignal();

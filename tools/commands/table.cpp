@@ -217,6 +217,23 @@ std::string takeFigure(Options& options, const std::string& text) {
   return unknown.empty() ? kGood : "is not known: " + unknown;
 }
 
+std::string takeJunit(Options& options, const std::string& name) {
+  options.junit = name;
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
+std::string takeBudgets(Options& options, const std::string& name) {
+  options.budgets = name;
+  return name.empty() ? "is no name of a file" : kGood;
+}
+
+std::vector<std::string> stops() { return {"limit"}; }
+
+std::string takeStop(Options& options, const std::string& what) {
+  options.stopOnLimit = true;
+  return what == stops().front() ? kGood : "is not " + stops().front();
+}
+
 std::string takeLeast(Options& options, const std::string& text) {
   char* end = nullptr;
   const double percent = std::strtod(text.c_str(), &end);
@@ -282,6 +299,13 @@ const Option kFigures{
     "--figures", "FIGURE,..", "Only these: cpu.load_percent, process.top[name=navigation].cpu_percent",
     takeFigure,  nullptr,     false,
     true};
+const Option kChecked{"FILE", "FILE", "Recordings and, last, their budgets", takeFile, nullptr, true, false,
+                      true,   true};
+const Option kJunit{"--junit", "FILE", "The results for a build server, too", takeJunit, nullptr, true};
+const Option kCheck{"--check",   "BUDGETS", "Mark in the recording where it exceeds these, and end with 1",
+                    takeBudgets, nullptr,   true};
+const Option kStopOn{"--stop-on", "limit", "End at the first limit of --check that is passed", takeStop,
+                     stops};
 const Option kLeast{"--least", "PERCENT", "Smaller changes of a mean or p95 do not matter; 5", takeLeast};
 
 }  // namespace
@@ -298,8 +322,8 @@ const std::vector<Command>& commands() {
       {"record",
        "Sample after sample into a file of JSON lines, until Ctrl-C",
        "tessary record -o drive.jsonl --duration 600 --interval 1000",
-       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress,
-        kSync},
+       {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync,
+        kCheck, kStopOn},
        record},
       {"capture",
        "The very texts of all sources, frame by frame, as a board for tessary-board",
@@ -326,6 +350,11 @@ const std::vector<Command>& commands() {
        "tessary compare base.jsonl new.jsonl",
        {kRecordings, kWith, kFigures, kLeast, kJson, kWide},
        compare},
+      {"check",
+       "Whether recordings keep their budgets",
+       "tessary check drive.jsonl budgets.json --junit check.xml",
+       {kChecked, kJunit, kJson, kWide},
+       check},
       {"doctor",
        "Why a figure is missing: each source, and what to do about it",
        "tessary doctor --monitors gpu,dsp,ddr",

@@ -38,6 +38,7 @@ struct Report {
   std::int64_t missed = 0;                 // samples of the grid that were left out before this one
   std::vector<SectionSample> sections;     // those that were asked for
   double suspendedMs = 0;                  // what the machine slept of the interval
+  std::vector<std::string> marks;          // what the recorder noted about this sample
 };
 
 // Where the reports of a source come from: a recording's header, or this machine.

@@ -1,6 +1,6 @@
 // The times of a recording's samples. Each ends at a multiple of the interval, counted from the recording's
-// start, however long reading takes: an hour at 1 s has 3,600 samples, and what reading takes is taken off the
-// next wait instead of being added to it.
+// start, however long reading takes: an hour at 1 s has 3,600 samples, and what reading takes is taken off
+// the next wait instead of being added to it.
 #ifndef TESSARY_TOOLS_RECORDING_GRID_H
 #define TESSARY_TOOLS_RECORDING_GRID_H
 

@@ -1,5 +1,5 @@
-// Compression for recordings: gzip, which every other tool reads too. A stream that is cut anywhere is readable
-// up to its last flush. Built without zlib, both classes throw at their construction.
+// Compression for recordings: gzip, which every other tool reads too. A stream that is cut anywhere is
+// readable up to its last flush. Built without zlib, both classes throw at their construction.
 #ifndef TESSARY_TOOLS_RECORDING_GZIP_H
 #define TESSARY_TOOLS_RECORDING_GZIP_H
 
@@ -42,7 +42,7 @@ class Decompressor {
 
  private:
   std::unique_ptr<z_stream_s> stream_;
-  bool ended_ = false;  // a stream has: what follows is another one
+  [[maybe_unused]] bool ended_ = false;  // a stream has: what follows is another one; without zlib none does
 };
 
 }  // namespace tool

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "tools/recording/json_text.h"
 #include "tools/views/escaping.h"
 
 namespace tool {
@@ -15,7 +16,7 @@ using Json = nlohmann::json;
 
 constexpr char kNotRecorded[] = "not recorded";
 
-const SectionSchema* sectionOf(const Schemas& known, const std::string& name) {
+const SectionSchema* sectionOf(const Schemas& known, std::string_view name) {
   const auto found = std::find_if(known.begin(), known.end(),
                                   [&](const SectionSchema* schema) { return name == schema->name; });
   return found != known.end() ? *found : nullptr;
@@ -106,199 +107,143 @@ class Reasons {
   const std::string& reason_;
 };
 
-// Takes a sample apart as the parser goes along it, so that nothing is built but the report.
-class SampleHandler : public nlohmann::json_sax<Json> {
+// A sample's line, key by key.
+class SampleReader {
  public:
-  explicit SampleHandler(const Schemas& known) : known_{known} {}
+  SampleReader(std::string_view line, const Schemas& known) : text_{line}, known_{known} {}
 
   Report report;
   bool isHeader = false;
-  bool timed = false;  // it has what every sample has
-  std::string reason;  // why it could not be read
 
-  bool null() override { return true; }
-  bool boolean(bool value) override { return put(value); }
-  bool number_integer(Json::number_integer_t value) override { return integer(value); }
-  bool number_unsigned(Json::number_unsigned_t value) override {
-    // What is beyond the signed range no tool has written as an integer.
-    if (value > static_cast<std::uint64_t>(INT64_MAX)) return put(static_cast<double>(value));
-    return integer(static_cast<std::int64_t>(value));
-  }
-  bool number_float(double value, const std::string&) override {
-    if (atTop("interval_ms")) report.intervalMs = value;
-    if (atTop("suspended_ms")) report.suspendedMs = value;
-    return put(value);
-  }
-  bool binary(Json::binary_t&) override { return true; }
-
-  bool string(std::string& value) override {
-    if (skipped_ > 0) {
-      // of no interest
-    } else if (place_ == kItems) {
-      items_.push_back(value);
-    } else if (place_ == kError && key_ == "error") {
-      error_ = bytesOf(value);
-    } else {
-      put(value.find('\\') == std::string::npos ? std::move(value) : bytesOf(value));
-    }
-    return true;
+  bool read() {
+    return text_.object([this](std::string_view key) { return member(key); }) && text_.end();
   }
 
-  bool key(std::string& name) override {
-    key_ = name;
-    isHeader = isHeader || atTop("schema");
-    return !isHeader;
-  }
+  // After read(): it has what every sample has.
+  bool isTimed() const { return timed_; }
 
-  bool start_object(std::size_t) override {
-    if (skipped_ > 0) return skip();
-    switch (place_) {
-      case kNowhere:
-        return enter(kTop);
-      case kTop:
-        return beginSection();
-      case kTable:
-        return beginRow();
-      case kErrors:
-        return enter(kError);
-      default:
-        return skip();
-    }
-  }
-
-  bool start_array(std::size_t) override {
-    if (skipped_ > 0) return skip();
-    if (place_ == kSection && key_ == "errors") return enter(kErrors);
-    if (place_ == kSection) return beginTable();
-    if (place_ == kError && key_ == "items") return enter(kItems);
-    return place_ != kNowhere && skip();
-  }
-
-  bool end_object() override { return leave(); }
-  bool end_array() override { return leave(); }
-
-  bool parse_error(std::size_t position, const std::string&, const Json::exception&) override {
-    reason = "no JSON from byte " + std::to_string(position) + " on";
-    return false;
-  }
+  std::size_t at() const { return text_.at(); }
 
  private:
-  enum Place { kNowhere, kTop, kSection, kTable, kRow, kErrors, kError, kItems };
-
-  bool atTop(const char* key) const { return place_ == kTop && skipped_ == 0 && key_ == key; }
-
-  bool enter(Place place) {
-    place_ = place;
+  bool member(std::string_view key) {
+    isHeader = isHeader || key == "schema";
+    if (isHeader) return false;
+    const SectionSchema* const schema = sectionOf(known_, key);
+    if (schema != nullptr && text_.next() == '{') return section(*schema);
+    if (key == "marks" && text_.next() == '[') return text_.array([this] { return mark(); });
+    if (isCompound() || schema != nullptr) return text_.skip();
+    const std::string name{key};  // reading on overwrites the key
+    Value value;
+    if (!text_.scalar(value)) return false;
+    if (const auto* const integer = std::get_if<std::int64_t>(&value)) setInteger(name, *integer);
+    if (const auto* const real = std::get_if<double>(&value)) setReal(name, *real);
     return true;
   }
 
-  bool skip() {
-    ++skipped_;
+  bool mark() {
+    if (text_.next() != '"') return text_.skip();
+    std::string_view text;
+    if (!text_.string(text)) return false;
+    report.marks.push_back(bytesOf(text));
     return true;
   }
 
-  bool leave() {
-    if (skipped_ > 0) {
-      --skipped_;
-      return true;
-    }
-    switch (place_) {
-      case kRow:
-        return enter(kTable);
-      case kItems:
-        return enter(kError);
-      case kError:
-        return endError();
-      case kSection:
-        return endSection();
-      case kTable:
-      case kErrors:
-        return enter(kSection);
-      default:
-        return enter(kNowhere);
-    }
+  bool isCompound() {
+    const char first = text_.next();
+    return first == '{' || first == '[';
   }
 
-  bool beginSection() {
-    const SectionSchema* const schema = sectionOf(known_, key_);
-    if (schema == nullptr) return skip();
-    SectionSample& section = report.sections.emplace_back(SectionSample{schema, {}});
-    for (const TableInfo& info : schema->tables) {
-      TableSample& table = section.tables.emplace_back();
+  void setInteger(std::string_view key, std::int64_t value) {
+    timed_ = timed_ || key == "boot_time_ns";
+    if (key == "boot_time_ns") report.bootTimeNs = value;
+    if (key == "unix_time_ns") report.unixTimeNs = value;
+    if (key == "missed") report.missed = value;
+    setReal(key, static_cast<double>(value));
+  }
+
+  void setReal(std::string_view key, double value) {
+    if (key == "interval_ms") report.intervalMs = value;
+    if (key == "suspended_ms") report.suspendedMs = value;
+  }
+
+  bool section(const SectionSchema& schema) {
+    SectionSample& sample = report.sections.emplace_back(SectionSample{&schema, {}});
+    for (const TableInfo& info : schema.tables) {
+      TableSample& table = sample.tables.emplace_back();
       if (info.isFields()) table.rows.push_back(notRecorded(info));
     }
-    return enter(kSection);
-  }
-
-  bool beginTable() {
-    const std::vector<TableInfo>& tables = report.sections.back().schema->tables;
-    const auto found = std::find_if(tables.begin(), tables.end(), [&](const TableInfo& table) {
-      return !table.isFields() && key_ == table.key;
-    });
-    if (found == tables.end()) return skip();
-    table_ = static_cast<std::size_t>(found - tables.begin());
-    return enter(kTable);
-  }
-
-  bool beginRow() {
-    SectionSample& section = report.sections.back();
-    section.tables[table_].rows.push_back(notRecorded(section.schema->tables[table_]));
-    next_ = 0;
-    return enter(kRow);
-  }
-
-  bool integer(std::int64_t value) {
-    timed = timed || atTop("boot_time_ns");
-    if (atTop("boot_time_ns")) report.bootTimeNs = value;
-    if (atTop("unix_time_ns")) report.unixTimeNs = value;
-    if (atTop("interval_ms")) report.intervalMs = static_cast<double>(value);
-    if (atTop("missed")) report.missed = value;
-    return put(value);
-  }
-
-  bool put(Value value) {
-    if (skipped_ > 0) return true;
-    if (place_ == kRow) {
-      putInto(table_, report.sections.back().tables[table_].rows.back(), std::move(value));
-    } else if (place_ == kSection) {
-      const std::vector<TableInfo>& tables = report.sections.back().schema->tables;
-      for (std::size_t table = 0; table < tables.size(); ++table) {
-        if (tables[table].isFields()) putInto(table, report.sections.back().tables[table].rows[0], value);
-      }
-    }
+    errors_.clear();
+    if (!text_.object([&](std::string_view key) { return sectionMember(sample, key); })) return false;
+    // Not before: the errors may stand in front of the rows that they are about.
+    for (const auto& [item, error] : errors_) Reasons{sample, error}.apply(item);
     return true;
   }
 
-  void putInto(std::size_t table, Row& row, Value value) {
-    const auto column = columnOf(report.sections.back().schema->tables[table], key_, next_);
-    if (!column) return;
-    row[*column] = std::move(value);
-    next_ = *column + 1;
+  bool sectionMember(SectionSample& sample, std::string_view key) {
+    if (text_.next() == '[') {
+      if (key == "errors") return text_.array([this] { return error(); });
+      for (std::size_t table = 0; table < sample.tables.size(); ++table) {
+        const TableInfo& info = sample.schema->tables[table];
+        if (!info.isFields() && key == info.key) return rows(info, sample.tables[table].rows);
+      }
+    }
+    for (std::size_t table = 0; table < sample.tables.size(); ++table) {
+      const TableInfo& info = sample.schema->tables[table];
+      if (info.isFields() && columnOf(info, key, 0)) return cell(info, sample.tables[table].rows[0], key, 0);
+    }
+    return text_.skip();
   }
 
-  bool endError() {
-    for (std::string& item : items_) errors_.push_back({std::move(item), error_});
-    items_.clear();
-    error_.clear();
-    return enter(kErrors);
+  bool rows(const TableInfo& info, std::vector<Row>& all) {
+    return text_.array([&] {
+      if (text_.next() != '{') return text_.skip();
+      Row& row = all.emplace_back(notRecorded(info));
+      std::size_t expected = 0;
+      return text_.object([&](std::string_view key) { return cell(info, row, key, expected++); });
+    });
   }
 
-  // Not before: the errors may stand in front of the rows that they are about.
-  bool endSection() {
-    for (const auto& [item, error] : errors_) Reasons{report.sections.back(), error}.apply(item);
-    errors_.clear();
-    return enter(kTop);
+  // `expected` is the column whose key this should be: they are written in the order of the columns.
+  bool cell(const TableInfo& info, Row& row, std::string_view key, std::size_t expected) {
+    const std::optional<std::size_t> column = columnOf(info, key, expected);
+    if (!column || isCompound() || text_.next() == 'n') return text_.skip();
+    return text_.scalar(row[*column]) && decode(row[*column]);
   }
 
+  static bool decode(Value& value) {
+    auto* const text = std::get_if<std::string>(&value);
+    if (text != nullptr && text->find('\\') != std::string::npos) *text = bytesOf(*text);
+    return true;
+  }
+
+  bool error() {
+    if (text_.next() != '{') return text_.skip();
+    const std::size_t first = errors_.size();
+    std::string reason;
+    const bool read = text_.object([&](std::string_view key) {
+      if (key == "items" && text_.next() == '[') return text_.array([this] { return errorItem(); });
+      if (key != "error" || text_.next() != '"') return text_.skip();
+      std::string_view text;
+      if (!text_.string(text)) return false;
+      reason = bytesOf(text);
+      return true;
+    });
+    for (std::size_t at = first; at < errors_.size(); ++at) errors_[at].second = reason;
+    return read;
+  }
+
+  bool errorItem() {
+    if (text_.next() != '"') return text_.skip();
+    std::string_view item;
+    if (!text_.string(item)) return false;
+    errors_.emplace_back(std::string{item}, std::string{});
+    return true;
+  }
+
+  JsonText text_;
   const Schemas& known_;
-  Place place_ = kNowhere;
-  int skipped_ = 0;  // objects and arrays of no interest that are open
-  std::string key_;
-  std::size_t table_ = 0;
-  std::size_t next_ = 0;  // the column whose key is expected
-  std::vector<std::string> items_;
-  std::string error_;
-  std::vector<std::pair<std::string, std::string>> errors_;
+  bool timed_ = false;
+  std::vector<std::pair<std::string, std::string>> errors_;  // of the section: item and reason
 };
 
 std::string textOf(const Json& object, const char* key) {
@@ -335,7 +280,8 @@ std::variant<BadLine, Origin, Report> parseHeader(std::string_view line, const S
   origin.unixTimeNs = integerOf(header, "unix_time_ns");
   origin.intervalMs = numberOf(header, "interval_ms");
   for (const Json& name : header.value("monitors", Json::array())) {
-    const SectionSchema* const section = name.is_string() ? sectionOf(known, name) : nullptr;
+    const SectionSchema* const section =
+        name.is_string() ? sectionOf(known, name.get_ref<const std::string&>()) : nullptr;
     if (section != nullptr) origin.sections.push_back(section);
   }
   return origin;
@@ -344,12 +290,12 @@ std::variant<BadLine, Origin, Report> parseHeader(std::string_view line, const S
 }  // namespace
 
 std::variant<BadLine, Origin, Report> parseLine(std::string_view line, const Schemas& known) {
-  SampleHandler handler{known};
-  const bool parsed = Json::sax_parse(line.begin(), line.end(), &handler);
-  if (handler.isHeader) return parseHeader(line, known);
-  if (!parsed) return BadLine{handler.reason.empty() ? "no object" : handler.reason};
-  if (!handler.timed) return BadLine{"without a boot_time_ns"};
-  return std::move(handler.report);
+  SampleReader reader{line, known};
+  const bool read = reader.read();
+  if (reader.isHeader) return parseHeader(line, known);
+  if (!read) return BadLine{"no JSON from byte " + std::to_string(reader.at() + 1) + " on"};
+  if (!reader.isTimed()) return BadLine{"without a boot_time_ns"};
+  return std::move(reader.report);
 }
 
 }  // namespace tool

@@ -1,5 +1,5 @@
-// The lines of a file, a FIFO or standard input, compressed or not, one that is still being written too. Memory
-// is that of the longest line.
+// The lines of a file, a FIFO or standard input, compressed or not, one that is still being written too.
+// Memory is that of the longest line.
 #ifndef TESSARY_TOOLS_RECORDING_LINES_H
 #define TESSARY_TOOLS_RECORDING_LINES_H
 
@@ -21,8 +21,8 @@ class Lines {
   // emptied is read from its start again.
   Lines(std::string name, Descriptor descriptor, bool follow);
 
-  // The next line, valid until the next call; none at the end or when `stop` became readable. The last line of
-  // all may lack its end.
+  // The next line, valid until the next call; none at the end or when `stop` became readable. The last line
+  // of all may lack its end.
   std::optional<std::string_view> next(int stop = kNoStop);
 
   const std::string& name() const { return name_; }

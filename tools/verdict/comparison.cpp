@@ -289,7 +289,7 @@ Verdict verdictOf(const ComparedFigure& compared) {
   const int mean = moved(compared.mean);
   const int p95 = moved(compared.p95);
   if (mean == 0 && p95 == 0) return kSame;
-  const Tendency tendency = compared.figure->column->tendency;
+  const Tendency tendency = compared.column->tendency;
   if (tendency == kNeither) return kChanged;
   const int bad = tendency == kMoreIsWorse ? 1 : -1;
   return mean == bad || p95 == bad ? kWorse : kBetter;
@@ -338,7 +338,8 @@ Comparison compare(const Side& base, const Side& other, const ComparisonPlan& pl
       continue;
     }
     ComparedFigure& compared = comparison.figures.emplace_back();
-    compared.figure = candidate.figure;
+    compared.name = candidate.figure->name;
+    compared.column = candidate.figure->column;
     compared.base = candidate.base;
     compared.other = candidate.other;
     compared.constant = candidate.judged.constant;

@@ -38,7 +38,8 @@ struct Change {
 };
 
 struct ComparedFigure {
-  const RecordedFigure* figure;  // of a recording of the base
+  std::string name;
+  const ColumnInfo* column;
   SideSummary base;
   SideSummary other;
   Change mean;

@@ -22,12 +22,12 @@ std::string formatted(const char* format, double value) {
 // In percent of the base, where there is one.
 std::string shareText(const char* format, double value, double base, const ComparedFigure& compared) {
   if (base != 0) return formatted(format, 100 * value / std::fabs(base)) + " %";
-  return shown(value, compared.figure->column->format);
+  return shown(value, compared.column->format);
 }
 
 std::string changeText(const Change& change, double base, const ComparedFigure& compared) {
   if (base == 0) {
-    const Format& format = compared.figure->column->format;
+    const Format& format = compared.column->format;
     return (change.value < 0 ? "-" : "+") + shown(std::fabs(change.value), format) + " +-" +
            shown(change.margin, format);
   }
@@ -60,9 +60,9 @@ constexpr Column<Line> kColumns[] = {
 const Table<Line> kLines{"figures", "figure", kColumns};
 
 Line lineOf(const ComparedFigure& compared) {
-  const Format& format = compared.figure->column->format;
+  const Format& format = compared.column->format;
   Line line;
-  line.figure = compared.figure->name;
+  line.figure = compared.name;
   line.verdict = verdictName(compared.verdict);
   line.baseMean = shown(compared.base.mean, format);
   line.otherMean = shown(compared.other.mean, format);
@@ -137,8 +137,8 @@ Json changeJson(const Change& change) {
 }
 
 Json figureJson(const ComparedFigure& compared) {
-  const ColumnInfo& column = *compared.figure->column;
-  Json json{{"figure", utf8(compared.figure->name)}, {"unit", column.format.unit.name}};
+  const ColumnInfo& column = *compared.column;
+  Json json{{"figure", utf8(compared.name)}, {"unit", column.format.unit.name}};
   if (column.tendency != kNeither) json["more_is"] = column.tendency == kMoreIsWorse ? "worse" : "better";
   json["verdict"] = verdictName(compared.verdict);
   json["base"] = sideJson(compared.base);

@@ -114,6 +114,7 @@ void addReport(Json& object, const Report& report) {
   object["interval_ms"] = rounded(report.intervalMs, kTimeDecimals);
   if (report.missed != 0) object["missed"] = report.missed;
   if (report.suspendedMs != 0) object["suspended_ms"] = rounded(report.suspendedMs, kTimeDecimals);
+  for (const std::string& mark : report.marks) object["marks"].push_back(utf8(mark));
   for (const SectionSample& sample : report.sections) object[sample.schema->name] = sectionJson(sample);
 }
 

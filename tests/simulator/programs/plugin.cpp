@@ -1,0 +1,2 @@
+// What plugin_host loads.
+extern "C" __attribute__((visibility("default"))) int answer() { return 42; }

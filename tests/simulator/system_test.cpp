@@ -1,0 +1,106 @@
+// What a program asks of the system itself, and not of a node.
+
+#include <gtest/gtest.h>
+#include <ifaddrs.h>
+#include <linux/if_link.h>
+#include <linux/netlink.h>
+#include <net/if.h>
+#include <netpacket/packet.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+
+#include "simulator/board/board.h"
+#include "simulator/model/model.h"
+
+namespace {
+
+using simulator::Board;
+
+struct SmallBoard : Board {
+  SmallBoard() {
+    simulator::loadBoardText(*this, R"({"model": "x", "kernel": "6.1.0-car", "cores": [
+      {"count": 3, "load": {"user": 50}}], "memory": {"total_kb": 4096, "free_kb": 1024},
+      "faults": [{"core": 1, "kind": "offline"}],
+      "interfaces": [{"name": "lo"}, {"name": "eth0", "rx_bytes": 1000, "tx_dropped": 2}]})");
+  }
+};
+
+TEST(SystemCalls, AnswerForTheBoard) {
+  SmallBoard board;
+  ::usleep(60000000);
+  struct sysinfo info {};
+  ASSERT_EQ(::sysinfo(&info), 0);
+  EXPECT_EQ(info.totalram * info.mem_unit, 4096U * 1024);
+  EXPECT_EQ(info.freeram * info.mem_unit, 1024U * 1024);
+  EXPECT_EQ(info.uptime, 3660);
+  double loads[3];
+  ASSERT_EQ(::getloadavg(loads, 3), 3);
+  EXPECT_EQ(loads[0], 1);
+  EXPECT_EQ(info.loads[0], 1U << SI_LOAD_SHIFT);
+  EXPECT_EQ(::sysconf(_SC_PHYS_PAGES), 1024);
+
+  cpu_set_t cores;
+  ASSERT_EQ(::sched_getaffinity(0, sizeof cores, &cores), 0);
+  EXPECT_EQ(CPU_COUNT(&cores), 2);
+  EXPECT_FALSE(CPU_ISSET(1, &cores));
+  utsname names{};
+  ASSERT_EQ(::uname(&names), 0);
+  EXPECT_STREQ(names.release, "6.1.0-car");
+}
+
+TEST(Network, HasTheBoardsInterfacesAlone) {
+  SmallBoard board;
+  ::usleep(3000000);
+  ifaddrs* list = nullptr;
+  ASSERT_EQ(::getifaddrs(&list), 0);
+  std::set<std::string> names;
+  for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+    names.insert(entry->ifa_name);
+    if (entry->ifa_addr->sa_family != AF_PACKET || std::strcmp(entry->ifa_name, "eth0") != 0) continue;
+    const auto* const statistics = static_cast<const rtnl_link_stats*>(entry->ifa_data);
+    EXPECT_EQ(statistics->rx_bytes, 3000U);
+    EXPECT_EQ(statistics->tx_dropped, 6U);
+    EXPECT_EQ(reinterpret_cast<const sockaddr_ll*>(entry->ifa_addr)->sll_addr[5], 2);
+  }
+  ::freeifaddrs(list);
+  EXPECT_EQ(names, (std::set<std::string>{"eth0", "lo"}));
+
+  EXPECT_EQ(::if_nametoindex("eth0"), 2U);
+  EXPECT_EQ(::if_nametoindex("wlan7"), 0U);
+  char name[IFNAMSIZ];
+  EXPECT_STREQ(::if_indextoname(1, name), "lo");
+
+  const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
+  ASSERT_GE(socket, 0);
+  ifreq request{};
+  std::strcpy(request.ifr_name, "eth0");
+  EXPECT_EQ(::ioctl(socket, SIOCGIFMTU, &request), 0);
+  EXPECT_EQ(request.ifr_mtu, 1500);
+  std::strcpy(request.ifr_name, "wlan7");
+  EXPECT_EQ(::ioctl(socket, SIOCGIFFLAGS, &request), -1);
+  EXPECT_EQ(errno, ENODEV);
+  ::close(socket);
+}
+
+TEST(Network, DoesNotShowTheMachinesThroughNetlink) {
+  SmallBoard board;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE), -1);
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE), -1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "tessary-board: a netlink socket would show the machine's network and is refused; "
+            "--machine-network allows it\n");
+}
+
+}  // namespace
