@@ -12,6 +12,8 @@ namespace simulator {
 
 constexpr char kBoardVariable[] = "TESSARY_BOARD";            // the board's file
 constexpr char kSeedVariable[] = "TESSARY_BOARD_SEED";        // a number
+constexpr char kFromVariable[] = "TESSARY_BOARD_FROM";        // of a recording: microseconds
+constexpr char kSpeedVariable[] = "TESSARY_BOARD_SPEED";      // of a recording: thousandths
 constexpr char kTimeVariable[] = "TESSARY_BOARD_TIME";        // kRealTime or kSteppedTime
 constexpr char kTimesVariable[] = "TESSARY_BOARD_TIMES";      // the processes' times: process_times.h
 constexpr char kCommandVariable[] = "TESSARY_BOARD_COMMAND";  // tessary-board itself

@@ -14,6 +14,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/command/playback.h"
 #include "simulator/model/model.h"
 
 namespace {
@@ -56,7 +57,7 @@ void layOutSharedBoard(const std::string& path) {
   const std::uint64_t seed = std::strtoull(variable(kSeedVariable).c_str(), nullptr, 10);
   static auto* const board = new Board{sharedClock()};
   board->keepHistory(false);
-  loadBoard(*board, path, seed);
+  loadBoard(*board, path, seed, playbackOfEnvironment());
   ::pthread_atfork(nullptr, nullptr, [] { board->clock().enterProcess(); });
 }
 

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -15,6 +16,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
+#include "simulator/command/playback.h"
 #include "simulator/command/way.h"
 #include "simulator/model/model.h"
 
@@ -40,7 +42,9 @@ fs::path besideExecutable(const char* relative) {
 fs::path boardsFolder() { return besideExecutable(TESSARY_BOARDS_FROM_BIN); }
 
 fs::path findBoard(const std::string& board) {
-  const bool isPath = board.find('/') != std::string::npos || fs::path{board}.extension() == ".json";
+  const std::string extension = fs::path{board}.extension();
+  const bool isPath = board.find('/') != std::string::npos || extension == ".json" || extension == ".jsonl" ||
+                      extension == ".gz";
   fs::path path = isPath ? fs::absolute(board) : boardsFolder() / (board + ".json");
   if (!isPath && !fs::exists(path))
     throw Failure{"there is no board " + board + "; 'tessary-board list' shows those that there are"};
@@ -48,10 +52,10 @@ fs::path findBoard(const std::string& board) {
 }
 
 // Laid out once, so that every mistake in it shows here.
-BoardFile readWholeBoard(const fs::path& path, std::uint64_t seed) {
+BoardFile readWholeBoard(const fs::path& path, std::uint64_t seed, Playback playback = {}) {
   Board board;
-  loadBoard(board, path, seed);
-  return readBoardFile(path, seed);
+  loadBoard(board, path, seed, playback);
+  return readBoardFile(path, seed, playback);
 }
 
 // -- run
@@ -60,6 +64,8 @@ struct RunOptions {
   std::string board;
   std::uint64_t seed = kDefaultSeed;
   std::string time = kRealTime;
+  double from = 0;  // seconds
+  double speed = 1;
   std::string seam = kAutomaticSeam;
   bool machineNetwork = false;
   bool isStrict = false;
@@ -70,11 +76,14 @@ struct RunOptions {
 int run(RunOptions options) {
   if (options.command.empty()) throw Failure{"no command: tessary-board run BOARD -- COMMAND .."};
   const fs::path path = findBoard(options.board);
-  readWholeBoard(path, options.seed);
   const bool isStepped = options.time == kSteppedTime;
   // For a program of that board, which could not start this one itself.
   const char* const board = std::getenv(kBoardVariable);
   const bool isNested = board != nullptr && board == path && std::getenv(kTimesVariable) != nullptr;
+  const Playback playback = isNested ? playbackOfEnvironment()
+                                     : Playback{std::llround(options.from * kMicrosecondsInSecond),
+                                                std::llround(options.speed * kOne)};
+  readWholeBoard(path, options.seed, playback);
   if (isStepped && options.seam == kNotifySeam)
     throw Failure{"--seam notify is for real time: programs read the clock without a call"};
 
@@ -92,7 +101,7 @@ int run(RunOptions options) {
     Environment environment;
     environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
     ::environ = const_cast<char**>(environment.variables());
-    return runNotified({path, options.seed, isNested ? std::getenv(kTimesVariable) : "",
+    return runNotified({path, options.seed, playback, isNested ? std::getenv(kTimesVariable) : "",
                         options.machineNetwork, std::move(options.command)});
   }
 
@@ -108,6 +117,8 @@ int run(RunOptions options) {
                   (preloaded != nullptr ? std::string{preloaded} + ":" : "") + library.string());
   environment.set(kBoardVariable, path);
   environment.set(kSeedVariable, std::to_string(options.seed));
+  environment.set(kFromVariable, std::to_string(playback.from));
+  environment.set(kSpeedVariable, std::to_string(playback.speed));
   environment.set(kTimeVariable, options.time);
   environment.set(kTimesVariable, isNested ? std::getenv(kTimesVariable) : ProcessTimes::create());
   environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
@@ -260,6 +271,13 @@ int runCommandLine(int count, char** values) {
       ->add_option("--time", options.time,
                    "real, or stepped: time passes by the program's waits alone, which return at once")
       ->check(CLI::IsMember({kRealTime, kSteppedTime}))
+      ->capture_default_str();
+  constexpr double kLatest = 1e9;
+  constexpr double kFastest = 1000;
+  runCommand->add_option("--from", options.from, "Of a recording: begin so many seconds from its start")
+      ->check(CLI::Range(0.0, kLatest));
+  runCommand->add_option("--speed", options.speed, "Of a recording: how many of its seconds pass in one")
+      ->check(CLI::Range(1 / kFastest, kFastest))
       ->capture_default_str();
   runCommand
       ->add_option(

@@ -56,7 +56,7 @@ ChosenWay chooseWay(const std::string& command, const std::string& seam, bool is
 }
 
 int runNotified(const NotifiedRun& run) {
-  BoardFile file = readBoardFile(run.board, run.seed);
+  BoardFile file = readBoardFile(run.board, run.seed, run.playback);
   // These programs have the machine's from the kernel, without a call.
   file.ticksPerSecond = static_cast<int>(::sysconf(_SC_CLK_TCK));
   const FilterOptions filter{readsMayFail(file), run.machineNetwork};

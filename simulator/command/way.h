@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "simulator/model/board_file.h"
+
 namespace simulator {
 
 enum class Way {
@@ -29,6 +31,7 @@ ChosenWay chooseWay(const std::string& command, const std::string& seam, bool is
 struct NotifiedRun {
   std::string board;  // the file
   std::uint64_t seed;
+  Playback playback;
   std::string times;  // of the board that there is already: process_times.h; else empty
   bool machineNetwork;
   std::vector<std::string> command;

@@ -13,7 +13,7 @@ _tessary_board() {
     choices='real stepped'
   elif [[ $word == -* ]]; then
     case $command in
-      run) choices='--time --seed --help --' ;;
+      run) choices='--time --seed --from --speed --help --' ;;
       show) choices='--json --help' ;;
       *) choices=--help ;;
     esac

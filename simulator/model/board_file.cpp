@@ -13,13 +13,14 @@
 #include <system_error>
 
 #include "simulator/model/json.h"
+#include "simulator/model/recording.h"
 
 namespace simulator {
 
 namespace {
 
 constexpr std::int64_t kMostItems = 4096;
-constexpr std::int64_t kMostCores = 1024;
+constexpr std::size_t kMostCores = 1024;
 constexpr std::int64_t kLargestId = 4194304;  // of a process
 
 // Every item of the list, "count" times where it says so.
@@ -57,6 +58,7 @@ CoreFile readCore(JsonObject& object) {
   object.read("min_khz", core.minKHz, 0, kLargestNumber);
   object.read("max_khz", core.maxKHz, 0, kLargestNumber);
   if (core.minKHz > core.maxKHz) object.fail("min_khz is above max_khz");
+  if (const auto clock = object.find("clock_khz")) core.clock = clock->signal(0, kLargestNumber);
   if (const auto load = object.find("load")) {
     JsonObject shares{*load, object.number()};
     Thousandths most = 0;
@@ -201,7 +203,7 @@ GpuFile readGpu(const JsonValue& value) {
   GpuFile gpu;
   JsonObject object{value};
   object.read("busy", gpu.busy, 0, 100);
-  if (const auto clock = object.find("max_mhz")) gpu.maxMHz = clock->whole(0, kLargestNumber);
+  if (const auto clock = object.find("max_mhz")) gpu.maxMHz = clock->signal(0, kLargestNumber);
   if (const auto metrics = object.find("metrics")) {
     gpu.metrics = readGroups<GpuMetricFile>(*metrics, [](JsonObject& metric) {
       return GpuMetricFile{static_cast<std::uint32_t>(metric.need("id").whole(0, 0xffffffff)),
@@ -336,7 +338,10 @@ Fault readFault(const JsonValue& value) {
 
 BoardFile readBoard(const JsonValue& root, BoardFile board) {
   JsonObject object{root};
-  board.model = object.need("model").text();
+  const auto recording = object.find("recording");
+  if (recording) readRecording(*recording, board);
+  if (!recording) object.need("model");
+  object.read("model", board.model);
   object.read("description", board.description);
   object.read("platform", board.platform);
   object.read("soc", board.soc);
@@ -346,10 +351,17 @@ BoardFile readBoard(const JsonValue& root, BoardFile board) {
   object.read("kernel", board.kernel);
   object.read("ticks_per_second", board.ticksPerSecond, 1, 1000000);
 
-  const JsonValue cores = object.need("cores");
-  board.cores = readGroups<CoreFile>(cores, readCore);
+  const auto frames = object.find("frames");
+  if (frames) {
+    board.frames = readFrames(*frames, board.playback);
+    object.read("processors", board.processors, 1, kMostCores);
+  }
+  if (!recording && !frames) object.need("cores");
+  if (const auto cores = object.find("cores")) {
+    board.cores = readGroups<CoreFile>(*cores, readCore);
+    if (board.cores.empty() || board.cores.size() > kMostCores) cores->fail("must be from 1 to 1024 cores");
+  }
   const auto coreCount = static_cast<int>(board.cores.size());
-  if (coreCount == 0 || coreCount > kMostCores) cores.fail("must be from 1 to 1024 cores");
   readList(object, "thermal_zones", board.zones, [&](JsonObject& zone) { return readZone(zone, coreCount); });
   readList(object, "cooling_devices", board.coolingDevices, readCoolingDevice);
   if (const auto memory = object.find("memory")) board.memory = readMemory(*memory);
@@ -376,23 +388,31 @@ BoardFile readBoard(const JsonValue& root, BoardFile board) {
 
 }  // namespace
 
-BoardFile parseBoardFile(const std::string& text, const std::string& path, std::uint64_t seed) {
+BoardFile parseBoardFile(const std::string& text, const std::string& path, std::uint64_t seed,
+                         Playback playback) {
   const JsonSource source{path, seed, Wave::noise(seed)};
   BoardFile board;
   board.path = path;
   board.seed = seed;
+  board.playback = playback;
+  if (isRecording(text)) {
+    readRecording(text, source, board);
+    return board;
+  }
   return readBoard(JsonValue{source, parseJson(text, path), ""}, std::move(board));
 }
 
-BoardFile readBoardFile(const std::string& path, std::uint64_t seed) {
+BoardFile readBoardFile(const std::string& path, std::uint64_t seed, Playback playback) {
   constexpr std::size_t kLargest = std::size_t{64} << 20;
   if (!std::filesystem::is_regular_file(path) && std::filesystem::exists(path))
     throw BoardFileError{path, 1, "", "is no regular file"};
   std::ifstream file{path, std::ios::binary};
   const std::string text{std::istreambuf_iterator<char>{file}, {}};
   if (!file) throw std::system_error{errno, std::generic_category(), path};
+  const bool isCompressed = text.compare(0, 2, "\x1f\x8b") == 0;
+  if (isCompressed) throw BoardFileError{path, 1, "", "is compressed: unpack it with gunzip"};
   if (text.size() > kLargest) throw BoardFileError{path, 1, "", "is larger than 64 MiB"};
-  return parseBoardFile(text, path, seed);
+  return parseBoardFile(text, path, seed, playback);
 }
 
 }  // namespace simulator

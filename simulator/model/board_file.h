@@ -13,6 +13,7 @@
 
 #include "simulator/model/core.h"
 #include "simulator/model/faults.h"
+#include "simulator/model/frames.h"
 #include "simulator/model/signals.h"
 
 namespace simulator {
@@ -55,6 +56,7 @@ struct ProcessFile {
   Signal user;  // percent of one core
   Signal system;
   std::int64_t virtualKB = 0;
+  std::optional<Signal> virtualOverTime;  // of one that was recorded
   Signal residentKB;
   Signal proportionalKB;
   Signal privateKB;
@@ -98,7 +100,7 @@ struct GpuMetricFile {
 
 struct GpuFile {
   Signal busy;                         // percent
-  std::optional<std::int64_t> maxMHz;  // none: no such node
+  std::optional<Signal> maxMHz;        // none: no such node
   std::vector<GpuMetricFile> metrics;  // in the profiler's order
 };
 
@@ -115,9 +117,16 @@ struct DdrFile {
   std::array<Signal, kDdrFigures> perSecond;
 };
 
+// Of what was recorded.
+struct Playback {
+  Microseconds from = 0;     // of its time
+  Thousandths speed = kOne;  // its seconds in one of the board's
+};
+
 struct BoardFile {
   std::string path;
   std::uint64_t seed = kDefaultSeed;
+  Playback playback;
 
   std::string model;
   std::string description;
@@ -144,13 +153,18 @@ struct BoardFile {
 
   std::string coreList() const { return cores.size() == 1 ? "0" : "0-" + std::to_string(cores.size() - 1); }
 
+  // Of a captured board, which has nothing else, but for faults and further nodes.
+  std::optional<Frames> frames;
+  int processors = 1;
+
   // Which of the two interfaces the DDR device speaks.
   bool hasNewerDdr() const { return platform.find("brindle") != std::string::npos; }
 };
 
 // Both throw BoardFileError for a mistake in the text, and std::runtime_error for a file that cannot be read.
-BoardFile readBoardFile(const std::string& path, std::uint64_t seed = kDefaultSeed);
-BoardFile parseBoardFile(const std::string& text, const std::string& path, std::uint64_t seed = kDefaultSeed);
+BoardFile readBoardFile(const std::string& path, std::uint64_t seed = kDefaultSeed, Playback playback = {});
+BoardFile parseBoardFile(const std::string& text, const std::string& path, std::uint64_t seed = kDefaultSeed,
+                         Playback playback = {});
 
 }  // namespace simulator
 

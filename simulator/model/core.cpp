@@ -38,6 +38,7 @@ Thousandths CoreFile::busyAt(Microseconds time) const {
 }
 
 std::int64_t CoreFile::kHzAt(Microseconds time) const {
+  if (clock) return clock->at(time) / kOne;
   return minKHz + (maxKHz - minKHz) * busyAt(time) / (100 * kOne);
 }
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "simulator/model/signals.h"
@@ -24,6 +25,7 @@ struct CoreFile {
   int capacity = 1024;
   std::int64_t minKHz = 0;  // without a highest clock the core has no cpufreq nodes
   std::int64_t maxKHz = 0;
+  std::optional<Signal> clock;              // kHz; else it follows the load
   std::array<Signal, kTickColumns> shares;  // percent of the time; idle is what they leave
   std::vector<Span> offline;                // the counters stand still then
 
@@ -31,7 +33,7 @@ struct CoreFile {
   Wide passed(std::size_t column, Microseconds time) const;  // percent, integrated
   Wide busy(Microseconds time) const;                        // all but idle and iowait, likewise
   Thousandths busyAt(Microseconds time) const;               // percent
-  std::int64_t kHzAt(Microseconds time) const;               // the clock follows the load
+  std::int64_t kHzAt(Microseconds time) const;
 
  private:
   Wide whileOnline(const Signal& signal, Microseconds time) const;

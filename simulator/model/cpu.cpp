@@ -79,6 +79,10 @@ void layOutClock(Board& board, const SharedFile& file, const CoreFile& core, con
   board.file(folder + "/scaling_governor", "schedutil\n");
   board.file(folder + "/scaling_max_freq", line(core.maxKHz));
   board.file(folder + "/scaling_min_freq", line(core.minKHz));
+  if (core.clock) {
+    hideWhileAbsent(board, file, folder + "/cpuinfo_cur_freq", *core.clock);
+    hideWhileAbsent(board, file, folder + "/scaling_cur_freq", *core.clock);
+  }
   if (core.offline.empty()) return;
   board.change(folder,
                [&board, file, &core](Node& node) { node.isGone |= core.isOffline(boardTime(board)); });

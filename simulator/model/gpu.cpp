@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 
 #include "simulator/devices/gpu_profiler.h"
 #include "simulator/model/model.h"
@@ -41,7 +42,9 @@ void layOutProfiler(Board& board, const SharedFile& file) {
   profiler->keepHistory(board.keepsHistory());
   for (const GpuMetricFile& metric : file->gpu->metrics) {
     profiler->offer(metric.id, metric.name, [&board, file, &metric] {
-      return static_cast<double>(metric.value.at(boardTime(board))) / kOne;
+      const Microseconds now = boardTime(board);
+      if (!metric.value.isThere(now)) return std::numeric_limits<double>::quiet_NaN();
+      return static_cast<double>(metric.value.at(now)) / kOne;
     });
   }
   board.keep(std::move(profiler));
@@ -57,7 +60,12 @@ void layOutGpu(Board& board, const SharedFile& file) {
   const std::string folder = kGpuFolder;
   board.file(folder + "gpu_busy_percentage",
              [&board, file] { return std::to_string(file->gpu->busy.at(boardTime(board)) / kOne) + " %\n"; });
-  if (file->gpu->maxMHz) board.file(folder + "max_clock_mhz", line(*file->gpu->maxMHz));
+  hideWhileAbsent(board, file, folder + "gpu_busy_percentage", file->gpu->busy);
+  if (const auto& maxMHz = file->gpu->maxMHz) {
+    board.file(folder + "max_clock_mhz",
+               [&board, file, &maxMHz] { return line(maxMHz->at(boardTime(board)) / kOne); });
+    hideWhileAbsent(board, file, folder + "max_clock_mhz", *maxMHz);
+  }
   if (!file->gpu->metrics.empty()) layOutProfiler(board, file);
 }
 

@@ -1,6 +1,7 @@
 #include "simulator/model/json.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -127,8 +128,8 @@ std::string rangeText(std::int64_t least, std::int64_t most) {
 
 }  // namespace
 
-Json parseJson(const std::string& text, const std::string& file) {
-  Cursor cursor{text.data(), text.data() + text.size()};
+Json parseJson(const std::string& text, const std::string& file, int firstLine) {
+  Cursor cursor{text.data(), text.data() + text.size(), firstLine};
   Builder builder{file, cursor};
   nlohmann::json::sax_parse(Characters{&cursor}, Characters{nullptr}, &builder);
   return builder.take();
@@ -155,6 +156,22 @@ std::string JsonValue::name() const {
   return name;
 }
 
+std::string JsonValue::bytes() const {
+  constexpr std::size_t kEscape = 4;
+  expect(Json::Kind::kText, "a text");
+  const std::string& text = json_->text;
+  std::string bytes;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    unsigned byte = 0;
+    const char* const digits = text.data() + at + 2;
+    const bool isEscape = text.size() - at >= kEscape && text.compare(at, 2, "\\x") == 0 &&
+                          std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+    bytes += isEscape ? static_cast<char>(byte) : text[at];
+    if (isEscape) at += kEscape - 1;
+  }
+  return bytes;
+}
+
 bool JsonValue::flag() const {
   expect(Json::Kind::kFlag, "true or false");
   return json_->flag;
@@ -178,6 +195,22 @@ Thousandths JsonValue::figure(std::int64_t least, std::int64_t most) const {
   return std::llround(thousandths);
 }
 
+Thousandths JsonValue::rounded(std::int64_t least, std::int64_t most, double scale) const {
+  expect(Json::Kind::kNumber, "a number");
+  const double number = json_->number * scale;
+  if (!(number >= static_cast<double>(least) && number <= static_cast<double>(most)))
+    fail(rangeText(least, most));
+  return std::llround(number * kOne);
+}
+
+// Beyond 2^53, after a hundred days, the last digits are lost: they are below a microsecond.
+std::int64_t JsonValue::nanoseconds() const {
+  constexpr double kLatest = 4e18;
+  expect(Json::Kind::kNumber, "a number");
+  if (!(json_->number >= 0 && json_->number <= kLatest)) fail("is no time");
+  return std::llround(json_->number);
+}
+
 Microseconds JsonValue::milliseconds(std::int64_t least) const {
   constexpr std::int64_t kLongest = std::int64_t{24} * 3600 * 1000;  // a day
   return figure(least, kLongest);                                    // a thousandth of a millisecond
@@ -188,6 +221,7 @@ Microseconds JsonValue::milliseconds(std::int64_t least) const {
 // {"ramp": [20, 80], "over_ms": 60000, "repeats": false}
 // {"sine": [20, 80], "period_ms": 64000, "phase_ms": 0}
 // {"noise": [20, 80], "every_ms": 500}
+// {"series": [[0, 12.5], [1000, 13], [2000, null]]}
 Signal JsonValue::signal(std::int64_t least, std::int64_t most) const {
   if (json_->kind == Json::Kind::kNumber) return Signal{figure(least, most)};
   if (json_->kind != Json::Kind::kObject) fail("must be a number or a signal");
@@ -203,7 +237,9 @@ Signal JsonValue::signal(std::int64_t least, std::int64_t most) const {
     return signal.shifted(phase);
   };
   Signal signal;
-  if (const auto square = object.find("square")) {
+  if (const auto series = object.find("series")) {
+    signal = series->seriesOf(least, most);
+  } else if (const auto square = object.find("square")) {
     const Microseconds period = object.need("period_ms").milliseconds(1);
     Microseconds firstFor = period / 2;
     object.readTime("first_ms", firstFor);
@@ -220,10 +256,24 @@ Signal JsonValue::signal(std::int64_t least, std::int64_t most) const {
     const std::uint64_t place = mixed(source_->seed, key_ + "#" + std::to_string(number_));
     signal = Signal::noise(range(*noise), object.need("every_ms").milliseconds(1), source_->noise, place);
   } else {
-    fail("must be a number or a signal: square, ramp, sine or noise");
+    fail("must be a number or a signal: square, ramp, sine, noise or series");
   }
   object.end();
   return signal;
+}
+
+// [[0, 12.5], [1000, 13], [2000, null]]: milliseconds and values
+Signal JsonValue::seriesOf(std::int64_t least, std::int64_t most) const {
+  std::vector<Series::Point> points;
+  for (const JsonValue& item : items()) {
+    const std::vector<JsonValue> pair = item.items();
+    if (pair.size() != 2) item.fail("must be a list of a time and a value");
+    const Microseconds time = pair[0].milliseconds();
+    if (!points.empty() && time <= points.back().time) item.fail("is not after the one before it");
+    points.push_back({time, std::nullopt});
+    if (!pair[1].isNull()) points.back().value = pair[1].figure(least, most);
+  }
+  return Signal::series(std::make_shared<const Series>(std::move(points)));
 }
 
 std::vector<JsonValue> JsonValue::items() const {

@@ -35,7 +35,7 @@ struct Json {
   std::vector<std::pair<std::string, Json>> members;  // of an object, in the order of the text
 };
 
-Json parseJson(const std::string& text, const std::string& file);
+Json parseJson(const std::string& text, const std::string& file, int firstLine = 1);
 
 // What all of a file's values share.
 struct JsonSource {
@@ -57,13 +57,20 @@ class JsonValue {
   int line() const { return json_->line; }
   const std::string& key() const { return key_; }
 
-  std::string text() const;  // with "%d" replaced by the number of the item, within a group
-  std::string name() const;  // a text that is not empty
+  std::string text() const;   // with "%d" replaced by the number of the item, within a group
+  std::string name() const;   // a text that is not empty
+  std::string bytes() const;  // such a one with \xNN for what is no UTF-8, as tessary writes names
   bool flag() const;
   std::int64_t whole(std::int64_t least, std::int64_t most) const;
   Thousandths figure(std::int64_t least, std::int64_t most) const;
+  // What was measured: any number of decimals, and in another unit by the scale.
+  Thousandths rounded(std::int64_t least, std::int64_t most, double scale = 1) const;
+  std::int64_t nanoseconds() const;
   Microseconds milliseconds(std::int64_t least = 0) const;
   Signal signal(std::int64_t least, std::int64_t most) const;
+  bool isNull() const { return json_->kind == Json::Kind::kNull; }
+  bool isList() const { return json_->kind == Json::Kind::kList; }
+  bool isObject() const { return json_->kind == Json::Kind::kObject; }
   std::vector<JsonValue> items() const;
   std::vector<std::string> names() const;  // of an object's members
 
@@ -71,6 +78,7 @@ class JsonValue {
   friend class JsonObject;
 
   void expect(Json::Kind kind, const char* what) const;
+  Signal seriesOf(std::int64_t least, std::int64_t most) const;
 
   const JsonSource* source_;
   const Json* json_;

@@ -29,9 +29,13 @@ std::string meminfoText(const BoardFile& file, Microseconds now) {
   std::string text;
   for (const char* const name : kLines) {
     Thousandths value = 0;
+    bool isThere = true;
     for (const auto& [described, signal] : *file.memory) {
-      if (std::strcmp(described, name) == 0) value = signal.at(now);
+      if (std::strcmp(described, name) != 0) continue;
+      value = signal.at(now);
+      isThere = signal.isThere(now);
     }
+    if (!isThere) continue;
     append(text, "%-16s%8lld kB\n", (std::string{name} + ":").c_str(), static_cast<long long>(value / kOne));
   }
   return text + kHugePages;

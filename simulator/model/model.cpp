@@ -6,11 +6,34 @@
 
 namespace simulator {
 
+namespace {
+
+constexpr const char* kClaimed[] = {"/proc",
+                                    "/sys/block",
+                                    "/sys/class/net",
+                                    "/sys/class/thermal",
+                                    "/sys/class/hwmon",
+                                    "/sys/class/power_supply",
+                                    "/sys/class/vrdx",
+                                    "/sys/devices/soc0",
+                                    "/sys/devices/system/cpu",
+                                    "/dev/__properties__"};
+
+}  // namespace
+
+bool isClaimed(const std::string& folder) {
+  return std::find(std::begin(kClaimed), std::end(kClaimed), folder) != std::end(kClaimed);
+}
+
 void layOut(Board& board, const SharedFile& file) {
-  for (const char* const folder : {"/proc", "/sys/block", "/sys/class/net", "/sys/class/thermal",
-                                   "/sys/class/hwmon", "/sys/class/power_supply", "/sys/class/vrdx",
-                                   "/sys/devices/soc0", "/sys/devices/system/cpu", "/dev/__properties__"}) {
-    board.folder(folder);  // its own, however little it has of it
+  for (const char* const folder : kClaimed) board.folder(folder);
+  if (file->frames) {
+    board.ticksPerSecond(file->ticksPerSecond);
+    board.cores(file->processors);
+    layOutSystem(board, file);
+    layOutFrames(board, file);
+    layOutFaults(board, file);
+    return;
   }
   layOutCores(board, file);
   layOutThermal(board, file);
@@ -25,12 +48,18 @@ void layOut(Board& board, const SharedFile& file) {
   layOutFaults(board, file);
 }
 
-void loadBoard(Board& board, const std::string& path, std::uint64_t seed) {
-  layOut(board, std::make_shared<const BoardFile>(readBoardFile(path, seed)));
+void loadBoard(Board& board, const std::string& path, std::uint64_t seed, Playback playback) {
+  layOut(board, std::make_shared<const BoardFile>(readBoardFile(path, seed, playback)));
 }
 
 void loadBoardText(Board& board, const std::string& text, std::uint64_t seed) {
   layOut(board, std::make_shared<const BoardFile>(parseBoardFile(text, "board", seed)));
+}
+
+void hideWhileAbsent(Board& board, const SharedFile& file, const std::string& path, const Signal& signal) {
+  if (signal.isAlwaysThere()) return;
+  board.change(path,
+               [&board, file, &signal](Node& node) { node.isGone |= !signal.isThere(boardTime(board)); });
 }
 
 void append(std::string& text, const char* format, ...) {

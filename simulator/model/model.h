@@ -14,7 +14,8 @@ namespace simulator {
 void layOut(Board& board, const SharedFile& file);
 
 // For tests: a board of a file, or of a text.
-void loadBoard(Board& board, const std::string& path, std::uint64_t seed = kDefaultSeed);
+void loadBoard(Board& board, const std::string& path, std::uint64_t seed = kDefaultSeed,
+               Playback playback = {});
 void loadBoardText(Board& board, const std::string& text, std::uint64_t seed = kDefaultSeed);
 
 void layOutSystem(Board& board, const SharedFile& file);
@@ -27,9 +28,16 @@ void layOutInterfaces(Board& board, const SharedFile& file);
 void layOutGpu(Board& board, const SharedFile& file);
 void layOutDsps(Board& board, const SharedFile& file);
 void layOutDdr(Board& board, const SharedFile& file);
+void layOutFrames(Board& board, const SharedFile& file);
 void layOutFaults(Board& board, const SharedFile& file);
 
 // -- for these
+
+// One of the folders that are the board's own, however little is in them.
+bool isClaimed(const std::string& folder);
+
+// The node is not there while the signal, which is the file's, is absent.
+void hideWhileAbsent(Board& board, const SharedFile& file, const std::string& path, const Signal& signal);
 
 inline Microseconds boardTime(const Board& board) { return board.clock().now() / 1000; }
 

@@ -78,8 +78,10 @@ void layOutInterfaces(Board& board, const SharedFile& file) {
     }
     for (std::size_t i = 0; i < kNetworkCounters; ++i) {
       const Counter& counter = interface.counters[i];
-      board.file(folder + "statistics/" + kNetworkKeys[i],
+      const std::string node = folder + "statistics/" + kNetworkKeys[i];
+      board.file(node,
                  [&board, file, &counter] { return std::to_string(counter.at(boardTime(board))) + "\n"; });
+      hideWhileAbsent(board, file, node, counter.perSecond);
     }
     for (const char* const name : kOtherCounters) board.file(folder + "statistics/" + name, "0\n");
   }

@@ -22,6 +22,9 @@ struct Moment {
     return ticksOf(percent.integral(now) - percent.integral(process.life.from), file.ticksPerSecond);
   }
   std::int64_t kB(const Signal& size) const { return size.at(now) / kOne; }
+  std::int64_t virtualKB() const {
+    return process.virtualOverTime ? kB(*process.virtualOverTime) : process.virtualKB;
+  }
   std::uint64_t startTicks() const {
     const Microseconds start = process.life.from == 0 ? process.started : uptimeAtStart + process.life.from;
     return ticksOf(Signal{100 * kOne}.integral(start), file.ticksPerSecond);
@@ -44,7 +47,7 @@ std::string statText(const Moment& moment) {
          process.parent, process.pid, process.pid, flags);
   append(text, " %" PRIu64 " %" PRIu64 " 0 0 20 0 %d 0", moment.ticks(process.user),
          moment.ticks(process.system), process.threads);
-  append(text, " %" PRIu64 " %" PRId64 " %" PRId64, moment.startTicks(), process.virtualKB * 1024,
+  append(text, " %" PRIu64 " %" PRId64 " %" PRId64, moment.startTicks(), moment.virtualKB() * 1024,
          moment.kB(process.residentKB) / kPageKB);
   text += " 18446744073709551615 0 0 0 0 0 0 0 0 0 0 0 0 17 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n";
   return text;

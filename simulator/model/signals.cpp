@@ -52,6 +52,40 @@ Wide Wave::area(Microseconds time, Microseconds step) const {
   return (Wide{passed / steps()} * sums_.back() + sums_[at]) * step + Wide{levels_[at]} * (time % step);
 }
 
+Series::Series(std::vector<Point> points) : points_{std::move(points)} {
+  Wide sum = 0;
+  for (std::size_t i = 0; i < points_.size(); ++i) {
+    if (i > 0) sum += Wide{points_[i - 1].value.value_or(0)} * (points_[i].time - points_[i - 1].time);
+    sums_.push_back(sum);
+    lowest_ = std::min(lowest_, points_[i].value.value_or(0));
+    highest_ = std::max(highest_, points_[i].value.value_or(0));
+  }
+}
+
+std::size_t Series::behind(Microseconds time) const {
+  const auto next = std::upper_bound(points_.begin(), points_.end(), time,
+                                     [](Microseconds then, const Point& point) { return then < point.time; });
+  return static_cast<std::size_t>(next - points_.begin());
+}
+
+std::optional<Thousandths> Series::at(Microseconds time) const {
+  const std::size_t count = behind(time);
+  return count > 0 ? points_[count - 1].value : std::nullopt;
+}
+
+Wide Series::integral(Microseconds time) const {
+  const std::size_t count = behind(time);
+  if (count == 0) return 0;
+  const Point& last = points_[count - 1];
+  return sums_[count - 1] + Wide{last.value.value_or(0)} * (time - last.time);
+}
+
+bool Series::isWhole() const {
+  return !points_.empty() && points_.front().time <= 0 &&
+         std::all_of(points_.begin(), points_.end(),
+                     [](const Point& point) { return point.value.has_value(); });
+}
+
 Signal::Signal(Thousandths value) : from_{value}, to_{value} {}
 
 Signal Signal::square(Range range, Microseconds period, Microseconds firstFor) {
@@ -77,6 +111,14 @@ Signal Signal::noise(Range range, Microseconds step, std::shared_ptr<const Wave>
   return signal;
 }
 
+Signal Signal::series(std::shared_ptr<const Series> series) {
+  Signal signal{Form::kSeries, {series->lowest(), series->highest()}, 1};
+  signal.series_ = std::move(series);
+  return signal;
+}
+
+bool Signal::isThere(Microseconds time) const { return !series_ || series_->at(time + phase_).has_value(); }
+
 Signal Signal::shifted(Microseconds phase) const {
   Signal signal = *this;
   signal.phase_ += phase;
@@ -86,6 +128,7 @@ Signal Signal::shifted(Microseconds phase) const {
 std::int64_t Signal::level(Microseconds time) const {
   switch (form_) {
     case Form::kConstant:
+    case Form::kSeries:
       return 0;
     case Form::kSquare:
       return time % period_ < firstFor_ ? 0 : Wave::kFull;
@@ -105,6 +148,7 @@ Wide Signal::area(Microseconds time) const {
   };
   switch (form_) {
     case Form::kConstant:
+    case Form::kSeries:
       return 0;
     case Form::kSquare:
       return Wide{Wave::kFull} *
@@ -120,10 +164,12 @@ Wide Signal::area(Microseconds time) const {
 }
 
 Thousandths Signal::at(Microseconds time) const {
+  if (series_) return series_->at(time + phase_).value_or(0);
   return from_ + static_cast<Thousandths>(Wide{to_ - from_} * level(time + phase_) / Wave::kFull);
 }
 
 Wide Signal::integral(Microseconds time) const {
+  if (series_) return series_->integral(time + phase_) - series_->integral(phase_);
   // Rounded down, whichever way the signal goes: what the others leave of a core's time never shrinks.
   const Wide moved = Wide{to_ - from_} * (area(time + phase_) - area(phase_));
   const Wide rounded = moved < 0 ? (moved - Wave::kFull + 1) / Wave::kFull : moved / Wave::kFull;

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -39,6 +40,31 @@ class Wave {
   std::vector<std::int64_t> sums_;  // of the levels before
 };
 
+// Values of which each holds from its time on; none: the figure is absent. Before the first it is, too.
+class Series {
+ public:
+  struct Point {
+    Microseconds time;
+    std::optional<Thousandths> value;
+  };
+
+  explicit Series(std::vector<Point> points);  // in the order of their times
+
+  std::optional<Thousandths> at(Microseconds time) const;
+  Wide integral(Microseconds time) const;  // what is absent adds nothing
+  Thousandths lowest() const { return lowest_; }
+  Thousandths highest() const { return highest_; }
+  bool isWhole() const;  // never absent
+
+ private:
+  std::size_t behind(Microseconds time) const;  // the number of points up to then
+
+  std::vector<Point> points_;
+  std::vector<Wide> sums_;  // the integral up to each point
+  Thousandths lowest_ = 0;
+  Thousandths highest_ = 0;
+};
+
 class Signal {
  public:
   struct Range {
@@ -52,16 +78,20 @@ class Signal {
   static Signal sine(Range range, Microseconds period);
   static Signal noise(Range range, Microseconds step, std::shared_ptr<const Wave> wave, std::uint64_t place);
 
+  static Signal series(std::shared_ptr<const Series> series);
+
   // The signal as it is `phase` later.
   Signal shifted(Microseconds phase) const;
 
   Thousandths at(Microseconds time) const;
   Wide integral(Microseconds time) const;  // thousandths times microseconds
+  bool isThere(Microseconds time) const;   // its value is 0 while it is not
+  bool isAlwaysThere() const { return !series_ || series_->isWhole(); }
   Thousandths lowest() const { return from_ < to_ ? from_ : to_; }
   Thousandths highest() const { return from_ < to_ ? to_ : from_; }
 
  private:
-  enum class Form { kConstant, kSquare, kRamp, kSawtooth, kWave };
+  enum class Form { kConstant, kSquare, kRamp, kSawtooth, kWave, kSeries };
 
   Signal(Form form, Range range, Microseconds period)
       : form_{form}, from_{range.from}, to_{range.to}, period_{period} {}
@@ -75,6 +105,7 @@ class Signal {
   Microseconds firstFor_ = 0;
   Microseconds phase_ = 0;
   std::shared_ptr<const Wave> wave_;
+  std::shared_ptr<const Series> series_;
 };
 
 // Time in [from, to).

@@ -37,6 +37,7 @@ void layOutThermal(Board& board, const SharedFile& file) {
     board.file(folder + "mode", "enabled\n");
     board.file(folder + "temp",
                [&board, file, &zone] { return line(temperature(zone, *file, boardTime(board))); });
+    if (zone.temperature) hideWhileAbsent(board, file, folder + "temp", *zone.temperature);
     board.file(folder + "type", zone.type + "\n");
     // The same sensor, as the kernel shows a zone to programs that look for sensors.
     const std::string sensor = "/sys/class/hwmon/hwmon" + std::to_string(i) + "/";

@@ -35,6 +35,7 @@ struct Options {
   bool wide = false;
   bool all = false;
   bool diagnostics = false;
+  bool scrub = false;              // without the names of processes
   std::string operand;             // the word or the file that stands alone
   std::vector<std::string> files;  // recordings to read
   std::vector<std::string> with;   // and those to compare them with
@@ -49,6 +50,7 @@ struct Options {
 // The commands, each in the file of its name: they return the exit code.
 int report(const Options& options, Streams& streams);
 int record(const Options& options, Streams& streams);
+int capture(const Options& options, Streams& streams);
 int exportRecording(const Options& options, Streams& streams);
 int summary(const Options& options, Streams& streams);
 int watch(const Options& options, Streams& streams);

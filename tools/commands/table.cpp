@@ -176,6 +176,11 @@ std::string takeWide(Options& options, const std::string&) {
   return kGood;
 }
 
+std::string takeScrub(Options& options, const std::string&) {
+  options.scrub = true;
+  return kGood;
+}
+
 std::string takeDiagnostics(Options& options, const std::string&) {
   options.diagnostics = true;
   return kGood;
@@ -284,6 +289,10 @@ const Option kAll{"--all", nullptr, "All figures, also those of less interest", 
 const Option kCommandName{"COMMAND", "COMMAND", "The command to explain", takeCommand, commandNames};
 const Option kShell{"SHELL", "SHELL", "bash or zsh", takeShell, shells, false, false, true};
 
+const Option kFrameInterval{"--interval", "MS", "Milliseconds from one frame to the next; 1000",
+                            takeInterval};
+const Option kScrub{"--scrub", nullptr, "Without the names of the processes", takeScrub};
+
 const Option kRecordings{
     "RECORDING", "RECORDING", "Two recordings, or those of the base; - for standard input",
     takeFile,    nullptr,     true,
@@ -323,6 +332,11 @@ const std::vector<Command>& commands() {
        {kMonitors, kInterval, kRecordedTop, kPid, kDiagnostics, kOutput, kDuration, kRotate, kCompress, kSync,
         kCheck, kStopOn},
        record},
+      {"capture",
+       "The very texts of all sources, frame by frame, as a board for tessary-board",
+       "tessary capture -o field.board.json --duration 10 --scrub",
+       {kOutput, kDuration, kFrameInterval, kMonitors, kScrub},
+       capture},
       {"watch",
        "A live screen: this machine, a recording, or a stream",
        "adb exec-out tessary record -o - | tessary watch -",

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# A recording is a board: recorded there, it is the recording again.
+. "$(dirname "$0")/lib.sh"
+
+sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
+# BOARD FILE ARGUMENT..: records twenty samples there.
+record_on() {
+  timeout --kill-after=5 60 "$BOARD" run "$1" "${@:3}" --time stepped -- \
+    "$TESSARY" record -o "$2" --duration "${seconds:-20}" --top all --monitors $sections >"$work/out" 2>"$work/err" </dev/null ||
+    fail "$1: exit code $?: $(head -c 300 "$work/err")"
+  empty err
+}
+same_figures() { "$(dirname "$0")/same_recording.py" "$1" "$2" >"$work/differences" || fail "$3: $(cat "$work/differences")"; }
+
+for board in ${BOARDS:-$("$BOARD" list | awk '{print $1}')}; do
+  record_on "$board" "$work/$board.jsonl"
+  record_on "$work/$board.jsonl" "$work/again.jsonl"
+  [ "$(wc -l <"$work/again.jsonl")" -eq 21 ] || fail "$board: $(wc -l <"$work/again.jsonl") lines"
+  same_figures "$work/$board.jsonl" "$work/again.jsonl" "$board"
+done
+finish
