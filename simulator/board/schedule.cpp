@@ -44,7 +44,9 @@ thread_local Schedule::Thread* mine = nullptr;
 struct Sleep {
   bool isAsleep = false;
   long switches = 0;
-  bool operator==(const Sleep& other) const { return isAsleep == other.isAsleep && switches == other.switches; }
+  bool operator==(const Sleep& other) const {
+    return isAsleep == other.isAsleep && switches == other.switches;
+  }
 };
 
 // The text of a file of the thread under /proc; empty when the thread has ended.

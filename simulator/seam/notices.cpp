@@ -1,6 +1,8 @@
 // Waits of one thread for another with a time limit, in stepped time: condition variables, semaphores, locks,
 // and the futexes that the C++ library waits on for futures and atomics.
 
+#include "simulator/seam/notices.h"
+
 #include <linux/futex.h>
 #include <pthread.h>
 #include <semaphore.h>
@@ -16,7 +18,6 @@
 #include "simulator/board/machine.h"
 #include "simulator/seam/board_time.h"
 #include "simulator/seam/interpose.h"
-#include "simulator/seam/notices.h"
 
 namespace {
 
@@ -55,8 +56,8 @@ clockid_t clockOf(const void* condition) {
 
 int waitForCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Nanoseconds limit) {
   int error = 0;
-  const auto end = Schedule::get().waitForNotice(condition, limit,
-                                                 [&] { error = ::pthread_mutex_unlock(mutex); });
+  const auto end =
+      Schedule::get().waitForNotice(condition, limit, [&] { error = ::pthread_mutex_unlock(mutex); });
   Board::active()->clock().publish();
   if (error != 0) return error;
   const int locked = ::pthread_mutex_lock(mutex);
@@ -126,16 +127,15 @@ STANDS_IN int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
 
 // -- semaphores and locks
 
-#define STANDS_IN_TIMED_LOCK(name, clock_name, Lock)                                              \
-  STANDS_IN int name(Lock* lock, const timespec* time) noexcept {                                 \
-    if (!timeIsStepped() || !isTime(*time)) return NEXT(name)(lock, time);                        \
-    return tryUntil(limitAt(CLOCK_REALTIME, *time),                                               \
-                    [&](const timespec& until) { return NEXT(name)(lock, &until); });             \
-  }                                                                                               \
-  STANDS_IN int clock_name(Lock* lock, clockid_t clock, const timespec* time) noexcept {          \
-    if (!timeIsStepped() || !isTime(*time)) return NEXT(clock_name)(lock, clock, time);           \
-    return tryUntil(limitAt(clock, *time),                                                        \
-                    [&](const timespec& until) { return NEXT(name)(lock, &until); });             \
+#define STANDS_IN_TIMED_LOCK(name, clock_name, Lock)                                                         \
+  STANDS_IN int name(Lock* lock, const timespec* time) noexcept {                                            \
+    if (!timeIsStepped() || !isTime(*time)) return NEXT(name)(lock, time);                                   \
+    return tryUntil(limitAt(CLOCK_REALTIME, *time),                                                          \
+                    [&](const timespec& until) { return NEXT(name)(lock, &until); });                        \
+  }                                                                                                          \
+  STANDS_IN int clock_name(Lock* lock, clockid_t clock, const timespec* time) noexcept {                     \
+    if (!timeIsStepped() || !isTime(*time)) return NEXT(clock_name)(lock, clock, time);                      \
+    return tryUntil(limitAt(clock, *time), [&](const timespec& until) { return NEXT(name)(lock, &until); }); \
   }
 STANDS_IN_TIMED_LOCK(pthread_mutex_timedlock, pthread_mutex_clocklock, pthread_mutex_t)
 STANDS_IN_TIMED_LOCK(pthread_rwlock_timedrdlock, pthread_rwlock_clockrdlock, pthread_rwlock_t)
@@ -144,9 +144,8 @@ STANDS_IN_TIMED_LOCK(pthread_rwlock_timedwrlock, pthread_rwlock_clockwrlock, pth
 namespace {
 
 int waitForSemaphore(sem_t* semaphore, Nanoseconds limit) {
-  const int error = tryUntil(limit, [&](const timespec& until) {
-    return NEXT(sem_timedwait)(semaphore, &until) == 0 ? 0 : errno;
-  });
+  const int error = tryUntil(
+      limit, [&](const timespec& until) { return NEXT(sem_timedwait)(semaphore, &until) == 0 ? 0 : errno; });
   return error == 0 ? 0 : fail(error);
 }
 
@@ -180,9 +179,8 @@ long waitOnFutex(long word, long operation, long value, long bits, Nanoseconds l
   int error = 0;
   Schedule::get().waitInKernel(limit, [&](Nanoseconds slice) {
     const timespec until = timespecOf(machineClock(CLOCK_MONOTONIC) + slice);
-    const long result =
-        machineCall(SYS_futex, word, FUTEX_WAIT_BITSET | (operation & FUTEX_PRIVATE_FLAG), value, &until,
-                    nullptr, hasBits ? bits : kAnyBits);
+    const long result = machineCall(SYS_futex, word, FUTEX_WAIT_BITSET | (operation & FUTEX_PRIVATE_FLAG),
+                                    value, &until, nullptr, hasBits ? bits : kAnyBits);
     error = result == 0 ? 0 : errno;
     return error != ETIMEDOUT;
   });
@@ -199,8 +197,8 @@ bool waitsOnFutex(const long (&arguments)[6], long& result) {
   const auto* const time = reinterpret_cast<const timespec*>(arguments[3]);
   const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
   if (!waits || time == nullptr || !timeIsStepped() || !isTime(*time)) return false;
-  result = waitOnFutex(arguments[0], arguments[1], arguments[2], arguments[5],
-                       futexLimit(arguments[1], *time));
+  result =
+      waitOnFutex(arguments[0], arguments[1], arguments[2], arguments[5], futexLimit(arguments[1], *time));
   return true;
 }
 

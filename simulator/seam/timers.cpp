@@ -4,6 +4,8 @@
 // One thread waits for all of them in its turn, before those that wait for the same time, and does what a
 // timer does: a timer's file is an eventfd, which counts the times that it has expired, and a signal is sent.
 
+#include "simulator/seam/timers.h"
+
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -25,7 +27,6 @@
 #include "simulator/board/machine.h"
 #include "simulator/seam/board_time.h"
 #include "simulator/seam/interpose.h"
-#include "simulator/seam/timers.h"
 
 namespace {
 
@@ -99,7 +100,8 @@ class Timers {
   }
 
   static itimerspec settingOf(const Timer& timer) {
-    const Nanoseconds left = timer.next == kNever ? 0 : std::max<Nanoseconds>(timer.next - Schedule::now(), 1);
+    const Nanoseconds left =
+        timer.next == kNever ? 0 : std::max<Nanoseconds>(timer.next - Schedule::now(), 1);
     return {timespecOf(timer.interval), timespecOf(left)};
   }
 
@@ -184,8 +186,7 @@ STANDS_IN int timerfd_create(clockid_t clock, int flags) noexcept {
 }
 
 STANDS_IN int timerfd_settime(int file, int flags, const itimerspec* wanted, itimerspec* before) noexcept {
-  if (!timeIsStepped() || !Timers::get().has(file))
-    return NEXT(timerfd_settime)(file, flags, wanted, before);
+  if (!timeIsStepped() || !Timers::get().has(file)) return NEXT(timerfd_settime)(file, flags, wanted, before);
   if (!isTime(wanted->it_value) || !isTime(wanted->it_interval)) return fail(EINVAL);
   // What has not been read is forgotten.
   const int status = ::fcntl(file, F_GETFL);
@@ -198,8 +199,7 @@ STANDS_IN int timerfd_settime(int file, int flags, const itimerspec* wanted, iti
 }
 
 STANDS_IN int timerfd_gettime(int file, itimerspec* setting) noexcept {
-  if (!timeIsStepped() || !Timers::get().setting(file, *setting))
-    return NEXT(timerfd_gettime)(file, setting);
+  if (!timeIsStepped() || !Timers::get().setting(file, *setting)) return NEXT(timerfd_gettime)(file, setting);
   return 0;
 }
 

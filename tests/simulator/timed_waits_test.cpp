@@ -177,24 +177,24 @@ TEST(TimedWait, OfAFile) {
   const int set = ::epoll_create1(0);
   epoll_event wanted{EPOLLIN, {}};
   ::epoll_ctl(set, EPOLL_CTL_ADD, file, &wanted);
-  const std::function<int()> waits[] = {
-      [&] {
-        pollfd polled{file, POLLIN, 0};
-        return ::poll(&polled, 1, 50);
-      },
-      [&] {
-        fd_set read;
-        FD_ZERO(&read);
-        FD_SET(file, &read);
-        timeval limit{0, 50000};
-        const int ready = ::select(file + 1, &read, nullptr, nullptr, &limit);
-        EXPECT_EQ(FD_ISSET(file, &read), ready == 1);
-        return ready;
-      },
-      [&] {
-        epoll_event event{};
-        return ::epoll_wait(set, &event, 1, 50);
-      }};
+  const std::function<int()> waits[] = {[&] {
+                                          pollfd polled{file, POLLIN, 0};
+                                          return ::poll(&polled, 1, 50);
+                                        },
+                                        [&] {
+                                          fd_set read;
+                                          FD_ZERO(&read);
+                                          FD_SET(file, &read);
+                                          timeval limit{0, 50000};
+                                          const int ready =
+                                              ::select(file + 1, &read, nullptr, nullptr, &limit);
+                                          EXPECT_EQ(FD_ISSET(file, &read), ready == 1);
+                                          return ready;
+                                        },
+                                        [&] {
+                                          epoll_event event{};
+                                          return ::epoll_wait(set, &event, 1, 50);
+                                        }};
   for (const auto& wait : waits) {
     expectAllEndings({[&] {
                         const bool inTime = wait() == 1;
