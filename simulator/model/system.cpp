@@ -36,7 +36,8 @@ std::string uptimeText(const BoardFile& file, const Clock& clock) {
 }
 
 // 1.25 0.90 0.40 1/37 1223
-// The busy cores in the mean of the last one, five and fifteen minutes.
+// The busy cores in the mean of the last one, five and fifteen minutes; then the threads that run, of those that
+// there are.
 std::string loadText(const BoardFile& file, Microseconds now) {
   std::string text;
   for (const std::int64_t minutes : {1, 5, 15}) {
@@ -47,7 +48,11 @@ std::string loadText(const BoardFile& file, Microseconds now) {
     const auto hundredths = static_cast<std::int64_t>(busy / span / kOne);
     append(text, "%" PRId64 ".%02" PRId64 " ", hundredths / 100, hundredths % 100);
   }
-  append(text, "1/%zu %d\n", file.processes.size(), file.processes.empty() ? 0 : file.processes.back().pid);
+  int threads = 0;
+  for (const ProcessFile& process : file.processes) {
+    if (process.life.holds(now)) threads += process.threads;
+  }
+  append(text, "1/%d %d\n", threads, file.processes.empty() ? 0 : file.processes.back().pid);
   return text;
 }
 

@@ -116,9 +116,10 @@ STANDS_IN int sysinfo(struct sysinfo* info) noexcept {
   info->bufferram = bytes("Buffers");
   info->totalswap = bytes("SwapTotal");
   info->freeswap = bytes("SwapFree");
-  const auto names = Board::active()->list("/proc");
-  info->procs = static_cast<unsigned short>(std::count_if(
-      names.begin(), names.end(), [](const std::string& name) { return name[0] >= '0' && name[0] <= '9'; }));
+  int running = 0;
+  int threads = 0;
+  std::sscanf(nodeLine(kLoad).c_str(), "%*f %*f %*f %d/%d", &running, &threads);
+  info->procs = static_cast<unsigned short>(threads);
   info->mem_unit = 1;
   return 0;
 }

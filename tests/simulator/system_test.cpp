@@ -21,6 +21,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/model/model.h"
+#include "tests/simulator/board_text.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ struct SmallBoard : Board {
     simulator::loadBoardText(*this, R"({"model": "x", "kernel": "6.1.0-car", "cores": [
       {"count": 3, "load": {"user": 50}}], "memory": {"total_kb": 4096, "free_kb": 1024},
       "faults": [{"core": 1, "kind": "offline"}],
+      "processes": [{"pid": 7, "name": "one", "threads": 3}, {"pid": 8, "name": "other", "ended_ms": 1000}],
       "interfaces": [{"name": "lo"}, {"name": "eth0", "rx_bytes": 1000, "tx_dropped": 2}]})");
   }
 };
@@ -47,6 +49,8 @@ TEST(SystemCalls, AnswerForTheBoard) {
   ASSERT_EQ(::getloadavg(loads, 3), 3);
   EXPECT_EQ(loads[0], 1);
   EXPECT_EQ(info.loads[0], 1U << SI_LOAD_SHIFT);
+  EXPECT_EQ(info.procs, 3U);  // threads, as in the node
+  EXPECT_EQ(textOf("/proc/loadavg").find("1.00 0.20 0.06 1/3 "), 0U) << textOf("/proc/loadavg");
   EXPECT_EQ(::sysconf(_SC_PHYS_PAGES), 1024);
 
   cpu_set_t cores;
