@@ -128,6 +128,17 @@ std::string rangeText(std::int64_t least, std::int64_t most) {
 
 }  // namespace
 
+std::string shown(const std::string& text) {
+  constexpr std::size_t kLongest = 200;
+  std::string line;
+  for (const char character : text.substr(0, kLongest)) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool isControl = byte < ' ' || byte == 0x7f;
+    line += isControl ? '?' : character;
+  }
+  return text.size() > kLongest ? line + ".." : line;
+}
+
 Json parseJson(const std::string& text, const std::string& file, int firstLine) {
   Cursor cursor{text.data(), text.data() + text.size(), firstLine};
   Builder builder{file, cursor};

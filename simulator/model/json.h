@@ -15,12 +15,15 @@
 
 namespace simulator {
 
+// A piece of a file, in a message of one line: without what a terminal obeys, and not all of it.
+std::string shown(const std::string& text);
+
 // boards/mine.json:12: cores[1].capacity: must be from 1 to 1024
 class BoardFileError : public std::runtime_error {
  public:
   BoardFileError(const std::string& file, int line, const std::string& key, const std::string& message)
-      : std::runtime_error{file + ":" + std::to_string(line) + ": " + (key.empty() ? "" : key + ": ") +
-                           message} {}
+      : std::runtime_error{file + ":" + std::to_string(line) + ": " + (key.empty() ? "" : shown(key) + ": ") +
+                           shown(message)} {}
 };
 
 struct Json {

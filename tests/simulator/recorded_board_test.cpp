@@ -109,6 +109,7 @@ TEST(RecordedBoard, NamesTheLineOfAMistake) {
   const std::string header = std::string{kHeader} + "\n";
   const std::string first = sampleAt(1, R"("memory":{})") + "\n";
   EXPECT_EQ(mistakeIn(header + first + "rubbish\n").substr(0, 18), "board:3: not JSON ");
+  EXPECT_EQ(mistakeIn("{\"a\\nb\": 1}").find('\n'), std::string::npos);
   EXPECT_EQ(mistakeIn(header + first + first), "board:3: boot_time_ns: is not after the sample before");
   EXPECT_EQ(mistakeIn(header + sampleAt(1, R"("thermal":{"zones":[{"zone":"up"}]})") + "\n"),
             "board:2: thermal.zones[0].zone: is no zone's name");
