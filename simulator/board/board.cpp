@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 
 namespace simulator {
@@ -62,6 +63,27 @@ bool isOfCaller(const std::string& path) {
     return path.rfind(folder, 0) == 0 && (path.size() == folder.size() || path[folder.size()] == '/');
   };
   return isBelow("/proc/self") || isBelow("/proc/" + std::to_string(::getpid()));
+}
+
+// "mounts" of /proc/self/mounts; empty for what is not in that folder.
+std::string ownName(const std::string& path) {
+  const std::string folder = folderOf(path);
+  return isOfCaller(folder) && folder.rfind('/') == sizeof "/proc" - 1 ? nameOf(path) : std::string{};
+}
+
+// /dev/root / ext4 rw,relatime 0 0
+// 20 1 0:20 / / rw,relatime - ext4 /dev/root rw,relatime
+std::string mountInfo(const std::string& mounts) {
+  std::istringstream lines{mounts};
+  std::string info;
+  int id = 20;
+  for (std::string device, place, type, options, rest; lines >> device >> place >> type >> options;) {
+    std::getline(lines, rest);
+    const std::string number = std::to_string(id++);
+    info += number + " 1 0:" + number + " / " + place + " " + options + " - " + type + " " + device + " " +
+            options + "\n";
+  }
+  return info;
 }
 
 void putText(std::string& target, std::string_view text) {
@@ -311,9 +333,20 @@ std::optional<Node> Board::find(const std::string& key) const {
       if (auto resident = residents->second.find(std::string_view{key}.substr(below))) return resident;
     }
   }
-  if (!isMine || isOfCaller(key)) return std::nullopt;
+  if (!isMine) return std::nullopt;
+  if (isOfCaller(key)) return findMounts(key);
   found.isGone = true;
   return found;
+}
+
+// What is mounted is the board's, also where a program asks in its own folder.
+std::optional<Node> Board::findMounts(const std::string& key) const {
+  const std::string name = ownName(key);
+  const auto mounts = nodes_.find("/proc/mounts");
+  if (mounts == nodes_.end() || (name != "mounts" && name != "mountinfo")) return std::nullopt;
+  Node node = mounts->second;
+  if (name == "mountinfo" && node.text) node.text = [text = node.text] { return mountInfo(text()); };
+  return node;
 }
 
 std::optional<Node> Board::findResident(const std::string& key) const {

@@ -169,6 +169,7 @@ class Board {
   void enter(const std::string& path);
   std::optional<Node> find(const std::string& key) const;
   std::optional<Node> findResident(const std::string& key) const;
+  std::optional<Node> findMounts(const std::string& key) const;
   void applyChanges(const std::string& key, Node& node) const;
 
   mutable ForkSafeMutex mutex_;

@@ -127,7 +127,10 @@ Places::Place Places::find(const Caller& caller, int folder, const std::string& 
   if (whole.empty()) return {};
   whole = withoutOwnLinks(caller, normalized(whole), follows);
   if (const auto inSkeleton = skeleton_.boardPath(whole)) whole = *inSkeleton;
-  if (ownEntry(caller, whole)) return {whole, {}};
+  if (const auto own = ownEntry(caller, whole)) {
+    Board::Opening opening = board_.look("/proc/self/" + *own);  // what is mounted is the board's there, too
+    return {opening.mine ? opening.path : whole, std::move(opening)};
+  }
   Board::Opening opening = lookUp(whole);
   if (opening.mine) return {whole, std::move(opening)};
   // A link of the machine's that leads onto the board.

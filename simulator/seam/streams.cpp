@@ -1,7 +1,8 @@
-// Streams on the board's files: fopen, fdopen, fileno, rewind, fseek, fseeko, fsetpos. The C library's own
+// Streams on the board's files: fopen, setmntent, fdopen, fileno, rewind, fseek, fseeko, fsetpos. The C library's own
 // would read the descriptor by calls that are not seen here; these read it through those that are.
 
 #include <fcntl.h>
+#include <mntent.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -95,6 +96,11 @@ void dropWhatWasRead(std::FILE* stream) {
 
 STANDS_IN std::FILE* fopen(const char* path, const char* mode) { return openStream(path, mode); }
 STANDS_IN std::FILE* fopen64(const char* path, const char* mode) { return openStream(path, mode); }
+
+// The table of what is mounted: the library opens it by a call within itself.
+STANDS_IN std::FILE* setmntent(const char* path, const char* mode) noexcept {
+  return lookAt(AT_FDCWD, path).mine ? ::fopen(path, mode) : NEXT(setmntent)(path, mode);
+}
 
 STANDS_IN std::FILE* fdopen(int descriptor, const char* mode) noexcept {
   const auto file = openFile(descriptor);

@@ -1,6 +1,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <mntent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -112,6 +113,17 @@ TEST(Interposition, TheProgramsOwnFolderStays) {
   EXPECT_EQ(::access("/proc/self/maps", R_OK), 0);
   EXPECT_EQ(::access(("/proc/" + std::to_string(::getpid()) + "/maps").c_str(), R_OK), 0);
   EXPECT_EQ(::access("/proc/1/stat", R_OK), -1);
+  // What is mounted is the board's, by whatever name it is asked for.
+  board.file("/proc/mounts", "/dev/root / ext4 rw 0 0\nproc /proc proc ro,relatime 0 0\n");
+  EXPECT_EQ(textOf("/proc/self/mounts"), textOf("/proc/mounts"));
+  EXPECT_EQ(textOf("/proc/" + std::to_string(::getpid()) + "/mountinfo"),
+            "20 1 0:20 / / rw - ext4 /dev/root rw\n21 1 0:21 / /proc ro,relatime - proc proc ro,relatime\n");
+  std::FILE* const table = ::setmntent("/proc/self/mounts", "r");
+  ASSERT_NE(table, nullptr);
+  const mntent* const first = ::getmntent(table);
+  ASSERT_NE(first, nullptr);
+  EXPECT_STREQ(first->mnt_fsname, "/dev/root");
+  ::endmntent(table);
 }
 
 }  // namespace
