@@ -88,8 +88,10 @@ void layOutFolder(Board& board, const SharedFile& file, const std::string& path,
     if (now != nullptr && now->form == FrameNode::Form::kError) opened.openError = now->error;
   });
   for (const std::string& name : names) {
-    board.folder(path + "/" + name);
-    board.change(path + "/" + name, [&board, file, &node, name](Node& opened) {
+    std::string entry = path;
+    entry.append("/").append(name);
+    board.folder(entry);
+    board.change(entry, [&board, file, &node, name](Node& opened) {
       const FrameNode* const now = Frames::at(node, boardTime(board));
       const bool isListed =
           now != nullptr && std::find(now->entries.begin(), now->entries.end(), name) != now->entries.end();

@@ -758,8 +758,11 @@ std::vector<Span> Recording::offlineSpans(const Core& core) const {
   for (const std::size_t sample : core.offline) {
     const bool fromBefore = sample > 0 && linesChanged_.count(sample - 1) != 0;
     const bool untilAfter = linesChanged_.count(sample + 1) != 0 && sample + 1 < timeline_.size();
-    const Microseconds from = fromBefore ? timeline_.middle(sample - 1) : timeline_.start(sample);
+    // What was before the board's start has counted nothing.
+    const Microseconds from =
+        std::max<Microseconds>(fromBefore ? timeline_.middle(sample - 1) : timeline_.start(sample), 0);
     const Microseconds to = untilAfter ? timeline_.middle(sample + 1) : timeline_.end(sample);
+    if (to <= from) continue;
     if (!spans.empty() && spans.back().to >= from) {
       spans.back().to = to;
     } else {
@@ -796,7 +799,7 @@ void Recording::finishProcesses() {
     process.proportionalKB = timeline_.read(recorded.pss);
     process.privateKB = timeline_.read(recorded.own);
     process.virtualOverTime = timeline_.read(recorded.virtualKB);
-    process.life.from = recorded.first > 0 ? timeline_.middle(recorded.first) : 0;
+    process.life.from = recorded.first > 0 ? std::max<Microseconds>(timeline_.middle(recorded.first), 0) : 0;
     process.life.to = timeline_.turn(recorded.last);
     board_.processes.push_back(std::move(process));
   }

@@ -18,4 +18,14 @@ for board in ${BOARDS:-$("$BOARD" list | awk '{print $1}')}; do
   [ "$(wc -l <"$work/again.jsonl")" -eq 21 ] || fail "$board: $(wc -l <"$work/again.jsonl") lines"
   same_figures "$work/$board.jsonl" "$work/again.jsonl" "$board"
 done
+
+# From the middle on, it is the rest of the recording; at twice the speed, the same in half the time.
+seconds=14 record_on "$work/hostile.jsonl" "$work/again.jsonl" --from 6
+{ head -n 1 "$work/hostile.jsonl" && tail -n 14 "$work/hostile.jsonl"; } >"$work/rest.jsonl"
+same_figures "$work/rest.jsonl" "$work/again.jsonl" "hostile from its sixth second on"
+sections=cpu,memory,thermal seconds=10 record_on "$work/hostile.jsonl" "$work/again.jsonl" --speed 2
+sections=cpu,memory,thermal seconds=20 record_on "$work/hostile.jsonl" "$work/slow.jsonl"
+awk 'NR % 2 == 1' "$work/slow.jsonl" >"$work/half.jsonl"
+thermal() { grep -o '"thermal":.*' "$1"; }
+cmp -s <(thermal "$work/half.jsonl") <(thermal "$work/again.jsonl") || fail "at twice the speed the temperatures are others"
 finish

@@ -81,7 +81,7 @@ def main(one, other):
     found = [f"{len(recorded)} samples are {len(replayed)}"] if len(recorded) != len(replayed) else []
     for number, pair in enumerate(zip(recorded, replayed), 1):
         found += [f"sample {number}: {text}" for text in differences("", *pair)]
-    print("\n".join(found[:40]))
+    print("\n".join(found[:20]))
     return bool(found)
 
 

@@ -25,7 +25,8 @@ bool waitUntil(std::int64_t time) {
 // To the microsecond, as a board's file has it.
 double milliseconds(std::int64_t nanoseconds) {
   constexpr std::int64_t kNanosecondsInMicrosecond = 1000;
-  return static_cast<double>(nanoseconds / kNanosecondsInMicrosecond) / 1000;
+  const std::int64_t microseconds = nanoseconds / kNanosecondsInMicrosecond;
+  return static_cast<double>(microseconds) / 1000;
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ std::string withoutName(const std::string& stat) {
   return stat.substr(0, open + 1) + "process-" + pid + stat.substr(close);
 }
 
-Capture::Capture(Selection sections, bool scrub) : scrub_{scrub} {
+Capture::Capture(const Selection& sections, bool scrub) : scrub_{scrub} {
   std::vector<Node> all;
   for (const SectionInfo* const info : sections)
     all.insert(all.end(), info->nodes.begin(), info->nodes.end());

@@ -15,7 +15,7 @@ namespace tool {
 class Capture {
  public:
   // With `scrub` the processes are called process-931.
-  Capture(Selection sections, bool scrub);
+  Capture(const Selection& sections, bool scrub);
 
   // The beginning of the file, its frames, each with what lies before it, and its end.
   std::string begin() const;

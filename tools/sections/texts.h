@@ -2,6 +2,7 @@
 #ifndef TESSARY_TOOLS_SECTIONS_TEXTS_H
 #define TESSARY_TOOLS_SECTIONS_TEXTS_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,7 @@ struct NodeText {
   std::vector<std::string> entries;  // of a folder
 };
 
-inline constexpr std::size_t kLongestText = 256 * 1024;  // what is longer is cut
+inline constexpr std::size_t kLongestText = std::size_t{256} * 1024;  // what is longer is cut
 
 // The nodes that are there and those that cannot be read; none of a device, a command or a library.
 std::vector<NodeText> readTexts(const Node& source);
