@@ -12,7 +12,7 @@ record_on() {
 }
 same_figures() { "$(dirname "$0")/same_recording.py" "$1" "$2" >"$work/differences" || fail "$3: $(cat "$work/differences")"; }
 
-for board in ${BOARDS:-$("$BOARD" list | awk '{print $1}')}; do
+for board in $("$BOARD" list | awk '{print $1}'); do
   record_on "$board" "$work/$board.jsonl"
   record_on "$work/$board.jsonl" "$work/again.jsonl"
   [ "$(wc -l <"$work/again.jsonl")" -eq 21 ] || fail "$board: $(wc -l <"$work/again.jsonl") lines"
