@@ -84,6 +84,10 @@ for board in $("$BOARD" list | awk '{print $1}'); do
 done
 [ "$board" ] || fail "no boards"
 
+# A monitor that cannot read does not wait; the recording does.
+on hostile 1 record -o "$work/alone" --duration 16 --monitors cpu || fail "record of the CPU alone: exit code $?"
+[ "$(wc -l <"$work/alone")" -eq 17 ] || fail "the recording of the CPU alone has $(wc -l <"$work/alone") lines"
+
 on hostile 1 doctor --monitors thermal,ddr >"$work/out" || fail "doctor: exit code $?"
 grep -qE 'thermal +/sys/class/thermal/thermal_zone#/temp +5 +read +0.000 ms$' "$work/out" || fail "$(cat "$work/out")"
 

@@ -45,7 +45,8 @@ std::optional<Report> Sampler::sample(int waitMs, int stop) {
     }
   }
 
-  if (paced_ && waits.empty()) waits.push_back(sleepFor(waitMs));
+  // A monitor that cannot read ends at once; the interval is waited for all the same.
+  if (paced_) waits.push_back(sleepFor(waitMs));
 
   const std::int64_t awake = awakeTime();
   const std::int64_t start = bootTime();

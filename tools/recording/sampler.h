@@ -15,7 +15,7 @@ namespace tool {
 
 class Sampler {
  public:
-  // A paced sampler waits even when no section has to.
+  // A paced sampler waits even when no section has to, or none does.
   Sampler(const Selection& sections, const Plan& plan, bool paced);
 
   // Over so many milliseconds. None when `stop` became readable during the wait.
