@@ -65,7 +65,7 @@ std::string bash() {
   return text + "  esac\n}\ncomplete -F _tessary tessary\n";
 }
 
-// Within single quotes and the brackets of zsh's specifications.
+// Within single quotes and the brackets of what zsh is told.
 std::string quotedForZsh(std::string_view text) {
   std::string quoted;
   for (const char c : text) {

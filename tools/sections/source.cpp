@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 
 namespace tool {
@@ -95,7 +96,16 @@ std::vector<std::string> zoneNames() { return matches("/sys/class/thermal", "the
 
 std::vector<std::string> interfaceNames() { return matches("/sys/class/net", "*"); }
 
+// The property is what the board's maker calls it; the device tree, which only root may read on a board, is where other
+// systems have it.
 std::string boardModel() {
+  std::string model;
+  if (std::FILE* const property = ::popen("getprop ro.product.model 2>/dev/null", "re")) {
+    char line[256] = "";
+    if (std::fgets(line, sizeof line, property) != nullptr) model.assign(line, std::strcspn(line, "\n"));
+    ::pclose(property);
+  }
+  if (!model.empty()) return model;
   Finding finding;
   const std::string text = readSome("/sys/firmware/devicetree/base/model", finding).value_or("");
   return text.substr(0, text.find('\0'));

@@ -53,7 +53,7 @@ std::vector<int> processIds();
 std::vector<std::string> zoneNames();
 std::vector<std::string> interfaceNames();
 
-// The board's name in its device tree; empty where it has none.
+// The name of the board; empty where it tells none.
 std::string boardModel();
 
 }  // namespace tool
