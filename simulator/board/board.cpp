@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace simulator {
 
@@ -80,8 +81,10 @@ std::string mountInfo(const std::string& mounts) {
   for (std::string device, place, type, options, rest; lines >> device >> place >> type >> options;) {
     std::getline(lines, rest);
     const std::string number = std::to_string(id++);
-    info += number + " 1 0:" + number + " / " + place + " " + options + " - " + type + " " + device + " " +
-            options + "\n";
+    std::ostringstream line;
+    line << number << " 1 0:" << number << " / " << place << ' ' << options << " - " << type << ' ' << device
+         << ' ' << options << '\n';
+    info += line.str();
   }
   return info;
 }
@@ -103,7 +106,7 @@ std::string takeText(std::string_view& source) {
 
 }  // namespace
 
-Board::Board(Clock clock) : clock_{clock} {
+Board::Board(Clock clock) : clock_{std::move(clock)} {
   if (activeBoard != nullptr) throw std::logic_error("there is a board already");
   activeBoard = this;
 }

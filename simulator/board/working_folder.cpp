@@ -47,9 +47,11 @@ int enterFolder(const std::string& boardPath) {
   const char* const told = std::getenv("TMPDIR");
   for (const std::string& place :
        {std::string{"/dev/shm"}, std::string{told != nullptr ? told : ""}, std::string{"/tmp"}}) {
-    std::string parent = place + "/" + kPrefix + "XXXXXX";
+    std::string parent = place;
+    parent.append("/").append(kPrefix).append("XXXXXX");
     if (place.empty() || place.front() != '/' || ::mkdtemp(parent.data()) == nullptr) continue;
-    const std::string folder = parent + "/" + name;
+    std::string folder = parent;
+    folder.append("/").append(name);
     error = ::mkdir(folder.c_str(), S_IRWXU) == 0 ? enter(folder) : errno;
     ::rmdir(folder.c_str());
     ::rmdir(parent.c_str());

@@ -229,8 +229,10 @@ std::optional<Node> findThreadNode(const Board& board, const SharedFile& file, c
                                    std::string_view rest) {
   if (rest.empty()) {
     std::vector<std::string> threads;
-    for (int thread = 0; thread < process.threads; ++thread)
+    threads.reserve(static_cast<std::size_t>(process.threads));
+    for (int thread = 0; thread < process.threads; ++thread) {
       threads.push_back(std::to_string(process.pid + thread));
+    }
     return folderOf(std::move(threads));
   }
   int id = 0;

@@ -127,6 +127,7 @@ STANDS_IN int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
 
 // -- semaphores and locks
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments are names and a type
 #define STANDS_IN_TIMED_LOCK(name, clock_name, Lock)                                                         \
   STANDS_IN int name(Lock* lock, const timespec* time) noexcept {                                            \
     if (!timeIsStepped() || !isTime(*time)) return NEXT(name)(lock, time);                                   \
@@ -137,6 +138,7 @@ STANDS_IN int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
     if (!timeIsStepped() || !isTime(*time)) return NEXT(clock_name)(lock, clock, time);                      \
     return tryUntil(limitAt(clock, *time), [&](const timespec& until) { return NEXT(name)(lock, &until); }); \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 STANDS_IN_TIMED_LOCK(pthread_mutex_timedlock, pthread_mutex_clocklock, pthread_mutex_t)
 STANDS_IN_TIMED_LOCK(pthread_rwlock_timedrdlock, pthread_rwlock_clockrdlock, pthread_rwlock_t)
 STANDS_IN_TIMED_LOCK(pthread_rwlock_timedwrlock, pthread_rwlock_clockwrlock, pthread_rwlock_t)
@@ -194,7 +196,8 @@ namespace simulator {
 
 bool waitsOnFutex(const long (&arguments)[6], long& result) {
   const long operation = arguments[1] & ~kFlags;
-  const auto* const time = reinterpret_cast<const timespec*>(arguments[3]);
+  const auto* const time =
+      reinterpret_cast<const timespec*>(arguments[3]);  // NOLINT(performance-no-int-to-ptr)
   const bool waits = operation == FUTEX_WAIT || operation == FUTEX_WAIT_BITSET;
   if (!waits || time == nullptr || !timeIsStepped() || !isTime(*time)) return false;
   result =

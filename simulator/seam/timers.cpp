@@ -258,7 +258,7 @@ STANDS_IN int timer_create(clockid_t clock, sigevent* event, timer_t* id) noexce
   Timer timer;
   timer.clock = clock;
   sigval own{};
-  own.sival_ptr = reinterpret_cast<void*>(key);
+  own.sival_ptr = reinterpret_cast<void*>(key);  // NOLINT(performance-no-int-to-ptr)
   const int kind = event != nullptr ? event->sigev_notify : SIGEV_SIGNAL;
   const int signal = event != nullptr ? event->sigev_signo : SIGALRM;
   const sigval value = event != nullptr ? event->sigev_value : own;
@@ -272,7 +272,7 @@ STANDS_IN int timer_create(clockid_t clock, sigevent* event, timer_t* id) noexce
     timer.expire = [signal, value](std::uint64_t) { sendSignal(signal, value); };
   }
   Timers::get().add(key, std::move(timer));
-  *id = reinterpret_cast<timer_t>(key);
+  *id = reinterpret_cast<timer_t>(key);  // NOLINT(performance-no-int-to-ptr)
   return 0;
 }
 

@@ -75,7 +75,8 @@ class Walk {
   int overEntries(const std::string& name, const std::string& path, int level) {
     for (const std::string& entry : Board::active()->list(path)) {
       if (entry == "." || entry == "..") continue;
-      const int result = over(name + "/" + entry, path + "/" + entry, level);
+      const std::string below = "/" + entry;
+      const int result = over(name + below, path + below, level);
       if (result != 0 && !(acts() && result == FTW_SKIP_SUBTREE)) return result;
     }
     return 0;

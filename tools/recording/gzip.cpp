@@ -21,7 +21,7 @@ namespace {
 constexpr int kGzip = 16;  // added to the window's bits: the format's header and checksum, not zlib's own
 constexpr int kWindowBits = MAX_WBITS + kGzip;
 constexpr int kMemoryLevel = 8;  // zlib's default
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = 65536;
 
 void setInput(z_stream& stream, std::string_view text) {
   // zlib's type for what it only reads is not const.

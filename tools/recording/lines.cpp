@@ -14,11 +14,11 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = 65536;
 constexpr int kLookAgainMs = 100;  // for what was appended to a file
 
 // No sample is as long; what is has no line ends, and is dropped piece by piece.
-constexpr std::size_t kLongestLine = 64 * 1024 * 1024;
+constexpr std::size_t kLongestLine = std::size_t{64} << 20U;
 
 // Waits until it is, or `stop` is instead.
 bool isReadable(int descriptor, int stop) {

@@ -142,8 +142,8 @@ bool isNumbered(const TableInfo& table, const std::vector<Row>& rows) {
 
 // The largest first; what was not read last.
 std::vector<const Row*> sorted(const std::vector<Row>& rows, std::size_t column, bool keep) {
-  std::vector<const Row*> all;
-  for (const Row& row : rows) all.push_back(&row);
+  std::vector<const Row*> all(rows.size());
+  std::transform(rows.begin(), rows.end(), all.begin(), [](const Row& row) { return &row; });
   if (keep) return all;
   std::stable_sort(all.begin(), all.end(), [&](const Row* a, const Row* b) {
     const bool aRead = isNumber((*a)[column]);
@@ -252,7 +252,7 @@ class SectionView {
       const bool drawn = first && isPercent(one) && isNumber(value);
       const std::string picture = drawn ? bar(numberOf(value) / kHundredPercent, look_) + " " : "";
       const std::string label = std::string{one.heading} + " ";
-      if (displayWidth(label + picture + text) > line.room()) return;
+      if (displayWidth(label) + displayWidth(picture) + displayWidth(text) > line.room()) return;
       line.add(label, kDim).add(picture, styleOf(one, value)).add(text, styleOf(one, value)).add("  ");
       first = false;
     }
