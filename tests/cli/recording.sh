@@ -78,7 +78,9 @@ file=$work/recording.jsonl
 
 # Two writers: the second is refused, and does no harm.
 rm "$file"
-record_in_background -o "$file" --interval 10 --monitors memory
+# Its own words, of samples that come late, are not among those of the second.
+${EMULATOR:-} "$TESSARY" record -o "$file" --interval 10 --monitors memory 2>"$work/first" &
+recorder=$!
 until_true lines 3
 run 1 record -o "$file" --duration 0.01
 holds err "$file: another recording is being written to it"
@@ -88,7 +90,7 @@ until_true lines 3
 kill $recorder
 wait $recorder || fail "a removed file: exit code $?"
 check_file "a removed file"
-holds err "$file: was removed; the recording goes on in a new file"
+holds first "$file: was removed; the recording goes on in a new file"
 
 # In parts, compressed, each a recording of its own; a later recording overwrites none.
 for first in 1 3; do

@@ -31,7 +31,7 @@ done
 screen 0 0 0 "see:0:00:30" type:q -- "$TESSARY" watch "$work/drive" --at 0:30  # as over a debug bridge
 narrow 80
 holds out "NOT READ"
-screen 0 80 24 "see:0:00:01" size:30x8 "see:VX4490P" see:$'\033[J' type:q -- "$TESSARY" watch "$work/drive"
+screen 0 80 24 "see:0:00:01" size:30x8 "see:2024-01-01" see:$'\033[J' type:q -- "$TESSARY" watch "$work/drive"
 screen 0 80 24 see:0:00:01 "type: " "see:0:00:03" "type: " type:q -- "$TESSARY" watch "$work/drive"
 
 # Every way out, of this machine's screen and of a stream's.
