@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <string>
 
 // The node's text, or the name of the error.
@@ -23,8 +22,7 @@ inline std::string textOf(const std::string& path) {
   return text;
 }
 
-inline std::string boardPath(const std::string& name) {
-  return std::filesystem::path{__FILE__}.parent_path() / "../../simulator/boards" / (name + ".json");
-}
+// The file of one of the boards in simulator/boards.
+std::string boardPath(const std::string& name);
 
 #endif
