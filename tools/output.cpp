@@ -10,11 +10,11 @@
 #include <cstring>
 #include <utility>
 
+#include "tools/recording/descriptor.h"
+
 namespace tool {
 
 namespace {
-
-constexpr int kAboveStandard = 3;
 
 int copyOf(int descriptor) { return ::fcntl(descriptor, F_DUPFD_CLOEXEC, kAboveStandard); }
 

@@ -17,7 +17,7 @@ Board* activeBoard = nullptr;
 
 constexpr const char* kSharedFolders[] = {"/", "/proc", "/sys", "/dev", "/sys/class", "/sys/devices"};
 
-constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
+constexpr char kProcessorsFolder[] = "/sys/devices/system/cpu";
 constexpr char kPropertyFolder[] = "/dev/__properties__/";
 
 bool isShared(const std::string& folder) {
@@ -114,7 +114,7 @@ Board::Board(Clock clock) : clock_{std::move(clock)} {
 Board::Board(std::optional<Cores> cores, Clock::Mode time) : Board{Clock{time}} {
   if (!cores) return;
   cores_ = cores->configured;
-  folder(kCpuFolder);
+  folder(kProcessorsFolder);
 }
 
 Board::~Board() { activeBoard = nullptr; }

@@ -7,10 +7,10 @@ namespace simulator {
 
 namespace {
 
-using Figures = std::array<std::uint64_t, kDiskColumns>;
+using DiskFigures = std::array<std::uint64_t, kDiskColumns>;
 
-Figures figuresOf(const DiskFile& disk, Microseconds now) {
-  Figures figures;
+DiskFigures figuresOf(const DiskFile& disk, Microseconds now) {
+  DiskFigures figures;
   for (std::size_t i = 0; i < kDiskColumns; ++i) figures[i] = disk.counters[i].at(now);
   // Not a counter, but what it is now.
   figures[kInProgressColumn] =
@@ -18,7 +18,7 @@ Figures figuresOf(const DiskFile& disk, Microseconds now) {
   return figures;
 }
 
-void appendFigures(std::string& text, const Figures& figures, int sharers) {
+void appendFigures(std::string& text, const DiskFigures& figures, int sharers) {
   for (const std::uint64_t figure : figures)
     append(text, " %" PRIu64, figure / static_cast<unsigned>(sharers));
   text += '\n';
@@ -33,7 +33,7 @@ std::string partitionName(const std::string& disk, int number) {
 std::string diskstatsText(const BoardFile& file, Microseconds now) {
   std::string text;
   for (const DiskFile& disk : file.disks) {
-    const Figures figures = figuresOf(disk, now);
+    const DiskFigures figures = figuresOf(disk, now);
     append(text, "%4d %7d %s", disk.major, disk.minor, disk.name.c_str());
     appendFigures(text, figures, 1);
     for (int number = 1; number <= disk.partitions; ++number) {

@@ -217,7 +217,7 @@ std::vector<std::string> processNames(const BoardFile& file, Microseconds now) {
   return names;
 }
 
-Node folderOf(std::vector<std::string> entries) {
+Node folderNode(std::vector<std::string> entries) {
   Node node;
   node.isFolder = true;
   node.entries = std::move(entries);
@@ -233,7 +233,7 @@ std::optional<Node> findThreadNode(const Board& board, const SharedFile& file, c
     for (int thread = 0; thread < process.threads; ++thread) {
       threads.push_back(std::to_string(process.pid + thread));
     }
-    return folderOf(std::move(threads));
+    return folderNode(std::move(threads));
   }
   int id = 0;
   const auto [end, error] = std::from_chars(rest.data() + 1, rest.data() + rest.size(), id);
@@ -242,7 +242,7 @@ std::optional<Node> findThreadNode(const Board& board, const SharedFile& file, c
   if (rest.empty()) {
     std::vector<std::string> names;
     for (const auto& node : kThreadNodes) names.emplace_back(node.name);
-    return folderOf(std::move(names));
+    return folderNode(std::move(names));
   }
   for (const auto& entry : kThreadNodes) {
     if (rest.front() != '/' || rest.substr(1) != entry.name) continue;
@@ -271,10 +271,10 @@ std::optional<Node> findNode(const Board& board, const SharedFile& file, std::st
   if (rest.empty()) {
     std::vector<std::string> names{"fd", "task"};
     for (const ProcessNode& entry : kNodes) names.emplace_back(entry.name);
-    return folderOf(std::move(names));
+    return folderNode(std::move(names));
   }
   if (rest == "/fd") {  // of another user
-    Node node = folderOf({});
+    Node node = folderNode({});
     node.openError = EACCES;
     return node;
   }

@@ -71,8 +71,9 @@ std::string versionText(const BoardFile& file) {
   return "Linux version " + file.kernel + " (tessary@board) (simulated) #1 SMP PREEMPT\n";
 }
 
+constexpr std::int64_t kVmstatPageKB = 4;
+
 std::string vmstatText(const BoardFile& file, Microseconds now) {
-  constexpr std::int64_t kPageKB = 4;
   constexpr struct {
     const char* line;
     const char* memoryLine;
@@ -88,7 +89,7 @@ std::string vmstatText(const BoardFile& file, Microseconds now) {
         if (std::string_view{name} == pages.memoryLine) kB = signal.at(now);
       }
     }
-    append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kPageKB);
+    append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kVmstatPageKB);
   }
   Wide kB[2] = {0, 0};  // read, written
   for (const DiskFile& disk : file.disks) {

@@ -30,15 +30,15 @@ namespace {
 using namespace std::chrono_literals;
 using simulator::Board;
 
-constexpr simulator::Nanoseconds kMillisecond = 1000000;
+constexpr simulator::Nanoseconds kNanosecondsInMillisecond = 1000000;
 constexpr auto kLimit = 50ms;
 
-std::int64_t millisecondsOf(const Board& board) { return board.clock().now() / kMillisecond; }
+std::int64_t millisecondsOf(const Board& board) { return board.clock().now() / kNanosecondsInMillisecond; }
 
 timespec dateIn(clockid_t clock, std::chrono::milliseconds duration) {
   timespec time{};
   ::clock_gettime(clock, &time);
-  time.tv_nsec += duration.count() * kMillisecond;
+  time.tv_nsec += duration.count() * kNanosecondsInMillisecond;
   time.tv_sec += time.tv_nsec / 1000000000;
   time.tv_nsec %= 1000000000;
   return time;
@@ -265,11 +265,11 @@ TEST(TimedWait, EndsWithASignalThatHasAHandler) {
     ::usleep(20000);
     ::pthread_kill(sleeper, SIGUSR1);
   }};
-  const timespec duration{0, 50 * kMillisecond};
+  const timespec duration{0, 50 * kNanosecondsInMillisecond};
   timespec left{};
   EXPECT_EQ(::nanosleep(&duration, &left), -1);
   EXPECT_EQ(errno, EINTR);
-  EXPECT_EQ(left.tv_nsec, 30 * kMillisecond);
+  EXPECT_EQ(left.tv_nsec, 30 * kNanosecondsInMillisecond);
   other.join();
   ::sigaction(SIGUSR1, &before, nullptr);
 }
@@ -277,12 +277,12 @@ TEST(TimedWait, EndsWithASignalThatHasAHandler) {
 TEST(TimedWait, OfATimerWithAFile) {
   Board board;
   const int timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
-  const itimerspec everyTen{{0, 10 * kMillisecond}, {0, 25 * kMillisecond}};
+  const itimerspec everyTen{{0, 10 * kNanosecondsInMillisecond}, {0, 25 * kNanosecondsInMillisecond}};
   ASSERT_EQ(::timerfd_settime(timer, 0, &everyTen, nullptr), 0);
   ::usleep(5000);
   itimerspec left{};
   EXPECT_EQ(::timerfd_gettime(timer, &left), 0);
-  EXPECT_EQ(left.it_value.tv_nsec, 20 * kMillisecond);
+  EXPECT_EQ(left.it_value.tv_nsec, 20 * kNanosecondsInMillisecond);
 
   pollfd polled{timer, POLLIN, 0};
   EXPECT_EQ(::poll(&polled, 1, 5), 0);
@@ -330,7 +330,7 @@ TEST(TimedWait, OfATimerThatSendsASignal) {
   event.sigev_notify = SIGEV_SIGNAL;
   event.sigev_signo = SIGALRM;
   ASSERT_EQ(::timer_create(CLOCK_REALTIME, &event, &timer), 0);
-  const itimerspec once{{0, 0}, {0, 5 * kMillisecond}};
+  const itimerspec once{{0, 0}, {0, 5 * kNanosecondsInMillisecond}};
   ASSERT_EQ(::timer_settime(timer, 0, &once, nullptr), 0);
   EXPECT_EQ(::usleep(100000), -1);
   EXPECT_EQ(millisecondsOf(board), 6005);

@@ -23,17 +23,17 @@ namespace {
 
 using simulator::Board;
 
-struct NetBoard : Board {
-  NetBoard() {
+struct WorkingFolderBoard : Board {
+  WorkingFolderBoard() {
     folder("/proc");
     file("/proc/stat", "cpu 1\n");
     file("/sys/class/net/eth0/mtu", "1500\n");
     file("/sys/class/net/eth0/statistics/rx_bytes", "77\n");
     file("/sys/class/net/a=b%c/mtu", "9000\n");
   }
-  ~NetBoard() { EXPECT_EQ(::chdir(before.c_str()), 0); }
-  NetBoard(const NetBoard&) = delete;
-  NetBoard& operator=(const NetBoard&) = delete;
+  ~WorkingFolderBoard() { EXPECT_EQ(::chdir(before.c_str()), 0); }
+  WorkingFolderBoard(const WorkingFolderBoard&) = delete;
+  WorkingFolderBoard& operator=(const WorkingFolderBoard&) = delete;
 
   static std::string here() {
     char path[PATH_MAX];
@@ -44,9 +44,9 @@ struct NetBoard : Board {
 };
 
 TEST(WorkingFolder, RelativePathsCountFromTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
-  EXPECT_EQ(NetBoard::here(), "/sys/class/net");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class/net");
   EXPECT_EQ(textOf("eth0/mtu"), "1500\n");
   ASSERT_EQ(::chdir("./eth0/../eth0/statistics"), 0);
   EXPECT_EQ(textOf("rx_bytes"), "77\n");
@@ -70,13 +70,13 @@ TEST(WorkingFolder, RelativePathsCountFromTheBoard) {
 }
 
 TEST(WorkingFolder, IsRefusedAsByTheKernel) {
-  NetBoard board;
+  WorkingFolderBoard board;
   board.refuse("/sys/class/net/eth0", EACCES);
   const auto errorOf = [](int result) { return result == 0 ? 0 : errno; };
   EXPECT_EQ(errorOf(::chdir("/sys/class/net/wlan9")), ENOENT);
   EXPECT_EQ(errorOf(::chdir("/proc/stat")), ENOTDIR);
   EXPECT_EQ(errorOf(::chdir("/sys/class/net/eth0")), EACCES);
-  EXPECT_EQ(NetBoard::here(), board.before);
+  EXPECT_EQ(WorkingFolderBoard::here(), board.before);
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
   char path[4];
   EXPECT_EQ(::getcwd(path, sizeof path), nullptr);
@@ -84,7 +84,7 @@ TEST(WorkingFolder, IsRefusedAsByTheKernel) {
 }
 
 TEST(WorkingFolder, ComesFromAnOpenFolder) {
-  NetBoard board;
+  WorkingFolderBoard board;
   const int folder = ::open("/sys/class/net/eth0", O_RDONLY | O_DIRECTORY);
   const int file = ::open("/proc/stat", O_RDONLY);
   EXPECT_EQ(::fchdir(file), -1);
@@ -100,7 +100,7 @@ TEST(WorkingFolder, ComesFromAnOpenFolder) {
 
 // Relative to a folder of the machine's a path may be the board's, too.
 TEST(WorkingFolder, OfTheMachineLeadsOntoTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/"), 0);
   EXPECT_EQ(textOf("proc/stat"), "cpu 1\n");
   ASSERT_EQ(::chdir("/sys"), 0);
@@ -108,15 +108,15 @@ TEST(WorkingFolder, OfTheMachineLeadsOntoTheBoard) {
 }
 
 TEST(WorkingFolder, IsInherited) {
-  NetBoard board;
+  WorkingFolderBoard board;
   for (const char* const path : {"/sys/class/net/eth0", "/sys/class/net/a=b%c"}) {
     ASSERT_EQ(::chdir(path), 0);
     const pid_t child = ::fork();
-    if (child == 0) ::_exit(NetBoard::here() == path && ::chdir("..") == 0 ? 0 : 1);
+    if (child == 0) ::_exit(WorkingFolderBoard::here() == path && ::chdir("..") == 0 ? 0 : 1);
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(NetBoard::here(), path);
+    EXPECT_EQ(WorkingFolderBoard::here(), path);
 
     std::FILE* const shell = ::popen("pwd; cat mtu", "r");
     ASSERT_NE(shell, nullptr);
@@ -129,15 +129,15 @@ TEST(WorkingFolder, IsInherited) {
 
 // A child of vfork has a folder of its own, but its parent's memory.
 TEST(WorkingFolder, OfAChildIsNotItsParents) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
-  EXPECT_EQ(NetBoard::here(), "/sys/class/net");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class/net");
   const pid_t child = ::vfork();
   if (child == 0) ::_exit(::chdir("eth0") == 0 && ::access("mtu", R_OK) == 0 ? 0 : 1);
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(NetBoard::here(), "/sys/class/net");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class/net");
   EXPECT_EQ(textOf("eth0/mtu"), "1500\n");
 }
 
@@ -149,7 +149,7 @@ std::string realPath(const char* path) {
 }
 
 TEST(WorkingFolder, PathsAreResolvedThere) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/sys/class/net/eth0"), 0);
   EXPECT_EQ(realPath("../eth0/./mtu"), "/sys/class/net/eth0/mtu");
   EXPECT_EQ(realPath("nothing"), "ENOENT");
@@ -170,7 +170,7 @@ std::vector<std::string> globbed(const char* pattern) {
 }
 
 TEST(Walks, PatternsMatchTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   using Paths = std::vector<std::string>;
   EXPECT_EQ(globbed("/sys/class/net/*/mtu"), (Paths{"/sys/class/net/a=b%c/mtu", "/sys/class/net/eth0/mtu"}));
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
@@ -190,13 +190,13 @@ int visit(const char* path, const struct stat*, int type, FTW* place) {
 }
 
 TEST(Walks, VisitTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   using Lines = std::vector<std::string>;
   skipped = "statistics";
   ASSERT_EQ(::chdir("/sys/class"), 0);
   EXPECT_EQ(::nftw("net/eth0/", visit, 8, FTW_PHYS | FTW_CHDIR | FTW_ACTIONRETVAL), 0);
   EXPECT_EQ(visited, (Lines{"0d eth0 here", "1f mtu here", "1d statistics here"}));
-  EXPECT_EQ(NetBoard::here(), "/sys/class");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class");
   visited.clear();
   skipped.clear();
   EXPECT_EQ(::nftw("net/eth0", visit, 8, FTW_DEPTH), 0);

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "tools/commands/words.h"
+#include "tools/figures/time_units.h"
 #include "tools/views/export.h"
 
 namespace tool {
@@ -125,7 +126,6 @@ std::string takeFormat(Options& options, const std::string& name) {
 
 // 2026-11-21T18:36:22Z, or the seconds since 1970.
 std::string takeStart(Options& options, const std::string& text) {
-  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
   constexpr int kLatest = std::numeric_limits<int>::max();
   std::tm utc{};
   int seconds = 0;
@@ -142,7 +142,6 @@ std::string takeStart(Options& options, const std::string& text) {
 
 // 750, 12:30, 0:12:30
 std::string takeAt(Options& options, const std::string& text) {
-  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
   constexpr int kMost = 1000000;
   const std::vector<std::string> parts = split(text, ':');
   std::int64_t seconds = 0;

@@ -12,6 +12,9 @@ struct z_stream_s;
 
 namespace tool {
 
+// What a compressed recording's name ends with.
+constexpr std::string_view kGzipSuffix = ".gz";
+
 class Compressor {
  public:
   Compressor();

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "tools/figures/time_units.h"
 #include "tools/sections/kept.h"
 #include "tools/sections/section.h"
 #include "tools/sections/source.h"
@@ -194,8 +195,6 @@ class ProcessSection : public Section {
     const Absent reason = absentBecause(kStat, pathOf(kStat, std::to_string(pid)), unread ? kUnread : kEnded);
     return kProcesses.absentRow({pid, reason, {}, {}, {}}, reason.reason);
   }
-
-  static constexpr double kNanosecondsInSecond = 1e9;
 
   Plan plan_;
   std::optional<process::PROCESS_MON> monitor_;

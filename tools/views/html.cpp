@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 // Within a script, a browser looks for its end before it looks at the data: "<" stands for itself nowhere.
 void writeData(const Write& write, std::string_view text) {
@@ -24,14 +24,14 @@ void writeData(const Write& write, std::string_view text) {
   }
 }
 
-Json sectionsOf(const std::vector<Dataset>& recordings) {
+OrderedJson sectionsOf(const std::vector<Dataset>& recordings) {
   std::vector<const SectionSchema*> all;
   for (const Dataset& recording : recordings) {
     for (const SectionSchema* const section : recording.sections()) {
       if (std::find(all.begin(), all.end(), section) == all.end()) all.push_back(section);
     }
   }
-  Json sections = Json::array();
+  OrderedJson sections = OrderedJson::array();
   for (const SectionSchema* const section : all) {
     sections.push_back({{"name", section->name}, {"title", section->title}});
   }
@@ -63,8 +63,8 @@ void writePage(const Write& write, const std::string& title, const std::vector<D
     throw Failure{"this build has no page of charts: dygraphs was not found (Debian: libjs-dygraphs)"};
   }
   write(pageBeforeData());
-  writeData(write, "{\"title\":" + Json(title).dump() + ",\"sections\":" + sectionsOf(recordings).dump() +
-                       ",\"recordings\":[");
+  writeData(write, "{\"title\":" + OrderedJson(title).dump() +
+                       ",\"sections\":" + sectionsOf(recordings).dump() + ",\"recordings\":[");
   for (const Dataset& recording : recordings) {
     if (&recording != recordings.data()) write(",");
     writeData(write, recording.json());

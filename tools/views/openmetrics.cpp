@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "tools/figures/metric.h"
+#include "tools/figures/time_units.h"
 #include "tools/output.h"
 #include "tools/views/export.h"
 #include "tools/views/spool.h"
@@ -21,9 +22,6 @@
 namespace tool {
 
 namespace {
-
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
-constexpr std::int64_t kMillisecondsInSecond = 1000;
 
 std::string escaped(const std::string& text) {
   std::string result;

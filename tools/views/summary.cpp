@@ -4,8 +4,10 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "tools/figures/time_units.h"
 #include "tools/statistics/series.h"
 #include "tools/views/escaping.h"
+#include "tools/views/json.h"
 #include "tools/views/text.h"
 #include "tools/views/words.h"
 
@@ -13,9 +15,8 @@ namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-constexpr double kNanosecondsInSecond = 1e9;
 // The short form: of each table so many columns, and of the first of them so many items.
 constexpr std::size_t kShortColumns = 2;
 constexpr std::size_t kShortItems = 2;
@@ -30,11 +31,6 @@ constexpr Statistic kStatistics[] = {{"mean", &Spread::mean},
                                      {"p95", &Spread::p95},
                                      {"max", &Spread::max},
                                      {"min", &Spread::min}};
-
-double rounded(double value, int decimals) {
-  const double scale = std::pow(10.0, decimals);
-  return std::round(value * scale) / scale;
-}
 
 // Lines of cells in columns: the first to the left, figures to the right.
 std::string aligned(const std::vector<std::vector<std::string>>& rows) {
@@ -215,9 +211,9 @@ std::string Summary::gapLines(bool everything) const {
 }
 
 std::string Summary::json() const {
-  Json figures = Json::array();
+  OrderedJson figures = OrderedJson::array();
   for (const Series* const series : ordered()) {
-    Json one{{"figure", series->path}, {"unit", series->column->format.unit.name}};
+    OrderedJson one{{"figure", series->path}, {"unit", series->column->format.unit.name}};
     const Spread spread = spreadOf(series->values);
     for (const Statistic& statistic : kStatistics) {
       one[statistic.name] = rounded(spread.*statistic.value, series->column->format.jsonDecimals);
@@ -226,7 +222,7 @@ std::string Summary::json() const {
     one["gaps"] = samples_ - series->values.size();
     figures.push_back(std::move(one));
   }
-  Json gaps = Json::array();
+  OrderedJson gaps = OrderedJson::array();
   for (const Gap& gap : addedGaps()) {
     gaps.push_back({{"section", gap.absence.section->name},
                     {"what", gap.absence.what},
@@ -234,14 +230,14 @@ std::string Summary::json() const {
                     {"seconds", static_cast<double>(gap.lengthNs) / kNanosecondsInSecond},
                     {"times", gap.times}});
   }
-  const Json document{{"schema", "tessary-summary"},
-                      {"version", 2},
-                      {"board", clean(boardOf(origin_))},
-                      {"samples", samples_},
-                      {"missed", missed_},
-                      {"seconds", static_cast<double>(lastNs_ - firstNs_) / kNanosecondsInSecond},
-                      {"figures", figures},
-                      {"not_read", gaps}};
+  const OrderedJson document{{"schema", "tessary-summary"},
+                             {"version", 2},
+                             {"board", clean(boardOf(origin_))},
+                             {"samples", samples_},
+                             {"missed", missed_},
+                             {"seconds", static_cast<double>(lastNs_ - firstNs_) / kNanosecondsInSecond},
+                             {"figures", figures},
+                             {"not_read", gaps}};
   return document.dump(2) + "\n";
 }
 
