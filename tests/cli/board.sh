@@ -84,6 +84,12 @@ for board in $("$BOARD" list | awk '{print $1}'); do
 done
 [ "$board" ] || fail "no boards"
 
+# Swap that is in use is not said where the kernel leaves out how much of it is free.
+echo '{"model": "x", "cores": [{"count": 1}], "nodes":
+  {"/proc/meminfo": "MemTotal: 4096 kB\nMemAvailable: 1024 kB\nSwapTotal: 2048 kB\n"}}' >"$work/no_swap_free.json"
+on "$work/no_swap_free.json" 1 record -o - --duration 1 --monitors memory >"$work/out" || fail "no SwapFree: exit code $?"
+grep -q '"swap_total_kib":2048,"errors"' "$work/out" || fail "no SwapFree: $(cat "$work/out")"
+
 # A monitor that cannot read does not wait; the recording does.
 on hostile 1 record -o "$work/alone" --duration 16 --monitors cpu || fail "record of the CPU alone: exit code $?"
 [ "$(wc -l <"$work/alone")" -eq 17 ] || fail "the recording of the CPU alone has $(wc -l <"$work/alone") lines"

@@ -139,5 +139,19 @@ TEST(Summary, CountsGapsAndAddsTheirTimesUp) {
       << summary.text(true);
 }
 
+TEST(Summary, TellsWhenTheWallClockWasSet) {
+  Summary summary;
+  summary.begin({});
+  for (const auto& [second, offset] : {std::pair{1, 5000}, {2, 5000}, {3, 1400}, {4, 1400}, {5, 1500}}) {
+    summary.add(sampleAt(second, 10.0, offset));
+  }
+  summary.end();
+  const std::string text = summary.text(false);
+  EXPECT_NE(text.find("the wall clock was set back by 3600 s within the sample that ends after 3 s\n"
+                      "the wall clock was set forward by 100 s within the sample that ends after 5 s\n"),
+            std::string::npos)
+      << text;
+}
+
 }  // namespace
 }  // namespace tool

@@ -62,10 +62,12 @@ Spread spreadOf(std::vector<double> values) {
 }
 
 void Summary::add(const Report& report) {
-  const auto intervalNs = static_cast<std::int64_t>(report.intervalMs * 1e6);
+  const auto intervalNs = static_cast<std::int64_t>(report.intervalMs * kNanosecondsInMillisecond);
   if (samples_ == 0) firstNs_ = report.bootTimeNs - intervalNs;
   ++samples_;
   missed_ += report.missed;
+  suspendedMs_ += report.suspendedMs;
+  followWallClock(report);
   forEachFigure(report, [&](const Figure& figure) {
     if (figure.column.role == kFigure && isNumber(figure.value)) {
       seriesOf(figure).values.push_back(numberOf(figure.value));
@@ -75,6 +77,19 @@ void Summary::add(const Report& report) {
   for (const Absence& ended : change.ended)
     gaps_.push_back({ended, report.bootTimeNs - intervalNs - ended.fromNs});
   lastNs_ = report.bootTimeNs;
+}
+
+// A wall clock that is kept right drifts from the other by less than a thousandth; what jumps was set.
+void Summary::followWallClock(const Report& report) {
+  constexpr std::int64_t kLeastStepNs = 100 * kNanosecondsInMillisecond;
+  if (!report.unixTimeNs) return;
+  const std::int64_t offset = *report.unixTimeNs - report.bootTimeNs;
+  if (wallClockOffsetNs_) {
+    const std::int64_t step = offset - *wallClockOffsetNs_;
+    const auto drift = static_cast<std::int64_t>(report.intervalMs * 1000);
+    if (std::abs(step) > kLeastStepNs + drift) clockSteps_.push_back({report.bootTimeNs - firstNs_, step});
+  }
+  wallClockOffsetNs_ = offset;
 }
 
 void Summary::end() {
@@ -173,7 +188,22 @@ std::string Summary::heading() const {
   text += seconds(lastNs_ - firstNs_) + ", " + std::to_string(samples_) + " samples of " +
           wordsOf(origin_.intervalMs) + " ms";
   if (missed_ > 0) text += ", " + std::to_string(missed_) + " missed";
-  return text + ", tool " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n\n";
+  return text + ", tool " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n" +
+         clockLines() + "\n";
+}
+
+std::string Summary::clockLines() const {
+  std::string lines;
+  for (const ClockStep& step : clockSteps_) {
+    lines += std::string{"the wall clock was set "} + (step.byNs < 0 ? "back" : "forward") + " by " +
+             seconds(std::abs(step.byNs)) + " within the sample that ends after " + seconds(step.afterNs) +
+             "\n";
+  }
+  if (suspendedMs_ > 0) {
+    lines += "suspended for " + seconds(static_cast<std::int64_t>(suspendedMs_ * kNanosecondsInMillisecond)) +
+             " in all\n";
+  }
+  return lines;
 }
 
 // Where something was absent now and then, its times are added up.
@@ -230,15 +260,22 @@ std::string Summary::json() const {
                     {"seconds", static_cast<double>(gap.lengthNs) / kNanosecondsInSecond},
                     {"times", gap.times}});
   }
+  OrderedJson clockSteps = OrderedJson::array();
+  for (const ClockStep& step : clockSteps_) {
+    clockSteps.push_back({{"after_seconds", static_cast<double>(step.afterNs) / kNanosecondsInSecond},
+                          {"by_seconds", static_cast<double>(step.byNs) / kNanosecondsInSecond}});
+  }
   const OrderedJson document{{"schema", "tessary-summary"},
                              {"version", 2},
                              {"board", clean(boardOf(origin_))},
                              {"samples", samples_},
                              {"missed", missed_},
                              {"seconds", static_cast<double>(lastNs_ - firstNs_) / kNanosecondsInSecond},
+                             {"suspended_seconds", suspendedMs_ / kMillisecondsInSecond},
+                             {"wall_clock_steps", clockSteps},
                              {"figures", figures},
                              {"not_read", gaps}};
-  return document.dump(2) + "\n";
+  return document.dump(kJsonIndent) + "\n";
 }
 
 }  // namespace tool
