@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -409,6 +410,27 @@ int Schedule::join(pthread_t thread, const std::function<int()>& machineJoin) {
       callNext();
     }
   }
+  return finishJoin(thread, machineJoin);
+}
+
+int Schedule::joinUntil(pthread_t thread, Nanoseconds limit, const std::function<int()>& machineJoin) {
+  Thread& self = current();
+  {
+    Lock lock = enterLocked(self);
+    if (ended_.count(thread) == 0) {
+      self.joins = thread;
+      setState(self, State::kWaiting, limit == kNever ? limit : std::max<Nanoseconds>(limit, self.time));
+      const End end = waitForCall(lock, self, nullptr);
+      self.joins.reset();
+      if (end == End::kAtLimit) return ETIMEDOUT;
+    }
+    self.isEntering = true;  // it has ended, but for the last steps
+  }
+  return finishJoin(thread, machineJoin);
+}
+
+int Schedule::finishJoin(pthread_t thread, const std::function<int()>& machineJoin) {
+  Thread& self = current();
   const int result = machineJoin();
   const Lock lock = enterLocked(self);
   self.joins.reset();
