@@ -15,6 +15,7 @@
 #ifndef TESSARY_SIMULATOR_BOARD_BOARD_H
 #define TESSARY_SIMULATOR_BOARD_BOARD_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -151,6 +152,7 @@ class Board {
   std::optional<int> onlineCores() const;
   std::optional<int> ticksPerSecond() const;
   int commandError() const;
+  bool failsAllocations() const { return allocationCountdown_ > 0; }  // at all: asked at each one
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
   std::int64_t wait(std::int64_t microseconds);  // those that are left when a signal interrupts it
@@ -186,7 +188,7 @@ class Board {
   std::map<std::string, Residents> residents_;
   std::map<std::string, std::vector<std::function<void(Node&)>>, std::less<>> nodeChanges_;
   std::function<int()> commandError_;
-  int allocationCountdown_ = 0;
+  std::atomic<int> allocationCountdown_{0};
   std::vector<std::function<void()>> changes_;
   History<std::int64_t> waits_;
   History<std::string> opened_;

@@ -86,6 +86,7 @@ class Schedule {
   bool isTurn(const Thread& next);
   bool areAsleep(const std::vector<Thread*>& threads) const;
   void tell(Thread& thread, Call call);
+  static void wake(Thread& thread);
   void pass(Thread& self);
   Thread* next();
   void callNext();
