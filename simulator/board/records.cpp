@@ -1,6 +1,7 @@
 #include "simulator/board/records.h"
 
 #include <fcntl.h>
+#include <linux/netlink.h>
 #include <linux/sysinfo.h>
 #include <sys/sysmacros.h>
 
@@ -16,12 +17,6 @@
 namespace simulator {
 
 namespace {
-
-mode_t modeOf(const Node& node) {
-  if (node.isFolder) return S_IFDIR | 0555;
-  if (node.isLink) return S_IFLNK | 0777;
-  return node.ioctl ? S_IFCHR | 0666 : S_IFREG | 0444;
-}
 
 // Under /proc there are no sizes, an attribute under /sys has that of a page, whatever it holds; elsewhere it
 // is the text's.
@@ -76,6 +71,12 @@ ino_t inodeOf(const std::string& path) { return std::hash<std::string>{}(path); 
 std::string textOf(const Board& board, const std::string& path) {
   const Board::Opening opening = board.look(path);
   return opening.mine && opening.error == 0 && opening.node.text ? opening.node.text() : std::string{};
+}
+
+mode_t modeOf(const Node& node) {
+  if (node.isFolder) return S_IFDIR | 0555;
+  if (node.isLink) return S_IFLNK | 0777;
+  return node.ioctl ? S_IFCHR | 0666 : S_IFREG | 0444;
 }
 
 struct stat statusOf(const Board& board, const std::string& path, const Node& node) {
@@ -158,6 +159,15 @@ utsname systemName(const Board& board) {
   const std::size_t version = text.rfind('#');
   if (version != std::string::npos) put(name.version, text.substr(version));
   return name;
+}
+
+bool netlinkShowsMachine(int protocol) {
+  // Generic is how the kernel accounts for processes and describes Ethernet and Wi-Fi; the connector tells of
+  // processes that start and end.
+  for (const int other :
+       {NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_GENERIC, NETLINK_CONNECTOR, NETLINK_NETFILTER})
+    if (protocol == other) return true;
+  return false;
 }
 
 std::optional<std::vector<std::uint64_t>> onlineProcessors(const Board& board) {

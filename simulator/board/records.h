@@ -24,6 +24,7 @@ bool isBelow(const std::string& path, const std::string& folder);  // or the fol
 // Of a path's one name. Walks over a tree take two nodes with one number for the same.
 ino_t inodeOf(const std::string& path);
 
+mode_t modeOf(const Node& node);
 struct stat statusOf(const Board& board, const std::string& path, const Node& node);
 struct statx extended(const struct stat& status);
 
@@ -43,6 +44,9 @@ utsname systemName(const Board& board);
 
 // A bit for each processor that is online; none for a board without processors of its own.
 std::optional<std::vector<std::uint64_t>> onlineProcessors(const Board& board);
+
+// Whether a netlink socket of this protocol shows the machine's interfaces, routes, sockets, processes or devices.
+bool netlinkShowsMachine(int protocol);
 
 // The text of a node as it is now; empty when there is none.
 std::string textOf(const Board& board, const std::string& path);

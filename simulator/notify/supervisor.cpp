@@ -155,6 +155,8 @@ Supervisor::Answer Supervisor::answer(const Call& call) {
       return record(call, systemName(board_));
     case Treatment::kNetwork:
       return network();
+    case Treatment::kNetlink:
+      return netlinkShowsMachine(static_cast<int>(call.other())) ? network() : theMachines();
   }
   return failure(ENOSYS);
 }

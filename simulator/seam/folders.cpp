@@ -47,11 +47,20 @@ BoardFolder* boardFolder(DIR* folder) {
   return folderTable().folders.count(folder) != 0 ? reinterpret_cast<BoardFolder*>(folder) : nullptr;
 }
 
+// Some programs pass over what is not said to be a file, or a folder.
+unsigned char typeOf(const std::string& folder, const std::string& name) {
+  const bool isNavigation = name == "." || name == "..";
+  const bool isProcess = folder == "/proc" && name.front() >= '0' && name.front() <= '9';  // there are many
+  if (isNavigation || isProcess) return DT_DIR;
+  const Board::Opening entry = Board::active()->look(folder + "/" + name);
+  return static_cast<unsigned char>(IFTODT(modeOf(entry.node)));
+}
+
 dirent entryOf(const std::string& folder, const std::string& name) {
   dirent entry{};
   entry.d_ino = inodeOf(name == "." ? folder : folder + "/" + name);
   entry.d_reclen = sizeof entry;
-  entry.d_type = DT_UNKNOWN;
+  entry.d_type = typeOf(folder, name);
   name.copy(entry.d_name, sizeof entry.d_name - 1);
   return entry;
 }

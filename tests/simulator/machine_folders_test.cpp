@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -120,12 +121,12 @@ constexpr char kSmallBoard[] = R"({"model": "x", "cores": [{}], "disks": [{"name
 TEST(MachineFolders, OfProcAndSysAreNotSeenBelowAWholeBoard) {
   Board board;
   simulator::loadBoardText(board, kSmallBoard);
-  EXPECT_EQ(listed("/sys"), (Names{".", "..", "block", "class", "devices"}));
+  EXPECT_EQ(listed("/sys"), (Names{".", "..", "block", "class", "dev", "devices"}));
   EXPECT_EQ(textOf("/sys/kernel/mm/transparent_hugepage/enabled"), "ENOENT");
   EXPECT_EQ(listed("/sys/devices/virtual"), (Names{"ENOENT"}));
   // By the program's own folder, too, which is the machine's otherwise.
   EXPECT_EQ(textOf("/proc/self/net/dev"), textOf("/proc/net/dev"));
-  EXPECT_EQ(textOf("/proc/" + std::to_string(::getpid()) + "/net/tcp"), "ENOENT");
+  EXPECT_EQ(textOf("/proc/" + std::to_string(::getpid()) + "/net/wireless"), "ENOENT");
   EXPECT_NE(textOf("/proc/thread-self/comm"), "ENOENT");
 }
 
@@ -150,8 +151,14 @@ TEST(MachineFolders, KeepWhatAProcessShowsToItsUserAlone) {
   EXPECT_EQ(::readlink((folder + "stat").c_str(), target, sizeof target), -1);
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(textOf(folder + "cgroup"), "0::/\n");
-  const Names names = listed(folder.c_str());
-  EXPECT_EQ(std::count(names.begin(), names.end(), "environ"), 1);
+  std::map<std::string, unsigned char> types;
+  DIR* const listing = ::opendir(folder.c_str());
+  ASSERT_NE(listing, nullptr);
+  while (const dirent* const entry = ::readdir(listing)) types[entry->d_name] = entry->d_type;
+  ::closedir(listing);
+  EXPECT_EQ(types["environ"], DT_REG);
+  EXPECT_EQ(types["exe"], DT_LNK);
+  EXPECT_EQ(types["task"], DT_DIR);
 }
 
 TEST(MachineFolders, NodesAreOfTheFileSystemsOfTheirPlace) {
