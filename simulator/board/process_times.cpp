@@ -111,7 +111,12 @@ void ProcessTimes::leave(const std::string& path) {
   const bool hasChildren = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0;
   if (hasChildren || path.empty()) return;
   const std::vector<pid_t> living = livingProcesses(path);
-  if (living == std::vector<pid_t>{::getpid()}) ::unlink(path.c_str());
+  if (living == std::vector<pid_t>{::getpid()}) remove(path);
+}
+
+void ProcessTimes::remove(const std::string& path) {
+  ::unlink(boardBeside(path).c_str());
+  ::unlink(path.c_str());
 }
 
 void ProcessTimes::removeDeserted() {
@@ -124,7 +129,7 @@ void ProcessTimes::removeDeserted() {
     const int table = open(path);
     if (table < 0) continue;
     ::close(table);
-    if (livingProcesses(path).empty()) ::unlink(path.c_str());
+    if (livingProcesses(path).empty()) remove(path);
   }
   ::closedir(entries);
 }

@@ -44,6 +44,19 @@ std::string diskstatsText(const BoardFile& file, Microseconds now) {
   return text;
 }
 
+// major minor  #blocks  name
+// No board describes how large its disks are.
+std::string partitionsText(const BoardFile& file) {
+  std::string text = "major minor  #blocks  name\n\n";
+  for (const DiskFile& disk : file.disks) {
+    append(text, "%4d  %7d          0 %s\n", disk.major, disk.minor, disk.name.c_str());
+    for (int number = 1; number <= disk.partitions; ++number)
+      append(text, "%4d  %7d          0 %s\n", disk.major, disk.minor + number,
+             partitionName(disk.name, number).c_str());
+  }
+  return text;
+}
+
 void wrapDisk(BoardFile& file, Fault& fault) {
   for (DiskFile& disk : file.disks) {
     if (disk.name == fault.name) return wrapCounter(file, fault, kDiskKeys, disk.counters);
@@ -57,20 +70,27 @@ const FaultTarget kDiskFaults{"disk", FaultTarget::Names::kText, "wrap", wrapDis
 
 void layOutDisks(Board& board, const SharedFile& file) {
   board.file("/proc/diskstats", [&board, file] { return diskstatsText(*file, boardTime(board)); });
+  board.file("/proc/partitions", [file] { return partitionsText(*file); });
+  board.folder("/sys/class/block");
+  board.folder("/sys/dev/block");
   for (const DiskFile& disk : file->disks) {
-    const std::string folder = "/sys/block/" + disk.name + "/";
-    board.file(folder + "dev", std::to_string(disk.major) + ":" + std::to_string(disk.minor) + "\n");
-    board.file(folder + "queue/hw_sector_size", "512\n");
-    board.file(folder + "queue/logical_block_size", "512\n");
-    board.file(folder + "queue/rotational", "0\n");
-    board.file(folder + "removable", "0\n");
-    board.file(folder + "ro", "0\n");
-    board.file(folder + "size", "0\n");
-    board.file(folder + "stat", [&board, file, &disk] {
-      std::string text;
-      appendFigures(text, figuresOf(disk, boardTime(board)), 1);
-      return text;
-    });
+    const std::string number = std::to_string(disk.major) + ":" + std::to_string(disk.minor);
+    // By its name, as what it is, and by its number: on a machine the last two are links.
+    for (const std::string& folder : {"/sys/block/" + disk.name + "/", "/sys/class/block/" + disk.name + "/",
+                                      "/sys/dev/block/" + number + "/"}) {
+      board.file(folder + "dev", number + "\n");
+      board.file(folder + "queue/hw_sector_size", "512\n");
+      board.file(folder + "queue/logical_block_size", "512\n");
+      board.file(folder + "queue/rotational", "0\n");
+      board.file(folder + "removable", "0\n");
+      board.file(folder + "ro", "0\n");
+      board.file(folder + "size", "0\n");
+      board.file(folder + "stat", [&board, file, &disk] {
+        std::string text;
+        appendFigures(text, figuresOf(disk, boardTime(board)), 1);
+        return text;
+      });
+    }
   }
 }
 

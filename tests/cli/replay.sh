@@ -19,6 +19,14 @@ for board in $("$BOARD" list | awk '{print $1}'); do
   same_figures "$work/$board.jsonl" "$work/again.jsonl" "$board"
 done
 
+# Compressed, and cut short as by a power cut, it is a board as far as it goes.
+gzip -k "$work/hostile.jsonl"
+head -c -20 "$work/hostile.jsonl.gz" >"$work/cut.jsonl.gz"
+record_on "$work/hostile.jsonl.gz" "$work/again.jsonl"
+same_figures "$work/hostile.jsonl" "$work/again.jsonl" "hostile, compressed"
+[ "$("$BOARD" run "$work/cut.jsonl.gz" --seam notify -- head -n 1 /proc/meminfo)" = \
+  "$("$BOARD" run "$work/hostile.jsonl" -- head -n 1 /proc/meminfo)" ] || fail "hostile, cut short: another MemTotal"
+
 # From the middle on, it is the rest of the recording; at twice the speed, the same in half the time.
 seconds=14 record_on "$work/hostile.jsonl" "$work/again.jsonl" --from 6
 { head -n 1 "$work/hostile.jsonl" && tail -n 14 "$work/hostile.jsonl"; } >"$work/rest.jsonl"

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/klog.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -68,6 +69,13 @@ TEST(Processes, AnIdOfTheBoardsIsNeverTheMachines) {
     EXPECT_REFUSED(::syscall(SYS_kill, stranger, SIGKILL), EPERM);
     EXPECT_REFUSED(::syscall(SYS_tkill, stranger, SIGKILL), EPERM);
     EXPECT_REFUSED(::syscall(SYS_pidfd_open, stranger, 0), EPERM);
+    const int folder = ::open(("/proc/" + std::to_string(stranger)).c_str(), O_PATH | O_DIRECTORY);
+    EXPECT_EQ(::syscall(SYS_pidfd_send_signal, folder, 0, nullptr, 0), 0);
+    EXPECT_REFUSED(::syscall(SYS_pidfd_send_signal, folder, SIGKILL, nullptr, 0), EPERM);
+    ::close(folder);
+    EXPECT_REFUSED(::acct(nullptr), EPERM);
+    constexpr int kSizeOfLog = 10;
+    EXPECT_REFUSED(::klogctl(kSizeOfLog, nullptr, 0), EPERM);
     EXPECT_REFUSED(::setpriority(PRIO_PROCESS, static_cast<id_t>(stranger), 5), EPERM);
     EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(stranger)), 0);
     board.file("/proc/4999999/stat", "\n");  // which the machine never has
