@@ -1,23 +1,24 @@
 // Measures every subject and prints the table of ratios.
 //
-//   tessary_bench
-//       CPU time: medians of interleaved repetitions, as ratios; allocations a sample
-//   tessary_bench --list
-//       the rows, each with its pieces: "8 core /proc/stat, 8 cores"
-//   tessary_bench --run ROW COUNT
-//       the library's sample COUNT times and nothing else, for an instruction counter
+//   tessary_bench [option of Google Benchmark ..]
+//       CPU time: medians of interleaved repetitions, as ratios to the floor; allocations a sample
+//   tessary_bench --crowd SIZE COMMAND ..
+//       runs a command beside so many processes that do nothing
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <new>
+#include <string>
+#include <vector>
 
+#include "bench/crowd.h"
 #include "bench/subjects.h"
 
 namespace {
@@ -36,32 +37,7 @@ void* operator new(std::size_t bytes) {
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t /*bytes*/) noexcept { std::free(memory); }
 
-namespace bench {
-
-std::vector<Row>& rows() {
-  static std::vector<Row> all;
-  return all;
-}
-
-std::vector<Subject>& subjects() {
-  static std::vector<Subject> all;
-  return all;
-}
-
-bool add(Row row, std::vector<Subject> list) {
-  for (Subject& subject : list) {
-    subject.row = row.name;
-    subjects().push_back(std::move(subject));
-  }
-  rows().push_back(std::move(row));
-  return true;
-}
-
-}  // namespace bench
-
 namespace {
-
-constexpr const char* kWho[] = {"library", "floor", "peer"};
 
 // The median CPU time of each subject, in nanoseconds, by "row/who".
 class Medians : public benchmark::BenchmarkReporter {
@@ -88,34 +64,13 @@ void measure(benchmark::State& state, const bench::Subject& subject) {
       static_cast<double>(allocations - before) / static_cast<double>(state.iterations());
 }
 
-// The monitors' own lines on standard output are not the table's.
-class Quiet {
- public:
-  Quiet() : output_{::dup(STDOUT_FILENO)} {
-    std::fflush(stdout);
-    const int nowhere = ::open("/dev/null", O_WRONLY);
-    ::dup2(nowhere, STDOUT_FILENO);
-    ::close(nowhere);
-  }
-  ~Quiet() {
-    std::fflush(stdout);
-    ::dup2(output_, STDOUT_FILENO);
-    ::close(output_);
-  }
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-
- private:
-  int output_;
-};
-
 std::shared_ptr<void> setScene(const bench::Row& row) { return row.scene ? row.scene() : nullptr; }
 
 void measureRow(const bench::Row& row, Medians& medians) {
   const std::shared_ptr<void> scene = setScene(row);
   for (const bench::Subject& subject : bench::subjects()) {
     if (subject.row != row.name) continue;
-    const std::string name = subject.row + "@" + kWho[static_cast<int>(subject.who)];
+    const std::string name = subject.row + "@" + bench::kWho[static_cast<int>(subject.who)];
     benchmark::RegisterBenchmark(name.c_str(), [&](benchmark::State& state) { measure(state, subject); })
         ->Repetitions(9)
         ->ReportAggregatesOnly();
@@ -124,6 +79,12 @@ void measureRow(const bench::Row& row, Medians& medians) {
   benchmark::ClearRegisteredBenchmarks();
 }
 
+double timeOf(const Medians& medians, const bench::Row& row, bench::Who who) {
+  const auto found = medians.times.find(row.name + "@" + bench::kWho[static_cast<int>(who)]);
+  return found != medians.times.end() ? found->second : 0;
+}
+
+// A line a row: name, microseconds of the floor, each subject as a ratio to that, allocations of the library.
 int printRatios(int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
   char interleaved[] = "--benchmark_enable_random_interleaving=true";
@@ -133,56 +94,44 @@ int printRatios(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   Medians medians;
   {
-    const Quiet quiet;
-    for (const bench::Row& row : bench::rows()) measureRow(row, medians);
+    const bench::Quiet quiet;
+    for (const bench::Row& row : bench::rows()) {
+      if (row.nodes != bench::Nodes::kOwnNotTimed) measureRow(row, medians);
+    }
   }
 
-  std::printf("%-36s %10s %14s %14s %10s %12s\n", "sample", "time, us", "library/floor", "library/peer",
-              "adds, us", "allocations");
+  std::printf("sample\tfloor, us");
+  for (const char* const who : bench::kWho) std::printf("\t%s", who);
+  std::printf("\tallocations\n");
   for (const bench::Row& row : bench::rows()) {
-    const auto time = [&](bench::Who who) {
-      const auto found = medians.times.find(row.name + "@" + kWho[static_cast<int>(who)]);
-      return found != medians.times.end() ? found->second : 0;
-    };
-    const double library = time(bench::Who::kLibrary);
-    if (library == 0) continue;
-    std::printf("%-36s %10.2f", row.name.c_str(), library / 1000);
-    for (const bench::Who other : {bench::Who::kFloor, bench::Who::kPeer}) {
-      if (time(other) == 0) {
-        std::printf(" %14s", "-");
-      } else {
-        std::printf(" %14.2f", library / time(other));
-      }
+    const double floor = timeOf(medians, row, bench::Who::kFloor);
+    if (floor == 0) continue;
+    std::printf("%s\t%.2f", row.name.c_str(), floor / 1000);
+    for (std::size_t who = 0; who < std::size(bench::kWho); ++who) {
+      const double time = timeOf(medians, row, static_cast<bench::Who>(who));
+      time == 0 ? std::printf("\t-") : std::printf("\t%.2f", time / floor);
     }
-    std::printf(" %10.2f", (library - time(bench::Who::kFloor)) / 1000);
-    std::printf(" %12.1f\n", medians.allocated[row.name + "@library"]);
+    std::printf("\t%.0f\n", medians.allocated[row.name + "@library"]);
   }
   return 0;
 }
 
-int runLibrary(const std::string& name, long count) {
-  const auto row = std::find_if(bench::rows().begin(), bench::rows().end(),
-                                [&](const bench::Row& other) { return other.name == name; });
-  for (const bench::Subject& subject : bench::subjects()) {
-    if (subject.row != name || subject.who != bench::Who::kLibrary) continue;
-    const std::shared_ptr<void> scene = setScene(*row);
-    const std::function<void()> sample = subject.prepare();
-    while (count-- > 0) sample();
-    return 0;
+// Runs a command beside so many idle processes.
+int runInCrowd(int size, char** command) {
+  const bench::Crowd crowd{size};
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    ::execvp(command[0], command);
+    ::_exit(127);
   }
-  std::fprintf(stderr, "tessary_bench: there is no row \"%s\"\n", name.c_str());
-  return 2;
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
-    for (const bench::Row& row : bench::rows()) {
-      std::printf("%g %s %s\n", row.pieces, row.piece.c_str(), row.name.c_str());
-    }
-    return 0;
-  }
-  if (argc == 4 && std::strcmp(argv[1], "--run") == 0) return runLibrary(argv[2], std::atol(argv[3]));
+  if (argc > 3 && std::strcmp(argv[1], "--crowd") == 0) return runInCrowd(std::atoi(argv[2]), argv + 3);
   return printRatios(argc, argv);
 }
