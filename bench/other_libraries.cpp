@@ -79,7 +79,7 @@ void cpuByLibgtop() {
   });
 }
 
-// Of statm, and of smaps itself, entry by entry.
+// Of statm alone: neither shares nor what is private.
 void footprintsByLibgtop() {
   forEachPid([](pid_t pid) {
     glibtop_proc_mem memory;

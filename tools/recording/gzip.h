@@ -12,6 +12,12 @@ struct z_stream_s;
 
 namespace tool {
 
+#ifdef TESSARY_TOOLS_ZLIB
+constexpr bool kCanCompress = true;
+#else
+constexpr bool kCanCompress = false;
+#endif
+
 class Compressor {
  public:
   Compressor();
