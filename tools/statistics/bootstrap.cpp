@@ -124,13 +124,15 @@ class Upper {
   std::vector<Rank> ranks_;
 };
 
-// The lowest level of those that hold a few times as many values as lie above the quantile.
+// The lowest level of those that hold a few times as many values as lie above the quantile; but never the lowest of all,
+// which has what the others leave.
 Rank lowestOfInterest(const Series& sorted, const Series& levels, double probability) {
   constexpr double kTimes = 4;
   const auto size = static_cast<double>(sorted.size());
   const double count = std::min(size, kTimes * (1 - probability) * size + 1);
   const double value = sorted[sorted.size() - static_cast<std::size_t>(count)];
-  return static_cast<Rank>(std::lower_bound(levels.begin(), levels.end(), value) - levels.begin());
+  return static_cast<Rank>(
+      std::max<std::ptrdiff_t>(std::lower_bound(levels.begin(), levels.end(), value) - levels.begin(), 1));
 }
 
 // The value at a place among as many values of each level as `counts` says. Sought from the top, where the
@@ -158,7 +160,8 @@ double quantileError(const Series& series, double probability, double meanBlock,
   Series levels = sorted;
   levels.erase(std::unique(levels.begin(), levels.end()), levels.end());
   const std::vector<Rank> places = ranks(series, levels);
-  const Upper upper{places, lowestOfInterest(sorted, levels, probability)};
+  const Rank lowest = lowestOfInterest(sorted, levels, probability);
+  const Upper upper{places, lowest};
   const auto below = static_cast<std::size_t>(probability * static_cast<double>(series.size() - 1));
 
   std::vector<Rank> counts(levels.size());
@@ -167,7 +170,9 @@ double quantileError(const Series& series, double probability, double meanBlock,
   Series quantiles;
   for (int number = 0; number < resamples; ++number) {
     blocks.draw(resample);
-    if (upper.count(resample, counts) < series.size() - below) Upper{places, 0}.count(resample, counts);
+    std::size_t counted = upper.count(resample, counts);
+    if (counted < series.size() - below && lowest > 1) counted = Upper{places, 1}.count(resample, counts);
+    counts[0] = static_cast<Rank>(series.size() - counted);
     quantiles.push_back(quantileOf(levels, counts, series.size(), probability));
   }
   return std::sqrt(variance(quantiles));
