@@ -113,10 +113,16 @@ int run(RunOptions options) {
     throw Failure{library.string() + ": a path with a blank or a colon cannot be preloaded"};
 
   Environment environment;
+#ifdef TESSARY_BOARD_OF_HOST
+  // For the emulator to hand to the program, not for the build machine's linker, which starts the emulator.
+  environment.set("QEMU_SET_ENV", "LD_PRELOAD=" + library.string());
+#else
   const char* const preloaded = std::getenv("LD_PRELOAD");
   // After what is preloaded already: a sanitizer's runtime insists on being the first.
   environment.set("LD_PRELOAD",
                   (preloaded != nullptr ? std::string{preloaded} + ":" : "") + library.string());
+  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
+#endif
   const std::string times = isNested ? std::getenv(kTimesVariable) : ProcessTimes::create();
   const std::string unpacked = ProcessTimes::boardBeside(times);
   if (readable.isUnpacked()) readable.copyTo(unpacked);
@@ -126,7 +132,6 @@ int run(RunOptions options) {
   environment.set(kSpeedVariable, std::to_string(playback.speed));
   environment.set(kTimeVariable, options.time);
   environment.set(kTimesVariable, times);
-  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
   if (options.machineNetwork) environment.set(kMachineNetworkVariable, "1");
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());

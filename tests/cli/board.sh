@@ -77,10 +77,10 @@ at 16 '"processes":26,"cpu_percent":85.0,'
 for board in $("$BOARD" list | awk '{print $1}'); do
   sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
   on "$board" 3 report --json --top 50 --monitors $sections >"$work/live"
-  on "$board" 3 record -o "$work/recorded.gz" --duration 1 --monitors $sections || fail "$board: record: exit code $?"
-  on "$board" 3 report "$work/recorded.gz" --json >"$work/back"
+  on "$board" 3 record -o "$work/recorded$gz" --duration 1 --monitors $sections || fail "$board: record: exit code $?"
+  on "$board" 3 report "$work/recorded$gz" --json >"$work/back"
   [ -s "$work/live" ] && same "$work/live" "$work/back" "$board: the recording gives another report"
-  tessary report "$work/recorded.gz" --monitors cpu >"$work/back" || fail "$board: no text of the recording"
+  tessary report "$work/recorded$gz" --monitors cpu >"$work/back" || fail "$board: no text of the recording"
 done
 [ "$board" ] || fail "no boards"
 

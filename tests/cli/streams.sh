@@ -14,7 +14,7 @@ lacks out "Changed Sample Time"
 
 # On a terminal: COLUMNS ARGUMENT..
 on_terminal() {
-  script -qec "stty cols $1 rows 0; ${EMULATOR:-} '$TESSARY' ${*:2}" /dev/null </dev/null | tr -d '\r' >"$work/out"
+  script -qec "stty cols $1 rows 0; '$TESSARY' ${*:2}" /dev/null </dev/null | tr -d '\r' >"$work/out"
 }
 on_terminal 60 report --interval 20 --monitors net
 holds out "too wide for the terminal: "

@@ -1,8 +1,12 @@
 #include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/model/model.h"
@@ -115,6 +119,24 @@ TEST(BoardFigures, ReachTheDdrAndDspMonitors) {
     dsp::DSP_MON absent{2};
     EXPECT_EQ(absent.tessary_getDSPSample(), -1);
     testing::internal::GetCapturedStdout();
+  }
+}
+
+// A driver has no commands of the other generation.
+TEST(BoardFigures, OfTheOtherDdrInterfaceAreRefused) {
+  constexpr unsigned long kOlder = 0xc0689801;
+  constexpr unsigned long kNewer = 0xc01c9804;
+  for (const auto& [platform, refused] : {std::pair{"taupe", kNewer}, std::pair{"brindle", kOlder}}) {
+    SCOPED_TRACE(platform);
+    Board board;
+    simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "platform": ")" + std::string{platform} +
+                                        R"(", "ddr": {"a1": 1000, "a2": 1, "b1": 20, "b2": 4}})");
+    const int device = ::open("/dev/profiler", O_RDWR);
+    std::uint32_t record[26] = {2, 0, 0, 0, 0, 0, 2};  // a get, in either record
+    EXPECT_EQ(::ioctl(device, refused, record), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(::ioctl(device, refused == kOlder ? kNewer : kOlder, record), 0);
+    ::close(device);
   }
 }
 

@@ -111,6 +111,9 @@ TEST(Processes, AChildIsTheProgramsOwnWhateverItsId) {
 
 // The other thread holds the board's lock while this one forks.
 TEST(Processes, AForkWaitsForTheBoardsLocks) {
+#ifdef TESSARY_BOARD_OF_HOST
+  GTEST_SKIP() << "the emulator fails an assertion of its own in a child that was forked beside a thread";
+#endif
   Board board;
   board.file("/sys/a/slow", "1\n");
   board.file("/sys/a/other", "2\n");
