@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "tools/commands/feed.h"
+#include "tools/recording/feed.h"
 #include "tools/commands/options.h"
 #include "tools/commands/recordings.h"
 #include "tools/commands/stop_signal.h"
