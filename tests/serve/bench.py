@@ -33,14 +33,19 @@ class Board:
         self.options = options
         self.path = os.path.join(bench.folder, name + ".fifo")
         self.process = None
+        self.copies = []  # of its recordings, one a start
         if not os.path.exists(self.path):
             os.mkfifo(self.path)
 
     def start(self):
-        command = [self.bench.simulator, "run", self.model, *self.options, "--", self.bench.tool, "record",
-                   "-o", self.path, "--interval", str(self.interval_ms)]
+        """Begins a recording, of which a copy is kept aside."""
+        self.copies.append(os.path.join(self.bench.folder, "%s-%d.jsonl" % (self.name, len(self.copies))))
+        command = '"$0" run "${@:3}" -- "$1" record -o - --interval "$2" | tee "$COPY" >"$FIFO"'
         # A group of its own: the simulator and the recorder stop and go together.
-        self.process = subprocess.Popen(command, stderr=subprocess.DEVNULL, start_new_session=True)
+        self.process = subprocess.Popen(
+            ["bash", "-c", command, self.bench.simulator, self.bench.tool, str(self.interval_ms), self.model, *self.options],
+            env={**os.environ, "COPY": self.copies[-1], "FIFO": self.path}, stderr=subprocess.DEVNULL,
+            start_new_session=True)
 
     def signal(self, number):
         os.killpg(self.process.pid, number)

@@ -9,12 +9,12 @@
 #include <cstdio>
 #include <utility>
 
-#include "tools/recording/feed.h"
 #include "tools/commands/options.h"
 #include "tools/commands/recordings.h"
 #include "tools/commands/stop_signal.h"
 #include "tools/commands/terminal.h"
 #include "tools/recording/descriptor.h"
+#include "tools/recording/feed.h"
 #include "tools/recording/live.h"
 #include "tools/recording/player.h"
 
