@@ -50,7 +50,8 @@ std::string mistakeIn(const std::vector<Named>& sources) {
   return "";
 }
 
-void addThisMachine(Server& server, const Options& options, const KeptLimit& limit, const Board::Tell& tell) {
+void addThisMachine(Server& server, const Options& options, const HistoryLimit& limit,
+                    const Board::Tell& tell) {
   Plan plan = options.plan;
   plan.top = options.top.value_or(kRows);
   plan.keep = true;
@@ -78,7 +79,7 @@ int serve(const Options& options, Streams& streams) {
   streams.divertLibrary(false);
   const StopSignal stop;
   const auto keepNs = static_cast<std::int64_t>(options.keepSeconds * kNanosecondsInSecond);
-  const KeptLimit limit{keepNs, options.keepBytes / std::max<std::size_t>(1, sources.size())};
+  const HistoryLimit limit{keepNs, options.keepBytes / std::max<std::size_t>(1, sources.size())};
   Server server{options.listen, allSchemas(), keepNs};
   for (const Named& source : sources) {
     server.add(std::make_unique<Board>(source.name, source.isFixed, limit, tell),

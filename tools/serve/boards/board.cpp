@@ -36,8 +36,8 @@ std::int64_t monotonicTime() {
   return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;
 }
 
-Board::Board(std::string name, bool isNameFixed, KeptLimit limit, Tell tell)
-    : name_{clean(name)}, isNameFixed_{isNameFixed}, tell_{std::move(tell)}, kept_{limit} {}
+Board::Board(std::string name, bool isNameFixed, HistoryLimit limit, Tell tell)
+    : name_{clean(name)}, isNameFixed_{isNameFixed}, tell_{std::move(tell)}, history_{limit} {}
 
 void Board::line(std::string_view text, const Schemas& known, std::int64_t now) {
   std::variant<BadLine, Origin, Report> parsed = parseLine(text, known);
@@ -54,7 +54,7 @@ void Board::line(std::string_view text, const Schemas& known, std::int64_t now) 
 
 void Board::begin(const Origin& origin, std::string header) {
   origin_ = origin;
-  kept_.begin(std::make_shared<KeptHeader>(KeptHeader{std::move(header), origin}));
+  history_.begin(std::make_shared<HistoryHeader>(HistoryHeader{std::move(header), origin}));
   const std::string board = clean(boardOf(origin));
   if (!isNameFixed_ && !board.empty()) name_ = board;
 }
@@ -62,7 +62,7 @@ void Board::begin(const Origin& origin, std::string header) {
 void Board::add(Report report, std::string_view line, std::int64_t now) {
   const double said = origin_.intervalMs > 0 ? origin_.intervalMs : report.intervalMs;
   intervalNs_ = static_cast<std::int64_t>((said > 0 ? said : kUsualIntervalMs) * kNanosecondsInMillisecond);
-  kept_.add(line, report.bootTimeNs, now);
+  history_.add(line, report.bootTimeNs, now);
   last_ = std::move(report);
   lastNs_ = now;
   ++samples_;

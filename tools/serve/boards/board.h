@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "tools/recording/line.h"
-#include "tools/serve/boards/kept.h"
+#include "tools/serve/boards/history.h"
 
 namespace tool {
 
@@ -30,7 +30,7 @@ class Board {
   using Tell = std::function<void(const std::string&)>;  // the user
 
   // Without a fixed name, the board is called as its recording says, once it does.
-  Board(std::string name, bool isNameFixed, KeptLimit limit, Tell tell);
+  Board(std::string name, bool isNameFixed, HistoryLimit limit, Tell tell);
 
   // A line of its recording that arrived `now`: a header, a sample, or one that is neither.
   void line(std::string_view text, const Schemas& known, std::int64_t now);
@@ -53,7 +53,7 @@ class Board {
 
   const Origin& origin() const { return origin_; }
   const std::optional<Report>& last() const { return last_; }
-  const Kept& kept() const { return kept_; }
+  const History& history() const { return history_; }
 
   std::uint64_t samples() const { return samples_; }
   std::uint64_t badLines() const { return badLines_; }
@@ -64,7 +64,7 @@ class Board {
   std::string name_;
   bool isNameFixed_;
   Tell tell_;
-  Kept kept_;
+  History history_;
   Origin origin_;
   std::optional<Report> last_;
   std::int64_t lastNs_ = 0;  // its arrival

@@ -34,7 +34,7 @@ std::int64_t Fleet::nextSilence(std::int64_t now) const {
 
 std::size_t Fleet::keptBytes() const {
   std::size_t bytes = 0;
-  for (const auto& board : boards) bytes += board->kept().bytes();
+  for (const auto& board : boards) bytes += board->history().bytes();
   return bytes;
 }
 

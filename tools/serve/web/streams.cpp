@@ -34,9 +34,9 @@ void forEachLine(std::string_view lines, Take take) {
 }  // namespace
 
 Viewer::Viewer(Fleet& fleet, const Board& board, std::string_view place)
-    : fleet_{fleet}, board_{board}, at_{board.kept().first()} {
+    : fleet_{fleet}, board_{board}, at_{board.history().first()} {
   if (const std::optional<std::uint64_t> known = placeOf(place, fleet)) {
-    at_ = std::min(*known, board.kept().end());
+    at_ = std::min(*known, board.history().end());
     begun_ = true;
   }
   fleet_.noteChanges(monotonicTime());
@@ -49,12 +49,12 @@ BodyStream::Next Viewer::next(std::string& text) {
   if (!begun_) text += "retry: 1000\n\nevent: begin\ndata: {}\n\n";
   begun_ = true;
   if (changes_ != fleet_.changes) sayBoards(text);
-  const Kept& kept = board_.kept();
-  if (at_ < kept.first()) {
-    fleet_.lostSamples += kept.first() - at_;
-    at_ = kept.first();
+  const History& history = board_.history();
+  if (at_ < history.first()) {
+    fleet_.lostSamples += history.first() - at_;
+    at_ = history.first();
   }
-  if (const std::optional<Kept::Piece> piece = kept.from(at_)) saySamples(text, *piece);
+  if (const std::optional<History::Piece> piece = history.from(at_)) saySamples(text, *piece);
   const std::int64_t now = monotonicTime();
   if (text.empty() && now - spokeNs_ > kSilenceNs) text = ":\n\n";
   if (text.empty()) return kNothingYet;
@@ -74,7 +74,7 @@ void Viewer::sayBoards(std::string& text) {
   changes_ = fleet_.changes;
 }
 
-void Viewer::saySamples(std::string& text, const Kept::Piece& piece) {
+void Viewer::saySamples(std::string& text, const History::Piece& piece) {
   Dataset samples{board_.name()};
   Origin origin = piece.header->origin;
   origin.bootTimeNs = -piece.shiftNs;
@@ -90,7 +90,7 @@ void Viewer::saySamples(std::string& text, const Kept::Piece& piece) {
 }
 
 Download::Download(Fleet& fleet, const Board& board)
-    : fleet_{fleet}, board_{board}, at_{board.kept().first()}, end_{board.kept().end()} {
+    : fleet_{fleet}, board_{board}, at_{board.history().first()}, end_{board.history().end()} {
   ++fleet_.downloads;
 }
 
@@ -98,7 +98,7 @@ Download::~Download() { --fleet_.downloads; }
 
 // Not what came since, which would have no end on a slow line.
 BodyStream::Next Download::next(std::string& text) {
-  const std::optional<Kept::Piece> piece = at_ < end_ ? board_.kept().from(at_) : std::nullopt;
+  const std::optional<History::Piece> piece = at_ < end_ ? board_.history().from(at_) : std::nullopt;
   if (!piece || piece->first >= end_) return kEnd;
   if (piece->header != header_) {
     header_ = piece->header;

@@ -27,7 +27,7 @@ class Viewer : public BodyStream {
 
  private:
   void sayBoards(std::string& text);
-  void saySamples(std::string& text, const Kept::Piece& piece);
+  void saySamples(std::string& text, const History::Piece& piece);
 
   Fleet& fleet_;
   const Board& board_;
@@ -52,7 +52,7 @@ class Download : public BodyStream {
   const Board& board_;
   std::uint64_t at_;
   std::uint64_t end_;
-  std::shared_ptr<const KeptHeader> header_;
+  std::shared_ptr<const HistoryHeader> header_;
 };
 
 }  // namespace tool

@@ -1,7 +1,7 @@
 // The last samples of a board, as the lines that they came in. They are kept in blocks, compressed once they
 // are full: a sample is a sixteenth of its line then, and a hundred boards' hour fits into memory.
-#ifndef TESSARY_TOOLS_SERVE_BOARDS_KEPT_H
-#define TESSARY_TOOLS_SERVE_BOARDS_KEPT_H
+#ifndef TESSARY_TOOLS_SERVE_BOARDS_HISTORY_H
+#define TESSARY_TOOLS_SERVE_BOARDS_HISTORY_H
 
 #include <cstddef>
 #include <cstdint>
@@ -15,23 +15,23 @@
 
 namespace tool {
 
-struct KeptLimit {
+struct HistoryLimit {
   std::int64_t ageNs;  // by the board's clock, back from the last sample
   std::size_t bytes;
 };
 
 // What a recording began with. The lines behind it are read by it.
-struct KeptHeader {
+struct HistoryHeader {
   std::string line;  // without its end; empty for samples that came without one
   Origin origin;
 };
 
-class Kept {
+class History {
  public:
-  explicit Kept(KeptLimit limit) : limit_{limit} {}
+  explicit History(HistoryLimit limit) : limit_{limit} {}
 
   // The samples from here on are of another recording: the board, or its recorder, started again.
-  void begin(std::shared_ptr<const KeptHeader> header);
+  void begin(std::shared_ptr<const HistoryHeader> header);
 
   // A line, and its clock; `now` is the clock of this machine.
   void add(std::string_view line, std::int64_t bootTimeNs, std::int64_t now);
@@ -46,7 +46,7 @@ class Kept {
   struct Piece {
     std::uint64_t first;
     std::uint64_t end;
-    std::shared_ptr<const KeptHeader> header;
+    std::shared_ptr<const HistoryHeader> header;
     std::int64_t shiftNs;  // from the board's clock to one that goes on where a board started again
     std::string lines;     // each with its end
   };
@@ -58,7 +58,7 @@ class Kept {
   struct Block {
     std::uint64_t first;
     std::uint64_t end;
-    std::shared_ptr<const KeptHeader> header;
+    std::shared_ptr<const HistoryHeader> header;
     std::int64_t shiftNs;
     std::int64_t lastNs;  // of its last sample, by the clock that goes on
     std::size_t lineBytes;
@@ -72,9 +72,9 @@ class Kept {
   void close(Block& block);
   void drop();
 
-  KeptLimit limit_;
+  HistoryLimit limit_;
   std::deque<Block> blocks_;
-  std::shared_ptr<const KeptHeader> header_ = std::make_shared<KeptHeader>();
+  std::shared_ptr<const HistoryHeader> header_ = std::make_shared<HistoryHeader>();
   bool isNew_ = true;  // no sample has come since begin()
   std::uint64_t end_ = 0;
   std::size_t bytes_ = 0;

@@ -1,4 +1,4 @@
-#include "tools/serve/boards/kept.h"
+#include "tools/serve/boards/history.h"
 
 #include <algorithm>
 #include <utility>
@@ -31,14 +31,14 @@ std::size_t behindLines(std::string_view text, std::uint64_t count) {
 
 }  // namespace
 
-std::size_t Kept::Block::bytes() const { return sizeof(Block) + text.capacity() + header->line.size(); }
+std::size_t History::Block::bytes() const { return sizeof(Block) + text.capacity() + header->line.size(); }
 
-void Kept::begin(std::shared_ptr<const KeptHeader> header) {
+void History::begin(std::shared_ptr<const HistoryHeader> header) {
   header_ = std::move(header);
   isNew_ = true;
 }
 
-void Kept::add(std::string_view line, std::int64_t bootTimeNs, std::int64_t now) {
+void History::add(std::string_view line, std::int64_t bootTimeNs, std::int64_t now) {
   const bool goesBack = end_ > 0 && bootTimeNs < lastBootNs_;
   if (blocks_.empty() || isNew_ || goesBack || blocks_.back().compressed ||
       blocks_.back().lineBytes + line.size() > kBlock) {
@@ -61,7 +61,7 @@ void Kept::add(std::string_view line, std::int64_t bootTimeNs, std::int64_t now)
 }
 
 // A board's clock begins anew when it starts again: time goes on by this machine's meanwhile.
-void Kept::open(std::int64_t bootTimeNs, std::int64_t now) {
+void History::open(std::int64_t bootTimeNs, std::int64_t now) {
   if (end_ == 0) {
     const bool hasStart = header_->origin.bootTimeNs != 0;
     shiftNs_ = -(hasStart ? header_->origin.bootTimeNs : bootTimeNs);
@@ -71,7 +71,7 @@ void Kept::open(std::int64_t bootTimeNs, std::int64_t now) {
   shiftNs_ += lastBootNs_ + gap - bootTimeNs;
 }
 
-void Kept::close(Block& block) {
+void History::close(Block& block) {
   if (block.compressed) return;
   bytes_ -= block.bytes();
   if (kCanCompress) {
@@ -85,7 +85,7 @@ void Kept::close(Block& block) {
   bytes_ += block.bytes();
 }
 
-void Kept::drop() {
+void History::drop() {
   while (!blocks_.empty() &&
          (bytes_ > limit_.bytes || lastBootNs_ + shiftNs_ - blocks_.front().lastNs > limit_.ageNs)) {
     bytes_ -= blocks_.front().bytes();
@@ -93,9 +93,9 @@ void Kept::drop() {
   }
 }
 
-std::uint64_t Kept::first() const { return blocks_.empty() ? end_ : blocks_.front().first; }
+std::uint64_t History::first() const { return blocks_.empty() ? end_ : blocks_.front().first; }
 
-std::optional<Kept::Piece> Kept::from(std::uint64_t number) const {
+std::optional<History::Piece> History::from(std::uint64_t number) const {
   const auto found =
       std::find_if(blocks_.begin(), blocks_.end(), [&](const Block& block) { return number < block.end; });
   if (found == blocks_.end()) return std::nullopt;
