@@ -31,7 +31,9 @@ std::size_t behindLines(std::string_view text, std::uint64_t count) {
 
 }  // namespace
 
-std::size_t History::Block::bytes() const { return sizeof(Block) + text.capacity() + header->line.size(); }
+std::size_t History::Block::bytes() const {
+  return sizeof(Block) + text.capacity() + (hasOwnHeader ? header->line.capacity() : 0);
+}
 
 void History::begin(std::shared_ptr<const HistoryHeader> header) {
   header_ = std::move(header);
@@ -44,7 +46,8 @@ void History::add(std::string_view line, std::int64_t bootTimeNs, std::int64_t n
       blocks_.back().lineBytes + line.size() > kBlock) {
     if (!blocks_.empty()) close(blocks_.back());
     if (isNew_ || goesBack) open(bootTimeNs, now);
-    blocks_.push_back({end_, end_, header_, shiftNs_, 0, 0, false, {}});
+    const bool hasOwnHeader = blocks_.empty() || blocks_.back().header != header_;
+    blocks_.push_back({end_, end_, header_, shiftNs_, 0, 0, false, hasOwnHeader, {}});
     bytes_ += blocks_.back().bytes();
   }
   Block& block = blocks_.back();
@@ -89,7 +92,12 @@ void History::drop() {
   while (!blocks_.empty() &&
          (bytes_ > limit_.bytes || lastBootNs_ + shiftNs_ - blocks_.front().lastNs > limit_.ageNs)) {
     bytes_ -= blocks_.front().bytes();
+    const std::shared_ptr<const HistoryHeader> header = blocks_.front().header;
     blocks_.pop_front();
+    if (!blocks_.empty() && blocks_.front().header == header && !blocks_.front().hasOwnHeader) {
+      blocks_.front().hasOwnHeader = true;
+      bytes_ += header->line.capacity();
+    }
   }
 }
 

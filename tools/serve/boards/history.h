@@ -63,6 +63,7 @@ class History {
     std::int64_t lastNs;  // of its last sample, by the clock that goes on
     std::size_t lineBytes;
     bool compressed;
+    bool hasOwnHeader;  // others of the same header follow it
     std::string text;
 
     std::size_t bytes() const;
