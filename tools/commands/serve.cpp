@@ -32,6 +32,7 @@ Named parseSource(const std::string& text, bool isOnly) {
 
 std::vector<Named> parseSources(const std::vector<std::string>& texts) {
   std::vector<Named> sources;
+  sources.reserve(texts.size());
   for (const std::string& text : texts) sources.push_back(parseSource(text, texts.size() == 1));
   return sources;
 }

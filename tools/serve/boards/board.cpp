@@ -36,7 +36,7 @@ std::int64_t monotonicTime() {
   return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;
 }
 
-Board::Board(std::string name, bool isNameFixed, HistoryLimit limit, Tell tell)
+Board::Board(const std::string& name, bool isNameFixed, HistoryLimit limit, Tell tell)
     : name_{clean(name)}, isNameFixed_{isNameFixed}, tell_{std::move(tell)}, history_{limit} {}
 
 void Board::line(std::string_view text, const Schemas& known, std::int64_t now) {

@@ -30,7 +30,7 @@ class Board {
   using Tell = std::function<void(const std::string&)>;  // the user
 
   // Without a fixed name, the board is called as its recording says, once it does.
-  Board(std::string name, bool isNameFixed, HistoryLimit limit, Tell tell);
+  Board(const std::string& name, bool isNameFixed, HistoryLimit limit, Tell tell);
 
   // A line of its recording that arrived `now`: a header, a sample, or one that is neither.
   void line(std::string_view text, const Schemas& known, std::int64_t now);

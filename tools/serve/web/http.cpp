@@ -141,8 +141,7 @@ ssize_t sendOn(void* context, std::uint64_t, char* buffer, std::size_t most) {
       return 0;
     }
   }
-  const std::size_t count = std::min(most, sending.text.size() - sending.sent);
-  std::memcpy(buffer, sending.text.data() + sending.sent, count);
+  const std::size_t count = sending.text.copy(buffer, most, sending.sent);
   sending.sent += count;
   return static_cast<ssize_t>(count);
 }
