@@ -26,7 +26,7 @@ require_packages() {
 }
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev zlib1g-dev
-  libprotozero-dev libjs-dygraphs)
+  libprotozero-dev libjs-dygraphs libmicrohttpd-dev)
 readonly TEST_PACKAGES=(clang clang-tidy clang-format dpkg-dev lintian)
 readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user googletest)
 

@@ -247,6 +247,24 @@ std::string takeLeast(Options& options, const std::string& text) {
   return kGood;
 }
 
+std::string takeListen(Options& options, const std::string& text) {
+  const std::optional<Address> address = parseAddress(text);
+  if (!address) return "is no address, as 127.0.0.1:9464";
+  options.listen = *address;
+  return kGood;
+}
+
+// 90s, 10min, 1h, 64M: one way to write times and sizes, with that of a recording's parts.
+std::string takeKeep(Options& options, const std::string& text) {
+  constexpr double kNanosecondsInSecond = 1e9;
+  const std::optional<Rotation> limit = parseRotation(text);
+  if (!limit) return "is no time (90s, 10min, 1h, 1d) and no size (64M, 2G)";
+  if (limit->bytes != 0) options.keepBytes = limit->bytes;
+  if (limit->nanoseconds != 0)
+    options.keepSeconds = static_cast<double>(limit->nanoseconds) / kNanosecondsInSecond;
+  return kGood;
+}
+
 const Option kMonitors{"--monitors", "NAME,..", "Only these", takeMonitor, monitorNames, false, true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
@@ -313,6 +331,22 @@ const Option kCheck{"--check",   "BUDGETS", "Mark in the recording where it exce
 const Option kStopOn{"--stop-on", "limit", "End at the first limit of --check that is passed", takeStop,
                      stops};
 const Option kLeast{"--least", "PERCENT", "Smaller changes of a mean or p95 do not matter; 5", takeLeast};
+const Option kSources{
+    "SOURCE",
+    "SOURCE",
+    "Recordings that are being written, in files or FIFOs, as front=PATH where there are several; -",
+    takeFile,
+    nullptr,
+    true,
+    false,
+    false,
+    true};
+const Option kListen{"--listen", "ADDRESS",
+                     "Where to be asked; 127.0.0.1:9464, which this machine alone reaches", takeListen};
+const Option kKeep{
+    "--keep", "LIMIT,..", "Samples of so long (1h), and no more memory for them than this (256M)",
+    takeKeep, nullptr,    false,
+    true};
 
 }  // namespace
 
@@ -341,6 +375,11 @@ const std::vector<Command>& commands() {
        "adb exec-out tessary record -o - | tessary watch -",
        {kWatched, kAt, kOnce, kMonitors, kInterval, kTop, kPid},
        watch},
+      {"serve",
+       "Boards for browsers and Prometheus: a live page and metrics",
+       "tessary serve front=/run/front.fifo rear=/run/rear.fifo",
+       {kSources, kListen, kKeep, kMonitors, kInterval, kTop, kPid},
+       serve},
       {"summary",
        "A recording in twenty lines: mean, percentiles, extremes, and what was not read",
        "tessary summary drive.jsonl",

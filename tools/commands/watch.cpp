@@ -9,13 +9,13 @@
 #include <cstdio>
 #include <utility>
 
-#include "tools/commands/feed.h"
 #include "tools/commands/options.h"
 #include "tools/commands/recordings.h"
 #include "tools/commands/stop_signal.h"
 #include "tools/commands/terminal.h"
 #include "tools/figures/time_units.h"
 #include "tools/recording/descriptor.h"
+#include "tools/recording/feed.h"
 #include "tools/recording/live.h"
 #include "tools/recording/player.h"
 
