@@ -29,3 +29,14 @@ consume() {
     done
   done
 }
+
+# consume_examples PREFIX FOLDER: each of them builds against the copy, and runs on a board that has what it reads.
+consume_examples() {
+  local prefix=$1 folder=$2 source example
+  quietly cmake -S tests/consumer -B "$folder" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DWITH_EXAMPLES=ON
+  quietly cmake --build "$folder"
+  for source in examples/*.cpp; do
+    example=$(basename "$source" .cpp)
+    quietly "$prefix/bin/tessary-board" run vx4490p --time stepped -- "$folder/$example" 2
+  done
+}

@@ -1,46 +1,17 @@
 """check_openmetrics.py RECORDING TEXT FOLDER: Prometheus imports the text, and answers what the recording says.
 
 promtool drops samples out of order without a word, so that their number is compared as well."""
-import json
 import math
 import os
 import re
 import subprocess
 import sys
-import time
-import urllib.error
-import urllib.parse
-import urllib.request
 
+from prometheus import Server
 from recording import Recording
 
 SCALES = {"percent": 0.01, "KiB": 1024, "kHz": 1000, "MHz": 1e6, "milliseconds": 0.001}
 PORT = 19464
-
-
-def serve(folder):
-    return subprocess.Popen(
-        ["prometheus", "--config.file=" + folder + "/prometheus.yml", "--storage.tsdb.path=" + folder + "/data",
-         "--storage.tsdb.retention.time=100y", "--web.listen-address=127.0.0.1:%d" % PORT, "--log.level=error"])
-
-
-def ask(query, at):
-    # A window that reaches back to the first sample.
-    url = "http://127.0.0.1:%d/api/v1/query?" % PORT + urllib.parse.urlencode({"query": query, "time": at})
-    with urllib.request.urlopen(url, timeout=10) as answer:
-        return json.load(answer)["data"]["result"]
-
-
-def wait_for(server):
-    for _ in range(600):
-        if server.poll() is not None:
-            sys.exit("prometheus ended with %d" % server.returncode)
-        try:
-            urllib.request.urlopen("http://127.0.0.1:%d/-/ready" % PORT, timeout=10)
-            return
-        except (urllib.error.URLError, ConnectionError):
-            time.sleep(0.05)
-    sys.exit("prometheus does not get ready")
 
 
 def quantile(values, share):
@@ -65,8 +36,6 @@ for name in ("tessary_cpu_load_ratio", "tessary_cpu_core_clock_hertz", "tessary_
     assert name in families, "no family " + name
 
 os.makedirs(folder + "/data")
-with open(folder + "/prometheus.yml", "w") as file:
-    file.write("global: {}\n")
 subprocess.run(["promtool", "tsdb", "create-blocks-from", "openmetrics", sys.argv[2], folder + "/data"],
                check=True, stdout=subprocess.DEVNULL)
 
@@ -76,27 +45,22 @@ for figure in recording.figures():
         series = expected.setdefault((figure.key, frozenset(figure.labels.items())), [])
         series.append(figure.value * SCALES.get(figure.column.get("unit"), 1))
 
+# A window that reaches back to the first sample.
 end = recording.samples[-1]["unix_time_ns"] / 1e9 + 1
 window = "[%ds]" % (math.ceil((recording.samples[-1]["boot_time_ns"] - recording.header["boot_time_ns"]) / 1e9) + 10)
-server = serve(folder)
-try:
-    wait_for(server)
-
+with Server(folder, PORT) as server:
     # Metrics have other names than figures: an item's values are compared as a set.
     board = recording.header["board"]
     board = board.get("model", board.get("soc"))
     count = 0
     found = {}
     for family in families:
-        for series in ask("count_over_time(%s%s)" % (family, window), end):
+        for series in server.ask("count_over_time(%s%s)" % (family, window), end):
             assert series["metric"].pop("board") == board, "another board"
             count += int(series["value"][1])
-        for series in ask("quantile_over_time(0.95, %s%s)" % (family, window), end):
+        for series in server.ask("quantile_over_time(0.95, %s%s)" % (family, window), end):
             series["metric"].pop("board")
             found.setdefault(frozenset(series["metric"].items()), []).append(float(series["value"][1]))
-finally:
-    server.terminate()
-    server.wait()
 
 wanted = sum(len(values) for values in expected.values())
 assert count == wanted, "%d samples were imported of %d" % (count, wanted)
