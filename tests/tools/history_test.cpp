@@ -4,16 +4,17 @@
 
 #include <vector>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 namespace {
 
-constexpr std::int64_t kSecond = 1000000000;
-constexpr std::int64_t kHour = 3600 * kSecond;
-constexpr std::size_t kMuch = std::size_t{1} << 30U;
+constexpr std::int64_t kHour = 3600 * kNanosecondsInSecond;
+constexpr std::size_t kPlenty = std::size_t{1} << 30U;
 
 std::shared_ptr<const HistoryHeader> header(std::int64_t bootSecond) {
   Origin origin;
-  origin.bootTimeNs = bootSecond * kSecond;
+  origin.bootTimeNs = bootSecond * kNanosecondsInSecond;
   origin.intervalMs = 1000;
   return std::make_shared<HistoryHeader>(HistoryHeader{"header of " + std::to_string(bootSecond), origin});
 }
@@ -29,7 +30,7 @@ std::string line(std::int64_t second) {
 // One sample a second, each from when it arrives.
 void add(History& history, std::int64_t from, std::int64_t to) {
   for (std::int64_t second = from; second < to; ++second)
-    history.add(line(second), second * kSecond, second * kSecond);
+    history.add(line(second), second * kNanosecondsInSecond, second * kNanosecondsInSecond);
 }
 
 std::string all(const History& history) {
@@ -40,7 +41,7 @@ std::string all(const History& history) {
 }
 
 TEST(History, GivesBackLineByLineWhatItCompressed) {
-  History history{{kHour, kMuch}};
+  History history{{kHour, kPlenty}};
   history.begin(header(100));
   add(history, 101, 201);
   std::string expected;
@@ -57,7 +58,7 @@ TEST(History, GivesBackLineByLineWhatItCompressed) {
 }
 
 TEST(History, DropsWhatIsOlderThanItsTimeByTheBoardsClock) {
-  History history{{60 * kSecond, kMuch}};
+  History history{{60 * kNanosecondsInSecond, kPlenty}};
   history.begin(header(0));
   add(history, 1, 1001);
   const std::uint64_t left = history.end() - history.first();
@@ -80,7 +81,7 @@ TEST(History, IsNeverLargerThanItsBound) {
   History flapping{{kHour, 20000}};
   for (std::int64_t second = 1; second < 2000; ++second) {
     flapping.begin(header(second));
-    flapping.add("short", second * kSecond, second * kSecond);
+    flapping.add("short", second * kNanosecondsInSecond, second * kNanosecondsInSecond);
     ASSERT_LE(flapping.bytes(), 20000U);
   }
 }
@@ -89,20 +90,21 @@ TEST(History, IsNeverLargerThanItsBound) {
 std::vector<std::int64_t> seconds(const History& history) {
   std::vector<std::int64_t> all;
   for (auto piece = history.from(history.first()); piece; piece = history.from(piece->end)) {
-    all.push_back(std::stoll(piece->lines) + piece->shiftNs / kSecond);
+    all.push_back(std::stoll(piece->lines) + piece->shiftNs / kNanosecondsInSecond);
   }
   return all;
 }
 
 TEST(History, TimeGoesOnWhereABoardStartsAgain) {
-  History history{{kHour, kMuch}};
+  History history{{kHour, kPlenty}};
   history.begin(header(5000));
-  history.add("5001", 5001 * kSecond, 70 * kSecond);
+  history.add("5001", 5001 * kNanosecondsInSecond, 70 * kNanosecondsInSecond);
   history.begin(header(3));  // it was switched off, and on again half a minute later
-  history.add("4", 4 * kSecond, 100 * kSecond);
+  history.add("4", 4 * kNanosecondsInSecond, 100 * kNanosecondsInSecond);
   history.begin(header(900));  // another recording that came all at once
-  history.add("901", 901 * kSecond, 100 * kSecond);
-  history.add("7", 7 * kSecond, 101 * kSecond);  // a clock that goes back without a word
+  history.add("901", 901 * kNanosecondsInSecond, 100 * kNanosecondsInSecond);
+  history.add("7", 7 * kNanosecondsInSecond,
+              101 * kNanosecondsInSecond);  // a clock that goes back without a word
   EXPECT_EQ(seconds(history), (std::vector<std::int64_t>{1, 31, 32, 33}));
   EXPECT_EQ(history.from(0)->header->line, "header of 5000");
   EXPECT_EQ(history.from(1)->header->line, "header of 3");

@@ -6,12 +6,11 @@
 
 #include "tests/tools/machine.h"
 #include "tests/tools/temporary_folder.h"
+#include "tools/figures/time_units.h"
 #include "tools/views/json.h"
 
 namespace tool {
 namespace {
-
-constexpr std::int64_t kSecond = 1000000000;
 
 std::string header() { return recordHeader(machine::origin()); }
 std::string sample(std::int64_t second) { return recordLine(machine::report(second)); }
@@ -22,7 +21,7 @@ class InputTest : public testing::Test {
 
   // Reads until there is nothing, two seconds after the time before.
   void read() {
-    now_ += 2 * kSecond;
+    now_ += 2 * kNanosecondsInSecond;
     while (input_.read(board_, now_)) {
     }
   }
@@ -38,7 +37,7 @@ class InputTest : public testing::Test {
   std::string said_;
   std::int64_t now_ = monotonicTime();
   Board::Tell tell_ = [this](const std::string& text) { said_ += text + "\n"; };
-  Board board_{"drive", false, {3600 * kSecond, std::size_t{1} << 30U}, tell_};
+  Board board_{"drive", false, {3600 * kNanosecondsInSecond, std::size_t{1} << 30U}, tell_};
   StreamInput input_{path(), machine::kSchemas, tell_};
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/machine.h"
+#include "tools/figures/time_units.h"
 #include "tools/serve/web/metrics.h"
 #include "tools/serve/web/negotiation.h"
 #include "tools/serve/web/streams.h"
@@ -12,7 +13,6 @@
 namespace tool {
 namespace {
 
-constexpr std::int64_t kSecond = 1000000000;
 constexpr std::size_t kMuch = std::size_t{1} << 30U;
 
 std::string trimmed(std::string line) {
@@ -97,7 +97,7 @@ class SiteTest : public testing::Test {
 
   void addBoard(const std::string& name, std::size_t bytes = kMuch) {
     fleet_.boards.push_back(
-        std::make_unique<Board>(name, true, HistoryLimit{3600 * kSecond, bytes},
+        std::make_unique<Board>(name, true, HistoryLimit{3600 * kNanosecondsInSecond, bytes},
                                 [this](const std::string& text) { said_ += text + "\n"; }));
   }
 
@@ -131,7 +131,7 @@ class SiteTest : public testing::Test {
   std::int64_t now_ = monotonicTime();
   std::string said_;
   Fleet fleet_;
-  Site site_{fleet_, "127.0.0.1", 3600 * kSecond};
+  Site site_{fleet_, "127.0.0.1", 3600 * kNanosecondsInSecond};
 };
 
 TEST_F(SiteTest, RefusesOtherNamesAndMethods) {
@@ -180,7 +180,7 @@ std::string linesOf(const std::string& text, const std::string& what) {
 
 TEST_F(SiteTest, ABoardIsUpForThreeIntervalsAndThenHasNothingElse) {
   const auto front = [&](std::int64_t ms) {
-    return linesOf(metricsText(fleet_, MetricFormat::kPlainText, now_ + ms * kSecond / 1000),
+    return linesOf(metricsText(fleet_, MetricFormat::kPlainText, now_ + ms * kNanosecondsInSecond / 1000),
                    "board=\"front\"");
   };
   EXPECT_EQ(front(0), "tessary_up{board=\"front\"} 0\n") << "no sample has come";

@@ -3,6 +3,7 @@
 
 #include "tools/commands/options.h"
 #include "tools/commands/stop_signal.h"
+#include "tools/figures/time_units.h"
 #include "tools/recording/live.h"
 #include "tools/serve/server.h"
 
@@ -11,7 +12,6 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kRows = 50;  // of the tables of processes
-constexpr std::int64_t kNanosecondsInSecond = 1000000000;
 
 // name=path, or a path alone.
 struct Named {

@@ -256,7 +256,6 @@ std::string takeListen(Options& options, const std::string& text) {
 
 // 90s, 10min, 1h, 64M: one way to write times and sizes, with that of a recording's parts.
 std::string takeKeep(Options& options, const std::string& text) {
-  constexpr double kNanosecondsInSecond = 1e9;
   const std::optional<Rotation> limit = parseRotation(text);
   if (!limit) return "is no time (90s, 10min, 1h, 1d) and no size (64M, 2G)";
   if (limit->bytes != 0) options.keepBytes = limit->bytes;
@@ -331,7 +330,7 @@ const Option kCheck{"--check",   "BUDGETS", "Mark in the recording where it exce
 const Option kStopOn{"--stop-on", "limit", "End at the first limit of --check that is passed", takeStop,
                      stops};
 const Option kLeast{"--least", "PERCENT", "Smaller changes of a mean or p95 do not matter; 5", takeLeast};
-const Option kSources{
+const Option kServedSources{
     "SOURCE",
     "SOURCE",
     "Recordings that are being written, in files or FIFOs, as front=PATH where there are several; -",
@@ -378,7 +377,7 @@ const std::vector<Command>& commands() {
       {"serve",
        "Boards for browsers and Prometheus: a live page and metrics",
        "tessary serve front=/run/front.fifo rear=/run/rear.fifo",
-       {kSources, kListen, kKeep, kMonitors, kInterval, kTop, kPid},
+       {kServedSources, kListen, kKeep, kMonitors, kInterval, kTop, kPid},
        serve},
       {"summary",
        "A recording in twenty lines: mean, percentiles, extremes, and what was not read",

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 
 namespace {
 
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
 constexpr std::int64_t kWakeNs = 100 * kNanosecondsInMillisecond;  // viewers are told no more often
 constexpr std::int64_t kAnywayNs =
     5000 * kNanosecondsInMillisecond;  // and at least as often, to see who left

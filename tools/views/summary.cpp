@@ -22,11 +22,11 @@ constexpr std::size_t kShortColumns = 2;
 constexpr std::size_t kShortItems = 2;
 constexpr std::size_t kShortGaps = 5;
 
-struct Statistic {
+struct SpreadColumn {
   const char* name;
   double Spread::*value;
 };
-constexpr Statistic kStatistics[] = {{"mean", &Spread::mean},
+constexpr SpreadColumn kSpreadColumns[] = {{"mean", &Spread::mean},
                                      {"p50", &Spread::p50},
                                      {"p95", &Spread::p95},
                                      {"max", &Spread::max},
@@ -159,13 +159,13 @@ std::vector<const Summary::Series*> Summary::largest(const ColumnInfo* column, s
 std::string Summary::text(bool everything) const {
   std::string text = heading();
   std::vector<std::vector<std::string>> rows{{"figure"}};
-  for (const Statistic& statistic : kStatistics) rows[0].emplace_back(statistic.name);
+  for (const SpreadColumn& statistic : kSpreadColumns) rows[0].emplace_back(statistic.name);
   for (const char* const heading : {"samples", "gaps"}) rows[0].emplace_back(heading);
   for (const Series* const series : everything ? ordered() : shortened()) {
     const Spread spread = spreadOf(series->values);
     std::vector<std::string>& row = rows.emplace_back();
     row.push_back(printable(series->path));
-    for (const Statistic& statistic : kStatistics) {
+    for (const SpreadColumn& statistic : kSpreadColumns) {
       row.push_back(shown(spread.*statistic.value, series->column->format));
     }
     row.push_back(std::to_string(series->values.size()));
@@ -245,7 +245,7 @@ std::string Summary::json() const {
   for (const Series* const series : ordered()) {
     OrderedJson one{{"figure", series->path}, {"unit", series->column->format.unit.name}};
     const Spread spread = spreadOf(series->values);
-    for (const Statistic& statistic : kStatistics) {
+    for (const SpreadColumn& statistic : kSpreadColumns) {
       one[statistic.name] = rounded(spread.*statistic.value, series->column->format.jsonDecimals);
     }
     one["samples"] = series->values.size();

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <utility>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/json.h"
 #include "tools/views/words.h"
 
@@ -10,7 +11,6 @@ namespace tool {
 
 namespace {
 
-constexpr double kNanosecondsInMillisecond = 1e6;
 constexpr double kUsualIntervalMs = 1000;
 
 }  // namespace
@@ -30,7 +30,6 @@ const char* stateName(BoardState state) {
 }
 
 std::int64_t monotonicTime() {
-  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
   timespec time{};
   ::clock_gettime(CLOCK_MONOTONIC, &time);
   return time.tv_sec * kNanosecondsInSecond + time.tv_nsec;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/figures/time_units.h"
 #include "tools/recording/gzip.h"
 
 namespace tool {
@@ -10,13 +11,6 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kBlock = 65536;  // twice what the compression looks back
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
-
-#ifdef TESSARY_TOOLS_ZLIB
-constexpr bool kCanCompress = true;
-#else
-constexpr bool kCanCompress = false;
-#endif
 
 std::int64_t intervalOf(const Origin& origin) {
   return static_cast<std::int64_t>(origin.intervalMs) * kNanosecondsInMillisecond;

@@ -10,19 +10,18 @@
 #include <cstring>
 #include <ctime>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/json.h"
 
 namespace tool {
 
 namespace {
 
-constexpr std::size_t kChunk = 65536;
-constexpr std::size_t kLongestLine = std::size_t{4} << 20U;
-constexpr int kChunksAtOnce = 8;  // of a file, before the others have their turn
-constexpr int kAboveStandard = 3;
+constexpr std::size_t kReadAtOnce = 65536;
+constexpr std::size_t kLongestSample = std::size_t{4} << 20U;
+constexpr int kReadsInATurn = 8;  // of a file, before the others have their turn
 constexpr int kFileLookMs = 100;
 constexpr int kNameLookMs = 1000;
-constexpr std::int64_t kNanosecondsInSecond = 1000000000;
 
 bool isSame(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
@@ -35,7 +34,7 @@ StreamInput::StreamInput(std::string path, Schemas known, Board::Tell tell)
       name_{path_ == "-" ? "standard input" : path_},
       known_{std::move(known)},
       tell_{std::move(tell)},
-      splitter_{kLongestLine} {}
+      splitter_{kLongestSample} {}
 
 int StreamInput::descriptor() const { return isFile_ ? -1 : file_.number(); }
 
@@ -80,9 +79,9 @@ bool StreamInput::read(Board& board, std::int64_t now) {
 }
 
 bool StreamInput::readFile(Board& board, std::int64_t now) {
-  std::array<char, kChunk> chunk;
+  std::array<char, kReadAtOnce> chunk;
   const std::int64_t arrived = now - age();
-  for (int round = 0; round < kChunksAtOnce; ++round) {
+  for (int round = 0; round < kReadsInATurn; ++round) {
     const ssize_t count = ::read(file_.number(), chunk.data(), chunk.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
@@ -134,7 +133,7 @@ bool StreamInput::readStream(Board& board, std::int64_t now) {
     lookForAnother(board, now);
     return false;
   }
-  std::array<char, kChunk> chunk;
+  std::array<char, kReadAtOnce> chunk;
   const ssize_t count = ::read(file_.number(), chunk.data(), chunk.size());
   if (count > 0) {
     give(board, {chunk.data(), static_cast<std::size_t>(count)}, now);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kEveryAddress[] = "0.0.0.0";
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isPortDigit(char c) { return c >= '0' && c <= '9'; }
 
 std::optional<std::uint16_t> parsePort(std::string_view text) {
   std::uint16_t port = 0;
@@ -65,7 +65,7 @@ bool isEveryAddress(const std::string& host) { return host == kEveryAddress || h
 
 std::optional<Address> parseAddress(std::string_view text) {
   Address address;
-  if (!text.empty() && std::all_of(text.begin(), text.end(), isDigit)) {
+  if (!text.empty() && std::all_of(text.begin(), text.end(), isPortDigit)) {
     const std::optional<std::uint16_t> port = parsePort(text);
     if (port) address.port = *port;
     return port ? std::optional{address} : std::nullopt;

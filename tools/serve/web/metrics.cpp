@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 
 namespace {
@@ -23,7 +25,6 @@ const MetricFamily kLost{"tessary_serve_viewer_lost_samples_total", "",
                          "Samples that viewers were too slow for.", true};
 
 double cpuSeconds() {
-  constexpr double kNanosecondsInSecond = 1e9;
   timespec time{};
   ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / kNanosecondsInSecond;

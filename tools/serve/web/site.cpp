@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/figures/time_units.h"
 #include "tools/serve/web/metrics.h"
 #include "tools/serve/web/negotiation.h"
 #include "tools/serve/web/streams.h"
@@ -11,7 +12,7 @@ namespace tool {
 
 namespace {
 
-constexpr unsigned kOk = 200;
+constexpr unsigned kStatusOk = 200;
 constexpr unsigned kNoContent = 204;
 constexpr unsigned kForbidden = 403;
 constexpr unsigned kNotFound = 404;
@@ -21,8 +22,6 @@ constexpr unsigned kUnavailable = 503;
 
 constexpr std::size_t kMostViewers = 64;
 constexpr std::size_t kMostDownloads = 8;
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
-constexpr double kNanosecondsInSecond = 1e9;
 constexpr char kPlain[] = "text/plain; charset=utf-8";
 constexpr char kNothingAllowed[] = "default-src 'none'; frame-ancestors 'none'";
 
@@ -96,7 +95,7 @@ Answer Site::page(const Request& request) {
   if (board == nullptr) return words(kNotFound, "no board of this name");
   if (!hasPage()) return words(kNotImplemented, "this build has no page of charts: dygraphs was not found");
   const nlohmann::json live{{"board", board->name()}, {"keep_ms", keepNs_ / kNanosecondsInMillisecond}};
-  Answer answer{kOk, {{"Content-Type", "text/html; charset=utf-8"}}, {}, nullptr};
+  Answer answer{kStatusOk, {{"Content-Type", "text/html; charset=utf-8"}}, {}, nullptr};
   writeLivePage([&](std::string_view text) { answer.body += text; }, board->name(), live.dump());
   answer.headers.emplace_back("Content-Security-Policy", livePolicy() + "; frame-ancestors 'none'");
   return answer;
@@ -106,7 +105,7 @@ Answer Site::events(const Request& request) {
   const Board* const board = boardOf(request);
   if (board == nullptr) return words(kNotFound, "no board of this name");
   if (fleet_.viewers >= kMostViewers) return words(kUnavailable, "too many viewers");
-  return {kOk,
+  return {kStatusOk,
           {{"Content-Type", "text/event-stream"}},
           {},
           std::make_unique<Viewer>(fleet_, *board, request.lastEventId)};
@@ -115,7 +114,7 @@ Answer Site::events(const Request& request) {
 Answer Site::metrics(const Request& request) {
   const Negotiated negotiated = negotiate(request.accept);
   const std::int64_t start = monotonicTime();
-  Answer answer{kOk,
+  Answer answer{kStatusOk,
                 {{"Content-Type", negotiated.contentType}, {"Vary", "Accept"}},
                 metricsText(fleet_, negotiated.format, start),
                 nullptr};
@@ -127,7 +126,7 @@ Answer Site::recording(const Request& request) {
   const Board* const board = boardOf(request);
   if (board == nullptr) return words(kNotFound, "no board of this name");
   if (fleet_.downloads >= kMostDownloads) return words(kUnavailable, "too many downloads");
-  return {kOk,
+  return {kStatusOk,
           {{"Content-Type", "application/jsonl"},
            {"Content-Disposition", "attachment; filename=\"" + fileName(board->name()) + "\""}},
           {},
