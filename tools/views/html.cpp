@@ -91,8 +91,8 @@ void writeLivePage(const Write& write, const std::string& title, const std::stri
 }
 
 std::string datasetDocument(const Dataset& samples) {
-  return "{\"title\":" + OrderedJson(samples.title()).dump() + ",\"sections\":" + sectionsOf(&samples, 1).dump() +
-         ",\"recording\":" + samples.json() + "}";
+  return "{\"title\":" + OrderedJson(samples.title()).dump() +
+         ",\"sections\":" + sectionsOf(&samples, 1).dump() + ",\"recording\":" + samples.json() + "}";
 }
 
 std::unique_ptr<Export> openHtml(Write write, const ExportOptions& options) {

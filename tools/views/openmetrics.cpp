@@ -24,7 +24,6 @@ namespace tool {
 
 namespace {
 
-
 class OpenMetrics : public Export {
  public:
   OpenMetrics(Write write, ExportOptions options) : write_{std::move(write)}, options_{std::move(options)} {}

@@ -27,10 +27,10 @@ struct SpreadColumn {
   double Spread::*value;
 };
 constexpr SpreadColumn kSpreadColumns[] = {{"mean", &Spread::mean},
-                                     {"p50", &Spread::p50},
-                                     {"p95", &Spread::p95},
-                                     {"max", &Spread::max},
-                                     {"min", &Spread::min}};
+                                           {"p50", &Spread::p50},
+                                           {"p95", &Spread::p95},
+                                           {"max", &Spread::max},
+                                           {"min", &Spread::min}};
 
 // Lines of cells in columns: the first to the left, figures to the right.
 std::string aligned(const std::vector<std::vector<std::string>>& rows) {

@@ -22,11 +22,11 @@ constexpr unsigned kUnavailable = 503;
 
 constexpr std::size_t kMostViewers = 64;
 constexpr std::size_t kMostDownloads = 8;
-constexpr char kPlain[] = "text/plain; charset=utf-8";
+constexpr char kPlainText[] = "text/plain; charset=utf-8";
 constexpr char kNothingAllowed[] = "default-src 'none'; frame-ancestors 'none'";
 
 Answer words(unsigned status, const std::string& text) {
-  return {status, {{"Content-Type", kPlain}}, text + "\n", nullptr};
+  return {status, {{"Content-Type", kPlainText}}, text + "\n", nullptr};
 }
 
 // A name that a file can have anywhere.
