@@ -29,21 +29,15 @@ std::string linkName(const std::string& boardPath) {
   return name;
 }
 
-int enter(const std::string& folder) {
-  const long descriptor =
-      machineCall(SYS_openat, AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
-  if (descriptor < 0) return errno;
-  const int error = machineCall(SYS_fchdir, descriptor) == 0 ? 0 : errno;
-  machineCall(SYS_close, descriptor);
-  return error;
-}
-
 }  // namespace
 
-int enterFolder(const std::string& boardPath) {
+int openFolder(const std::string& boardPath) {
   const std::string name = linkName(boardPath);
-  if (name.size() > NAME_MAX) return ENAMETOOLONG;
-  int error = ENOENT;
+  if (name.size() > NAME_MAX) {
+    errno = ENAMETOOLONG;
+    return -1;
+  }
+  long descriptor = -1;
   const char* const told = std::getenv("TMPDIR");
   for (const std::string& place :
        {std::string{"/dev/shm"}, std::string{told != nullptr ? told : ""}, std::string{"/tmp"}}) {
@@ -52,11 +46,22 @@ int enterFolder(const std::string& boardPath) {
     if (place.empty() || place.front() != '/' || ::mkdtemp(parent.data()) == nullptr) continue;
     std::string folder = parent;
     folder.append("/").append(name);
-    error = ::mkdir(folder.c_str(), S_IRWXU) == 0 ? enter(folder) : errno;
+    if (::mkdir(folder.c_str(), S_IRWXU) == 0)
+      descriptor = machineCall(SYS_openat, AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
+    const int error = errno;
     ::rmdir(folder.c_str());
     ::rmdir(parent.c_str());
-    if (error == 0) break;
+    errno = error;
+    if (descriptor >= 0) break;
   }
+  return static_cast<int>(descriptor);
+}
+
+int enterFolder(const std::string& boardPath) {
+  const int descriptor = openFolder(boardPath);
+  if (descriptor < 0) return errno;
+  const int error = machineCall(SYS_fchdir, descriptor) == 0 ? 0 : errno;
+  machineCall(SYS_close, descriptor);
   return error;
 }
 

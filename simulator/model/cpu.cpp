@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cinttypes>
 #include <ctime>
+#include <optional>
+#include <string_view>
 
 #include "simulator/model/model.h"
 
@@ -121,20 +123,43 @@ std::string maskText(std::size_t first, std::size_t count) {
   return text + "\n";
 }
 
-// Each core for itself, all of them in one package.
+// Each core for itself, all of them in one package. Made when it is asked for: on a large board these would be
+// half of the nodes, and few programs look there.
+constexpr struct {
+  const char* name;
+  std::string (*text)(const BoardFile& file, std::size_t core);
+} kTopology[] = {
+    {"core_cpus", [](const BoardFile&, std::size_t core) { return maskText(core, 1); }},
+    {"core_cpus_list", [](const BoardFile&, std::size_t core) { return std::to_string(core) + "\n"; }},
+    {"core_id", [](const BoardFile&, std::size_t core) { return std::to_string(core) + "\n"; }},
+    {"core_siblings", [](const BoardFile& file, std::size_t) { return maskText(0, file.cores.size()); }},
+    {"core_siblings_list", [](const BoardFile& file, std::size_t) { return file.coreList() + "\n"; }},
+    {"package_cpus", [](const BoardFile& file, std::size_t) { return maskText(0, file.cores.size()); }},
+    {"package_cpus_list", [](const BoardFile& file, std::size_t) { return file.coreList() + "\n"; }},
+    {"physical_package_id", [](const BoardFile&, std::size_t) -> std::string { return "0\n"; }},
+    {"thread_siblings", [](const BoardFile&, std::size_t core) { return maskText(core, 1); }},
+    {"thread_siblings_list", [](const BoardFile&, std::size_t core) { return std::to_string(core) + "\n"; }}};
+
+std::vector<std::string> topologyNames() {
+  std::vector<std::string> names;
+  for (const auto& node : kTopology) names.emplace_back(node.name);
+  return names;
+}
+
+std::optional<Node> findTopologyNode(const SharedFile& file, std::size_t core, std::string_view name) {
+  for (const auto& entry : kTopology) {
+    if (name != entry.name) continue;
+    Node node;
+    node.text = [file, core, text = entry.text] { return text(*file, core); };
+    return node;
+  }
+  return std::nullopt;
+}
+
 void layOutTopology(Board& board, const SharedFile& file, std::size_t core, const std::string& folder) {
-  const std::string own = maskText(core, 1);
-  const std::string all = maskText(0, file->cores.size());
-  board.file(folder + "/core_id", line(static_cast<std::int64_t>(core)));
-  board.file(folder + "/physical_package_id", "0\n");
-  for (const char* const name : {"core_cpus", "thread_siblings"}) {
-    board.file(folder + "/" + name, own);
-    board.file(folder + "/" + name + "_list", line(static_cast<std::int64_t>(core)));
-  }
-  for (const char* const name : {"core_siblings", "package_cpus"}) {
-    board.file(folder + "/" + name, all);
-    board.file(folder + "/" + name + "_list", file->coreList() + "\n");
-  }
+  board.residents(folder, {topologyNames, [file, core](std::string_view name) {
+                             return findTopologyNode(file, core, name);
+                           }});
   if (file->cores[core].offline.empty()) return;
   board.change(folder, [&board, file, core](Node& node) {
     node.isGone |= file->cores[core].isOffline(boardTime(board));

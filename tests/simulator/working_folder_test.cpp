@@ -2,9 +2,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <fts.h>
 #include <ftw.h>
 #include <glob.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -127,6 +129,36 @@ TEST(WorkingFolder, IsInherited) {
   }
 }
 
+// posix_spawn changes folders and opens files by calls within the C library.
+TEST(WorkingFolder, OfASpawnedCommandMayBeTheBoards) {
+  NetBoard board;
+  const int folder = ::open("/sys/class/net", O_RDONLY | O_DIRECTORY);
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  EXPECT_EQ(::posix_spawn_file_actions_addopen(&actions, 0, "/proc/stat", O_RDONLY, 0), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addopen(&actions, 5, "/proc/nothing", O_RDONLY, 0), ENOENT);
+  EXPECT_EQ(::posix_spawn_file_actions_adddup2(&actions, ends[1], 1), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addfchdir_np(&actions, folder), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addchdir_np(&actions, "/sys/class/net/eth0"), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addchdir_np(&actions, "/proc/stat"), ENOTDIR);
+  std::string words[] = {"sh", "-c", "read -r line; echo \"$line\"; readlink /proc/self/cwd"};
+  char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+  pid_t child = -1;
+  ASSERT_EQ(::posix_spawn(&child, "/bin/sh", &actions, nullptr, arguments, ::environ), 0);
+  ::posix_spawn_file_actions_destroy(&actions);
+  ::close(ends[1]);
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  char text[256] = {};
+  EXPECT_GT(::read(ends[0], text, sizeof text - 1), 0);
+  // The command is not on the board itself: it is in the folder that stands for the board's.
+  EXPECT_EQ(std::string{text}.find("cpu 1\n/"), 0U) << text;
+  EXPECT_NE(std::string{text}.find("=sys=class=net=eth0"), std::string::npos) << text;
+  ::close(ends[0]);
+  ::close(folder);
+}
+
 // A child of vfork has a folder of its own, but its parent's memory.
 TEST(WorkingFolder, OfAChildIsNotItsParents) {
   WorkingFolderBoard board;
@@ -202,6 +234,14 @@ TEST(Walks, VisitTheBoard) {
   EXPECT_EQ(::nftw("net/eth0", visit, 8, FTW_DEPTH), 0);
   EXPECT_EQ(visited, (Lines{"1f mtu", "2f rx_bytes", "1p statistics", "0p eth0"}));
   EXPECT_EQ(::nftw("/proc/nothing", visit, 8, 0), -1);
+
+  std::string net = "/sys/class/net";
+  char* const paths[] = {net.data(), nullptr};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(::fts_open(paths, FTS_PHYSICAL, nullptr), nullptr);
+  EXPECT_EQ(errno, EOPNOTSUPP);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "tessary-board: fts of /sys/class/net would show the machine's and is refused\n");
 }
 
 }  // namespace
