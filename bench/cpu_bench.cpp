@@ -84,8 +84,9 @@ void loadByStdio() {
     std::FILE* const stream = std::fopen("/proc/stat", "r");
     char label[20];
     unsigned long long ticks[10];
-    while (std::fscanf(stream, "%19s %llu %llu %llu %llu %llu %llu %llu %llu %llu %llu", label, ticks, ticks + 1,
-                       ticks + 2, ticks + 3, ticks + 4, ticks + 5, ticks + 6, ticks + 7, ticks + 8, ticks + 9) == 11) {
+    while (std::fscanf(stream, "%19s %llu %llu %llu %llu %llu %llu %llu %llu %llu %llu", label, ticks,
+                       ticks + 1, ticks + 2, ticks + 3, ticks + 4, ticks + 5, ticks + 6, ticks + 7, ticks + 8,
+                       ticks + 9) == 11) {
     }
     std::fclose(stream);
   }

@@ -94,33 +94,32 @@ bench::Subject memoryOfFloor(std::function<std::shared_ptr<bench::Tree>()> layOu
 
 std::shared_ptr<bench::Tree> noTree() { return nullptr; }
 
-const bool kOwnMemory =
-    bench::add({"/proc/meminfo, 44 lines", 1, "sample", bench::Nodes::kOwnNotTimed},
-               {memoryOfLibrary(layOutMemory), memoryOfFloor(layOutMemory)});
+const bool kOwnMemory = bench::add({"/proc/meminfo, 44 lines", 1, "sample", bench::Nodes::kOwnNotTimed},
+                                   {memoryOfLibrary(layOutMemory), memoryOfFloor(layOutMemory)});
 
-const bool kMemory =
-    bench::add({"/proc/meminfo", 1, "sample", bench::Nodes::kMachine},
-               {memoryOfLibrary(noTree),
-                memoryOfFloor(noTree),
-                {{}, bench::Who::kStdio, [] { return memoryByStdio; }},
+const bool kMemory = bench::add({"/proc/meminfo", 1, "sample", bench::Nodes::kMachine},
+                                {memoryOfLibrary(noTree),
+                                 memoryOfFloor(noTree),
+                                 {{}, bench::Who::kStdio, [] { return memoryByStdio; }},
 #ifdef TESSARY_HAVE_LIBPROC2
-                {{},
-                 bench::Who::kLibproc2,
-                 [] {
-                   meminfo_info* info = nullptr;
-                   procps_meminfo_new(&info);
-                   const std::shared_ptr<meminfo_info> owned{
-                       info, [](meminfo_info* old) { procps_meminfo_unref(&old); }};
-                   return [owned] {
-                     static meminfo_item items[] = {MEMINFO_MEM_TOTAL,   MEMINFO_MEM_AVAILABLE, MEMINFO_MEM_FREE,
-                                                    MEMINFO_MEM_BUFFERS, MEMINFO_SWAP_TOTAL,    MEMINFO_SWAP_FREE};
-                     // It reads at most once a second when it is asked for single values; for a selection at
-                     // once. Its file stays open.
-                     procps_meminfo_select(owned.get(), items, 6);
-                   };
-                 }}
+                                 {{},
+                                  bench::Who::kLibproc2,
+                                  [] {
+                                    meminfo_info* info = nullptr;
+                                    procps_meminfo_new(&info);
+                                    const std::shared_ptr<meminfo_info> owned{
+                                        info, [](meminfo_info* old) { procps_meminfo_unref(&old); }};
+                                    return [owned] {
+                                      static meminfo_item items[] = {
+                                          MEMINFO_MEM_TOTAL,   MEMINFO_MEM_AVAILABLE, MEMINFO_MEM_FREE,
+                                          MEMINFO_MEM_BUFFERS, MEMINFO_SWAP_TOTAL,    MEMINFO_SWAP_FREE};
+                                      // It reads at most once a second when it is asked for single values; for a selection at
+                                      // once. Its file stays open.
+                                      procps_meminfo_select(owned.get(), items, 6);
+                                    };
+                                  }}
 #endif
-               });
+                                });
 
 // -- /proc/diskstats
 
@@ -172,7 +171,8 @@ std::shared_ptr<bench::Tree> layOutDisks() {
   for (int disk = 0; disk < kOwnDisks; ++disk) {
     const std::string name = std::string{"sd"} + static_cast<char>('a' + disk);
     text += "   8      " + std::to_string(16 * disk % 100 / 10) + "0 " + name +
-            " 460581 48985 11244282 3494573 507172 237290 69793152 841419 0 393032 4530881 133483 36 66665568 102989 82020 91899\n";
+            " 460581 48985 11244282 3494573 507172 237290 69793152 841419 0 393032 4530881 133483 36 "
+            "66665568 102989 82020 91899\n";
     tree->file("/sys/block/" + name + "/size", "1\n");
   }
   tree->file("/proc/diskstats", text);

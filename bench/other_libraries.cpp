@@ -8,8 +8,8 @@
 #include <glibtop.h>
 #include <glibtop/cpu.h>
 #include <glibtop/mem.h>
-#include <glibtop/netload.h>
 #include <glibtop/netlist.h>
+#include <glibtop/netload.h>
 #include <glibtop/proclist.h>
 #include <glibtop/procmem.h>
 #include <glibtop/procstate.h>

@@ -125,9 +125,10 @@ void cpuByStdio() {
     char name[20];
     unsigned long ticks[2];
     unsigned long long start = 0;
-    std::fscanf(stream,
-                "%d (%19[^)]) %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu %*d %*d %*d %*d %*d %*d %llu", &pid, name,
-                ticks, ticks + 1, &start);
+    std::fscanf(
+        stream,
+        "%d (%19[^)]) %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu %*d %*d %*d %*d %*d %*d %llu", &pid,
+        name, ticks, ticks + 1, &start);
   });
 }
 
@@ -135,9 +136,10 @@ void memoryByStdio() {
   forEachProcessByStdio("stat", [](std::FILE* stream) {
     int parent = 0;
     unsigned long size = 0;
-    std::fscanf(stream,
-                "%*d (%*[^)]) %*c %d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %*u %lu", &parent,
-                &size);
+    std::fscanf(
+        stream,
+        "%*d (%*[^)]) %*c %d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %*u %lu",
+        &parent, &size);
   });
   forEachProcessByStdio("smaps_rollup", [](std::FILE* stream) {
     char line[128];
@@ -153,8 +155,10 @@ constexpr int kOwnProcesses = 100;
 std::shared_ptr<bench::Tree> layOutProcesses() {
   constexpr char kStat[] =
       " (surfaceflinger) S 1 1 0 0 -1 4194304 20317 0 12 0 40312 18055 0 0 2 -18 14 0 1341 3133440512 9388 "
-      "18446744073709551615 94736625594368 94736625614249 140727004054272 0 0 0 0 4096 17647 0 0 0 17 1 0 0 0 0 0 "
-      "94736625630256 94736625631872 94736894853120 140727004056188 140727004056208 140727004056208 140727004057579 0\n";
+      "18446744073709551615 94736625594368 94736625614249 140727004054272 0 0 0 0 4096 17647 0 0 0 17 1 0 0 "
+      "0 0 0 "
+      "94736625630256 94736625631872 94736894853120 140727004056188 140727004056208 140727004056208 "
+      "140727004057579 0\n";
   constexpr char kRollup[] =
       "562a2bdc0000-7fffc35d9000 ---p 00000000 00:00 0                          [rollup]\n"
       "Rss:               37552 kB\nPss:               12213 kB\nPss_Dirty:          9112 kB\n"
@@ -227,8 +231,8 @@ bool addMemory(int size) {
                      floorOf<Footprint>(memoryFloor),
                      {{}, bench::Who::kStdio, [] { return memoryByStdio; }},
 #ifdef TESSARY_HAVE_LIBPROC2
-                     libproc2Of({PIDS_ID_PID, PIDS_ID_PPID, PIDS_CMD, PIDS_VSIZE_BYTES, PIDS_SMAP_RSS, PIDS_SMAP_PSS,
-                                 PIDS_SMAP_PRV_TOTAL})
+                     libproc2Of({PIDS_ID_PID, PIDS_ID_PPID, PIDS_CMD, PIDS_VSIZE_BYTES, PIDS_SMAP_RSS,
+                                 PIDS_SMAP_PSS, PIDS_SMAP_PRV_TOTAL})
 #endif
                     });
 }
@@ -236,9 +240,10 @@ bool addMemory(int size) {
 const bool kCpu = addCpu(50) && addCpu(500) && addCpu(2000);
 const bool kMemory = addMemory(50) && addMemory(500) && addMemory(2000);
 
-const bool kOwn = bench::add({"processes' CPU", kOwnProcesses, "process", bench::Nodes::kOwnNotTimed, layOutProcesses},
-                             {kCpuOfLibrary, floorOf<Ticks>(cpuFloor)}) &&
-                  bench::add({"processes' memory", kOwnProcesses, "process", bench::Nodes::kOwnNotTimed, layOutProcesses},
-                             {kMemoryOfLibrary, floorOf<Footprint>(memoryFloor)});
+const bool kOwn =
+    bench::add({"processes' CPU", kOwnProcesses, "process", bench::Nodes::kOwnNotTimed, layOutProcesses},
+               {kCpuOfLibrary, floorOf<Ticks>(cpuFloor)}) &&
+    bench::add({"processes' memory", kOwnProcesses, "process", bench::Nodes::kOwnNotTimed, layOutProcesses},
+               {kMemoryOfLibrary, floorOf<Footprint>(memoryFloor)});
 
 }  // namespace
