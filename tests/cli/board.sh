@@ -5,7 +5,7 @@
 
 golden=$(dirname "$0")/golden
 # BOARD SEED ARGUMENT..
-on() { timeout --kill-after=5 60 "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
+on() { timeout --kill-after=5 "$(seconds 60)" "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
 same() { cmp -s "$1" "$2" || fail "$3: $(diff "$1" "$2" | head -n 20)"; }
 
 # Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds; a zone, an

@@ -5,7 +5,7 @@
 sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
 # BOARD FILE ARGUMENT..: records twenty samples there.
 record_on() {
-  timeout --kill-after=5 60 "$BOARD" run "$1" "${@:3}" --time stepped -- \
+  timeout --kill-after=5 "$(seconds 60)" "$BOARD" run "$1" "${@:3}" --time stepped -- \
     "$TESSARY" record -o "$2" --duration "${seconds:-20}" --top all --monitors $sections >"$work/out" 2>"$work/err" </dev/null ||
     fail "$1: exit code $?: $(head -c 300 "$work/err")"
   empty err
