@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,11 +31,17 @@ class BandwidthDevice {
   // Zeros as long as there is none.
   using Figures = std::function<std::uint32_t(int word)>;
 
+  enum class Interface { kOlder, kNewer };
+
   static constexpr char kPath[] = "/dev/profiler";
 
   explicit BandwidthDevice(Board& board);
 
   void figures(Figures figures) { state_->figures = std::move(figures); }
+
+  // A driver knows one of the two commands, and its answer to the other is ENOTTY; without this, both.
+  void knowsOnly(Interface interface) { state_->interface = interface; }
+
   void onStart(std::function<void()> observer) { state_->onStart = std::move(observer); }
 
   // What a request results in, and nothing is written: any result, or -errno. The n-th from the first one
@@ -50,6 +57,7 @@ class BandwidthDevice {
   struct State {
     Figures figures;
     std::function<void()> onStart;
+    std::optional<Interface> interface;
     std::map<int, int> results;
     int result = 0;
     int made = 0;

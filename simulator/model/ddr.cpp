@@ -63,6 +63,8 @@ void layOutDdr(Board& board, const SharedFile& file) {
   if (!file->ddr) return;
   BandwidthDevice device{board};
   device.keepHistory(board.keepsHistory());
+  device.knowsOnly(file->hasNewerDdr() ? BandwidthDevice::Interface::kNewer
+                                       : BandwidthDevice::Interface::kOlder);
   if (file->hasNewerDdr()) {
     device.figures([&board, file](int word) { return newerWord(*file->ddr, word, boardTime(board)); });
     return;
