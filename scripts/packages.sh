@@ -1,6 +1,14 @@
 # Sourced by the scripts beside it: installs the Debian or Ubuntu packages that are missing, and only those.
 
+# Checks run side by side, and dpkg serves one at a time: the others wait, and look again.
 require_packages() {
+  (
+    flock 9
+    install_missing "$@"
+  ) 9<"${BASH_SOURCE[0]}"
+}
+
+install_missing() {
   local missing=() package
   for package in "$@"; do
     dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
