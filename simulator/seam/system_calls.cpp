@@ -72,9 +72,11 @@ STANDS_IN long syscall(long number, ...) noexcept {
   if (number == SYS_kill) return ::kill(static_cast<pid_t>(all[0]), static_cast<int>(all[1]));
   if (number == SYS_tgkill)
     return ::tgkill(static_cast<pid_t>(all[0]), static_cast<pid_t>(all[1]), static_cast<int>(all[2]));
-  if (number == SYS_pidfd_send_signal)
-    return ::pidfd_send_signal(static_cast<int>(all[0]), static_cast<int>(all[1]),
-                               reinterpret_cast<siginfo_t*>(all[2]), static_cast<unsigned>(all[3]));
+  if (number == SYS_pidfd_send_signal) {
+    auto* const info = reinterpret_cast<siginfo_t*>(all[2]);  // NOLINT(performance-no-int-to-ptr)
+    return ::pidfd_send_signal(static_cast<int>(all[0]), static_cast<int>(all[1]), info,
+                               static_cast<unsigned>(all[3]));
+  }
   long result = 0;
   if (number == SYS_futex && waitsOnFutex(all, result)) return result;
   if (const int refusal = refusalOf(number, all)) return fail(refusal);
