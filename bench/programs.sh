@@ -22,7 +22,7 @@ for ((second = 0; second < seconds; ++second)); do
   curl -s -o /dev/null http://127.0.0.1:19182/metrics || true
 done
 ticks=$(sed 's/.*) //' "/proc/$exporter/stat" | cut -d' ' -f12,13)
-peak=$(sed -n 's/^VmHWM: *\([0-9]*\) kB/\1/p' "/proc/$exporter/status")
+peak=$(sed -n 's/^VmHWM:[[:space:]]*\([0-9]*\) kB/\1/p' "/proc/$exporter/status")
 kill "$exporter"
 awk -v peak="$peak" -v hertz="$(getconf CLK_TCK)" '{printf "%.2f %.2f %d\n", $1 / hertz, $2 / hertz, peak}' <<<"$ticks" >"$work/used"
 END

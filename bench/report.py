@@ -55,10 +55,14 @@ def sample_table(measured):
     return table(["sample", "floor", "library", "goal", *PEERS, "allocations"], rows)
 
 
+def article(noun):
+    return "an" if noun[0] in "aeiou" else "a"
+
+
 def instruction_table(results):
     ceilings = {row: int(count) for row, count, _ in lines(DOCS.parent / "bench/ceilings.txt")}
     floor = {row: count for row, count, _ in lines(results / "instructions.floor")}
-    rows = [[row, f"{int(count):,} a {piece}", f"{int(floor[row]):,}", f"{ceilings[row]:,}"]
+    rows = [[row, f"{int(count):,} {article(piece)} {piece}", f"{int(floor[row]):,}", f"{ceilings[row]:,}"]
             for row, count, piece in lines(results / "instructions.library")]
     return table(["sample", "user instructions", "floor", "ceiling"], rows)
 
@@ -81,8 +85,8 @@ def program_table(measured):
 
 def machine(results):
     date, model, cores, kernel, compiler, load, load_after = (results / "machine").read_text().splitlines()
-    return (f"Measured by `scripts/bench` on {date}: {cores} cores of an {model}, Linux {kernel}, gcc {compiler}, `release` "
-            f"preset. Load of the machine\nbefore and after: {load} and {load_after}.")
+    return (f"Measured by `scripts/bench` on {date}: {cores} cores of an {model}, Linux {kernel}, gcc {compiler},\n`release` "
+            f"preset. Load of the machine before and after: {load} and {load_after}.")
 
 
 # -- pictures
@@ -158,8 +162,8 @@ def main():
     page = DOCS / "performance.md"
     text = page.read_text()
     for name, body in sections.items():
-        text, count = re.subn(rf"(<!-- {name} -->\n).*?(\n<!-- /{name} -->)",
-                              lambda found, body=body: found[1] + body + found[2], text, flags=re.S)
+        text, count = re.subn(rf"(<!-- {name} -->\n).*?(<!-- /{name} -->)",
+                              lambda found, body=body: f"{found[1]}{body}\n{found[2]}", text, flags=re.S)
         if count != 1:
             sys.exit(f"{page}: no place for {name}")
     page.write_text(text)
