@@ -16,6 +16,9 @@ if(TESSARY_FUZZ)
   target_compile_options(tessary_sanitizers INTERFACE
     -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -shared-libasan)
   target_link_options(tessary_sanitizers INTERFACE -fsanitize=address,undefined -shared-libasan)
+elseif(TESSARY_SANITIZE_THREADS)
+  target_compile_options(tessary_sanitizers INTERFACE -fsanitize=thread)
+  target_link_options(tessary_sanitizers INTERFACE -fsanitize=thread)
 elseif(TESSARY_SANITIZE)
   target_compile_options(tessary_sanitizers INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -85,4 +85,4 @@ set_target_properties(tessary PROPERTIES
   INSTALL_RPATH "$ORIGIN/tessary")
 target_link_options(tessary PRIVATE
   -Wl,--version-script=${TESSARY_VERSION_SCRIPT}
-  $<$<NOT:$<OR:$<BOOL:${TESSARY_SANITIZE}>,$<BOOL:${TESSARY_FUZZ}>>>:-Wl,--no-undefined>)
+  $<$<NOT:$<OR:$<BOOL:${TESSARY_SANITIZE}>,$<BOOL:${TESSARY_SANITIZE_THREADS}>,$<BOOL:${TESSARY_FUZZ}>>>:-Wl,--no-undefined>)
