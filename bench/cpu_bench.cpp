@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -24,11 +25,11 @@ std::string statText(int cores) {
 }
 
 struct Board {
-  bench::Tree tree{kCores};
+  bench::Tree tree;
 
-  Board() {
-    tree.file("/proc/stat", statText(kCores));
-    for (int core = 0; core < kCores; ++core) {
+  explicit Board(int cores) : tree{cores} {
+    tree.file("/proc/stat", statText(cores));
+    for (int core = 0; core < cores; ++core) {
       const std::string folder = "/sys/devices/system/cpu/cpu" + std::to_string(core);
       tree.file(folder + "/cpu_capacity", "1024\n");
       tree.file(folder + "/cpufreq/cpuinfo_cur_freq", "1804800\n");
@@ -78,21 +79,45 @@ std::function<void()> loadFloor(int cores) {
   return [floor] { (*floor)(); };
 }
 
-const bool kLoadOnBoard = bench::add({"/proc/stat, 8 cores", kCores, "core"},
-                                     {{{},
-                                       bench::Who::kLibrary,
-                                       [] {
-                                         const auto board = std::make_shared<Board>();
-                                         const auto monitor = std::make_shared<cpu::CPU_MON>();
-                                         return [board, monitor] { monitor->tessary_getPerCoreUsage(); };
-                                       }},
-                                      {{}, bench::Who::kFloor, [] {
-                                         const auto board = std::make_shared<Board>();
-                                         return [board, run = loadFloor(kCores)] { run(); };
-                                       }}});
+void loadByStdio() {
+  for (int reading = 0; reading < 2; ++reading) {
+    std::FILE* const stream = std::fopen("/proc/stat", "r");
+    char label[20];
+    unsigned long long ticks[10];
+    while (std::fscanf(stream, "%19s %llu %llu %llu %llu %llu %llu %llu %llu %llu %llu", label, ticks,
+                       ticks + 1, ticks + 2, ticks + 3, ticks + 4, ticks + 5, ticks + 6, ticks + 7, ticks + 8,
+                       ticks + 9) == 11) {
+    }
+    std::fclose(stream);
+  }
+}
+
+// A sample of the load takes two readings.
+bool addLoad(int cores) {
+  return bench::add({"/proc/stat, " + std::to_string(cores) + " cores", 2, "reading", bench::Nodes::kOwn},
+                    {{{},
+                      bench::Who::kLibrary,
+                      [cores] {
+                        const auto board = std::make_shared<Board>(cores);
+                        const auto monitor = std::make_shared<cpu::CPU_MON>();
+                        return [board, monitor] { monitor->tessary_getPerCoreUsage(); };
+                      }},
+                     {{},
+                      bench::Who::kFloor,
+                      [cores] {
+                        const auto board = std::make_shared<Board>(cores);
+                        return [board, run = loadFloor(cores)] { run(); };
+                      }},
+                     {{}, bench::Who::kStdio, [cores] {
+                        const auto board = std::make_shared<Board>(cores);
+                        return [board] { loadByStdio(); };
+                      }}});
+}
+
+const bool kLoadOnBoards = addLoad(2) && addLoad(8);
 
 const bool kLoadOnMachine = bench::add(
-    {"/proc/stat, this machine", static_cast<double>(::sysconf(_SC_NPROCESSORS_CONF)), "core"},
+    {"/proc/stat, this machine", 2, "reading", bench::Nodes::kMachine},
     {{{},
       bench::Who::kLibrary,
       [] {
@@ -100,9 +125,10 @@ const bool kLoadOnMachine = bench::add(
         return [monitor] { monitor->tessary_getPerCoreUsage(); };
       }},
      {{}, bench::Who::kFloor, [] { return loadFloor(static_cast<int>(::sysconf(_SC_NPROCESSORS_CONF))); }},
+     {{}, bench::Who::kStdio, [] { return loadByStdio; }},
 #ifdef TESSARY_HAVE_LIBPROC2
      {{},
-      bench::Who::kPeer,
+      bench::Who::kLibproc2,
       [] {
         stat_info* info = nullptr;
         procps_stat_new(&info);
@@ -117,18 +143,18 @@ const bool kLoadOnMachine = bench::add(
     });
 
 const bool kClocks = bench::add(
-    {"cpufreq, 8 cores", kCores, "node", "stdio"},
+    {"cpufreq, 8 nodes", kCores, "node", bench::Nodes::kOwn},
     {{{},
       bench::Who::kLibrary,
       [] {
-        const auto board = std::make_shared<Board>();
+        const auto board = std::make_shared<Board>(kCores);
         const auto monitor = std::make_shared<cpu::CPU_MON>();
         return [board, monitor] { monitor->tessary_getCPUFrequency(); };
       }},
      {{},
       bench::Who::kFloor,
       [] {
-        const auto board = std::make_shared<Board>();
+        const auto board = std::make_shared<Board>(kCores);
         const auto text = std::make_shared<bench::Text>();
         return [board, text] {
           const int folder = ::openat(AT_FDCWD, "/sys/devices/system/cpu", O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -144,8 +170,8 @@ const bool kClocks = bench::add(
           ::close(folder);
         };
       }},
-     {{}, bench::Who::kPeer, [] {
-        const auto board = std::make_shared<Board>();
+     {{}, bench::Who::kStdio, [] {
+        const auto board = std::make_shared<Board>(kCores);
         return [board] {
           for (int core = 0; core < kCores; ++core) {
             char path[100];

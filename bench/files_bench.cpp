@@ -1,6 +1,9 @@
 #include <cstring>
+#include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "bench/floor.h"
 #include "bench/subjects.h"
@@ -17,7 +20,7 @@
 
 namespace {
 
-// -- /proc/meminfo, of this machine
+// -- /proc/meminfo
 
 void memoryFloor(bench::Text& text) {
   constexpr const char* kKeys[] = {"MemTotal", "MemFree",   "MemAvailable", "Buffers",
@@ -37,22 +40,70 @@ void memoryFloor(bench::Text& text) {
   asm volatile("" : : "g"(&figures) : "memory");
 }
 
-const bool kMemory = bench::add({"/proc/meminfo", 1, "sample"},
-                                {{{},
-                                  bench::Who::kLibrary,
-                                  [] {
-                                    const auto monitor = std::make_shared<memory::MEMORY_MON>();
-                                    return [monitor] { monitor->tessary_getMemStats(); };
-                                  }},
-                                 {{},
-                                  bench::Who::kFloor,
-                                  [] {
-                                    const auto text = std::make_shared<bench::Text>();
-                                    return [text] { memoryFloor(*text); };
-                                  }},
+void memoryByStdio() {
+  std::FILE* const stream = std::fopen("/proc/meminfo", "r");
+  char line[256];
+  char key[64];
+  unsigned long long value = 0;
+  while (std::fgets(line, sizeof line, stream) != nullptr) std::sscanf(line, "%63s %llu", key, &value);
+  std::fclose(stream);
+}
+
+// As a kernel of a board prints it.
+std::string meminfoText() {
+  constexpr const char* kKeys[] = {
+      "MemTotal",     "MemFree",      "MemAvailable",    "Buffers",        "Cached",         "SwapCached",
+      "Active",       "Inactive",     "Active(anon)",    "Inactive(anon)", "Active(file)",   "Inactive(file)",
+      "Unevictable",  "Mlocked",      "SwapTotal",       "SwapFree",       "Dirty",          "Writeback",
+      "AnonPages",    "Mapped",       "Shmem",           "KReclaimable",   "Slab",           "SReclaimable",
+      "SUnreclaim",   "KernelStack",  "ShadowCallStack", "PageTables",     "NFS_Unstable",   "Bounce",
+      "WritebackTmp", "CommitLimit",  "Committed_AS",    "VmallocTotal",   "VmallocUsed",    "VmallocChunk",
+      "Percpu",       "CmaAllocated", "AnonHugePages",   "ShmemHugePages", "ShmemPmdMapped", "FileHugePages",
+      "CmaTotal",     "CmaFree"};
+  std::string text;
+  for (const char* const key : kKeys) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%-16s %8d kB\n", (key + std::string{":"}).c_str(), 11604532);
+    text += line;
+  }
+  return text;
+}
+
+std::shared_ptr<bench::Tree> layOutMemory() {
+  auto tree = std::make_shared<bench::Tree>();
+  tree->file("/proc/meminfo", meminfoText());
+  return tree;
+}
+
+// Of this machine, or of the benchmark's own tree while that is there.
+bench::Subject memoryOfLibrary(std::function<std::shared_ptr<bench::Tree>()> layOut) {
+  return {{}, bench::Who::kLibrary, [layOut] {
+            const auto tree = layOut();
+            const auto monitor = std::make_shared<memory::MEMORY_MON>();
+            return [tree, monitor] { monitor->tessary_getMemStats(); };
+          }};
+}
+
+bench::Subject memoryOfFloor(std::function<std::shared_ptr<bench::Tree>()> layOut) {
+  return {{}, bench::Who::kFloor, [layOut] {
+            const auto tree = layOut();
+            const auto text = std::make_shared<bench::Text>();
+            return [tree, text] { memoryFloor(*text); };
+          }};
+}
+
+std::shared_ptr<bench::Tree> noTree() { return nullptr; }
+
+const bool kOwnMemory = bench::add({"/proc/meminfo, 44 lines", 1, "sample", bench::Nodes::kOwnNotTimed},
+                                   {memoryOfLibrary(layOutMemory), memoryOfFloor(layOutMemory)});
+
+const bool kMemory = bench::add({"/proc/meminfo", 1, "sample", bench::Nodes::kMachine},
+                                {memoryOfLibrary(noTree),
+                                 memoryOfFloor(noTree),
+                                 {{}, bench::Who::kStdio, [] { return memoryByStdio; }},
 #ifdef TESSARY_HAVE_LIBPROC2
                                  {{},
-                                  bench::Who::kPeer,
+                                  bench::Who::kLibproc2,
                                   [] {
                                     meminfo_info* info = nullptr;
                                     procps_meminfo_new(&info);
@@ -62,20 +113,15 @@ const bool kMemory = bench::add({"/proc/meminfo", 1, "sample"},
                                       static meminfo_item items[] = {
                                           MEMINFO_MEM_TOTAL,   MEMINFO_MEM_AVAILABLE, MEMINFO_MEM_FREE,
                                           MEMINFO_MEM_BUFFERS, MEMINFO_SWAP_TOTAL,    MEMINFO_SWAP_FREE};
-                                      // The library of the peer reads at most once a second; a new object
-                                      // reads at once, and its file stays open.
+                                      // It reads at most once a second when it is asked for single values; for a selection at
+                                      // once. Its file stays open.
                                       procps_meminfo_select(owned.get(), items, 6);
                                     };
                                   }}
 #endif
                                 });
 
-// -- /proc/diskstats, of this machine
-
-int countDisks() {
-  diskio::DISK_MON monitor;
-  return static_cast<int>(monitor.tessary_getRawIOStats().size());
-}
+// -- /proc/diskstats
 
 void diskFloor(bench::Text& text) {
   text.readAll(AT_FDCWD, "/proc/diskstats");
@@ -101,23 +147,65 @@ void diskFloor(bench::Text& text) {
   }
 }
 
+void disksByStdio() {
+  std::FILE* const stream = std::fopen("/proc/diskstats", "r");
+  char line[512];
+  while (std::fgets(line, sizeof line, stream) != nullptr) {
+    unsigned major = 0;
+    unsigned minor = 0;
+    char name[32];
+    unsigned long long sectors[2];
+    std::sscanf(line, "%u %u %31s %*u %*u %llu %*u %*u %*u %llu", &major, &minor, name, sectors, sectors + 1);
+    char path[64];
+    std::snprintf(path, sizeof path, "/sys/block/%s", name);
+    if (major != 1 && major != 7) static_cast<void>(::access(path, R_OK));
+  }
+  std::fclose(stream);
+}
+
+constexpr int kOwnDisks = 10;
+
+std::shared_ptr<bench::Tree> layOutDisks() {
+  auto tree = std::make_shared<bench::Tree>();
+  std::string text;
+  for (int disk = 0; disk < kOwnDisks; ++disk) {
+    const std::string name = std::string{"sd"} + static_cast<char>('a' + disk);
+    text += "   8      " + std::to_string(16 * disk % 100 / 10) + "0 " + name +
+            " 460581 48985 11244282 3494573 507172 237290 69793152 841419 0 393032 4530881 133483 36 "
+            "66665568 102989 82020 91899\n";
+    tree->file("/sys/block/" + name + "/size", "1\n");
+  }
+  tree->file("/proc/diskstats", text);
+  return tree;
+}
+
+bench::Subject disksOfLibrary(std::function<std::shared_ptr<bench::Tree>()> layOut) {
+  return {{}, bench::Who::kLibrary, [layOut] {
+            const auto tree = layOut();
+            const auto monitor = std::make_shared<diskio::DISK_MON>();
+            return [tree, monitor] { monitor->tessary_getRawIOStats(); };
+          }};
+}
+
+bench::Subject disksOfFloor(std::function<std::shared_ptr<bench::Tree>()> layOut) {
+  return {{}, bench::Who::kFloor, [layOut] {
+            const auto tree = layOut();
+            const auto text = std::make_shared<bench::Text>();
+            return [tree, text] { diskFloor(*text); };
+          }};
+}
+
+const bool kOwnDisk = bench::add({"/proc/diskstats, 10 disks", kOwnDisks, "line", bench::Nodes::kOwnNotTimed},
+                                 {disksOfLibrary(layOutDisks), disksOfFloor(layOutDisks)});
+
 const bool kDisk = bench::add(
-    {"/proc/diskstats", static_cast<double>(countDisks()), "disk"},
-    {{{},
-      bench::Who::kLibrary,
-      [] {
-        const auto monitor = std::make_shared<diskio::DISK_MON>();
-        return [monitor] { monitor->tessary_getRawIOStats(); };
-      }},
-     {{},
-      bench::Who::kFloor,
-      [] {
-        const auto text = std::make_shared<bench::Text>();
-        return [text] { diskFloor(*text); };
-      }},
+    {"/proc/diskstats", 1, "sample", bench::Nodes::kMachine},
+    {disksOfLibrary(noTree),
+     disksOfFloor(noTree),
+     {{}, bench::Who::kStdio, [] { return disksByStdio; }},
 #ifdef TESSARY_HAVE_LIBPROC2
      {{},
-      bench::Who::kPeer,
+      bench::Who::kLibproc2,
       [] {
         diskstats_info* info = nullptr;
         procps_diskstats_new(&info);
@@ -136,64 +224,88 @@ const bool kDisk = bench::add(
 constexpr const char* kCounters[] = {"tx_bytes",   "rx_bytes",   "tx_packets", "rx_packets",
                                      "tx_dropped", "rx_dropped", "collisions"};
 
-std::shared_ptr<bench::Tree> layOutInterfaces(int count) {
+using Names = std::vector<std::string>;
+
+std::shared_ptr<bench::Tree> layOutInterfaces(const Names& names) {
   auto tree = std::make_shared<bench::Tree>();
-  for (int i = 0; i < count; ++i) {
+  for (const std::string& name : names) {
     for (const char* const counter : kCounters) {
-      tree->file("/sys/class/net/eth" + std::to_string(i) + "/statistics/" + counter, "1234567890\n");
+      tree->file("/sys/class/net/" + name + "/statistics/" + counter, "1234567890\n");
     }
   }
   return tree;
 }
 
-int proceed(int /*caller*/) { return 'n'; }
-
-bool addNetwork(int count) {
-  return bench::add(
-      {"network, " + std::to_string(count) + " interfaces", static_cast<double>(count), "interface", "stdio"},
-      {{{},
-        bench::Who::kLibrary,
-        [count] {
-          const auto tree = layOutInterfaces(count);
-          const auto monitor = std::make_shared<net::NET_MON>(proceed);
-          return [tree, monitor] { monitor->tessary_getNetstats(); };
-        }},
-       {{},
-        bench::Who::kFloor,
-        [count] {
-          const auto tree = layOutInterfaces(count);
-          const auto text = std::make_shared<bench::Text>();
-          return [tree, text, count] {
-            for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
-              char path[64];
-              bench::putText(bench::putNumber(bench::putText(path, "/sys/class/net/eth"), i), "/statistics");
-              const int folder = ::openat(AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC);
-              std::uint64_t values[7];
-              for (int counter = 0; counter < 7; ++counter) {
-                text->readOnce(folder, kCounters[counter]);
-                const char* p = text->bytes;
-                values[counter] = bench::takeNumber(p);
-              }
-              ::close(folder);
-              asm volatile("" : : "g"(&values) : "memory");
-            }
-          };
-        }},
-       {{}, bench::Who::kPeer, [count] {
-          const auto tree = layOutInterfaces(count);
-          return [tree, count] {
-            for (int i = 0; i < count; ++i) {
-              for (const char* const counter : kCounters) {
-                char path[100];
-                std::snprintf(path, sizeof path, "/sys/class/net/eth%d/statistics/%s", i, counter);
-                bench::readByStdio(path);
-              }
-            }
-          };
-        }}});
+Names ownInterfaces(int count) {
+  Names names;
+  for (int i = 0; i < count; ++i) names.push_back("eth" + std::to_string(i));
+  return names;
 }
 
-const bool kNetwork = addNetwork(2) && addNetwork(64);
+Names interfacesOfMachine() {
+  Names names;
+  for (const auto& entry : std::filesystem::directory_iterator("/sys/class/net")) {
+    names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+int proceed(int /*caller*/) { return 'n'; }
+
+void networkFloor(const Names& names, bench::Text& text) {
+  for (const std::string& name : names) {
+    char path[64];
+    bench::putText(bench::putText(bench::putText(path, "/sys/class/net/"), name.c_str()), "/statistics");
+    const int folder = ::openat(AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    std::uint64_t values[7];
+    for (int counter = 0; counter < 7; ++counter) {
+      text.readOnce(folder, kCounters[counter]);
+      const char* p = text.bytes;
+      values[counter] = bench::takeNumber(p);
+    }
+    ::close(folder);
+    asm volatile("" : : "g"(&values) : "memory");
+  }
+}
+
+void networkByStdio(const Names& names) {
+  for (const std::string& name : names) {
+    for (const char* const counter : kCounters) {
+      char path[100];
+      std::snprintf(path, sizeof path, "/sys/class/net/%s/statistics/%s", name.c_str(), counter);
+      bench::readByStdio(path);
+    }
+  }
+}
+
+bool addNetwork(const std::string& row, bench::Nodes nodes, const Names& names) {
+  const auto layOut = [nodes, names] {
+    return nodes == bench::Nodes::kMachine ? nullptr : layOutInterfaces(names);
+  };
+  return bench::add({row, static_cast<double>(names.size()), "interface", nodes},
+                    {{{},
+                      bench::Who::kLibrary,
+                      [layOut] {
+                        const auto tree = layOut();
+                        const auto monitor = std::make_shared<net::NET_MON>(proceed);
+                        return [tree, monitor] { monitor->tessary_getNetstats(); };
+                      }},
+                     {{},
+                      bench::Who::kFloor,
+                      [layOut, names] {
+                        const auto tree = layOut();
+                        const auto text = std::make_shared<bench::Text>();
+                        return [tree, text, names] { networkFloor(names, *text); };
+                      }},
+                     {{}, bench::Who::kStdio, [layOut, names] {
+                        const auto tree = layOut();
+                        return [tree, names] { networkByStdio(names); };
+                      }}});
+}
+
+const bool kNetwork = addNetwork("network, this machine", bench::Nodes::kMachine, interfacesOfMachine()) &&
+                      addNetwork("network, 2 interfaces", bench::Nodes::kOwn, ownInterfaces(2)) &&
+                      addNetwork("network, 64 interfaces", bench::Nodes::kOwn, ownInterfaces(64));
 
 // -- thermal zones
 
@@ -208,7 +320,7 @@ std::shared_ptr<bench::Tree> layOutZones() {
 }
 
 const bool kThermal = bench::add(
-    {"thermal, 40 zones", kZones, "node", "stdio"},
+    {"thermal, 40 nodes", kZones, "node", bench::Nodes::kOwn},
     {{{},
       bench::Who::kLibrary,
       [] {
@@ -235,7 +347,7 @@ const bool kThermal = bench::add(
           asm volatile("" : : "g"(&temperatures) : "memory");
         };
       }},
-     {{}, bench::Who::kPeer, [] {
+     {{}, bench::Who::kStdio, [] {
         const auto tree = layOutZones();
         return [tree] {
           for (int zone = 0; zone < kZones; ++zone) {

@@ -48,7 +48,7 @@ extern "C" int ioctl(int /*descriptor*/, unsigned long /*request*/, ...) noexcep
 
 namespace {
 
-const bool kGpu = bench::add({"GPU sample over the profiler's call", 1, "sample"},
+const bool kGpu = bench::add({"GPU sample over the profiler's call", 1, "sample", bench::Nodes::kOwn},
                              {{{},
                                bench::Who::kLibrary,
                                [] {
@@ -64,7 +64,7 @@ const bool kGpu = bench::add({"GPU sample over the profiler's call", 1, "sample"
                                  };
                                }}});
 
-const bool kDdr = bench::add({"DDR figures over the device's call", 1, "sample"},
+const bool kDdr = bench::add({"DDR figures over the device's call", 1, "sample", bench::Nodes::kOwn},
                              {{{},
                                bench::Who::kLibrary,
                                [] {

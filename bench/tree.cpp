@@ -13,7 +13,30 @@
 #include <fstream>
 #include <stdexcept>
 
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#else
+#define CALLGRIND_TOGGLE_COLLECT
+#endif
+
 namespace {
+
+bool isCounting = false;
+
+// The redirection is the benchmark's.
+class NotCounted {
+ public:
+  NotCounted() {
+    if (isCounting) toggle();
+  }
+  ~NotCounted() {
+    if (isCounting) toggle();
+  }
+  NotCounted(const NotCounted&) = delete;
+  NotCounted& operator=(const NotCounted&) = delete;
+
+  static void toggle() { CALLGRIND_TOGGLE_COLLECT; }
+};
 
 char root[64] = "";
 int treeCores = 0;
@@ -21,6 +44,7 @@ int treeCores = 0;
 // The path in the tree where it has one, else the path itself.
 const char* inTree(const char* path, char (&buffer)[256]) {
   if (root[0] == '\0' || path[0] != '/') return path;
+  const NotCounted redirection;
   std::strcpy(buffer, root);
   std::strncat(buffer, path, sizeof buffer - sizeof root - 1);
   return ::faccessat(AT_FDCWD, buffer, F_OK, 0) == 0 ? buffer : path;
@@ -74,6 +98,16 @@ extern "C" long sysconf(int name) noexcept {
 extern "C" int usleep(useconds_t /*microseconds*/) { return 0; }
 
 namespace bench {
+
+Counted::Counted() {
+  isCounting = true;
+  NotCounted::toggle();
+}
+
+Counted::~Counted() {
+  NotCounted::toggle();
+  isCounting = false;
+}
 
 Tree::Tree(int cores) {
   char name[] = "/dev/shm/tessary-bench-XXXXXX";

@@ -38,6 +38,17 @@ function(policy_hash text result)
   set(${result} "'sha256-${hash}'" PARENT_SCOPE)
 endfunction()
 
+# The texts before and behind a place.
+function(split text place before behind)
+  string(FIND "${text}" "${place}" at)
+  string(SUBSTRING "${text}" 0 ${at} front)
+  string(LENGTH "${place}" length)
+  math(EXPR at "${at} + ${length}")
+  string(SUBSTRING "${text}" ${at} -1 back)
+  set(${before} "${front}" PARENT_SCOPE)
+  set(${behind} "${back}" PARENT_SCOPE)
+endfunction()
+
 function(array_of text name result)
   file(WRITE "${OUTPUT}.part" "${text}")
   file(READ "${OUTPUT}.part" hex HEX)
@@ -47,6 +58,8 @@ function(array_of text name result)
   set(${result} "const unsigned char ${name}[] = {\n${bytes}0};\n" PARENT_SCOPE)
 endfunction()
 
+set(before_policy "")
+set(policy "")
 set(before "")
 set(behind "")
 if(DYGRAPHS_DIR)
@@ -67,23 +80,25 @@ if(DYGRAPHS_DIR)
   policy_hash("${library_style}" style_hash)
   set(policy "default-src 'none'; script-src ${library_hash} ${script_hash}; style-src ${style_hash}")
   string(APPEND policy "; base-uri 'none'; form-action 'none'")
-  string(REPLACE "@POLICY@" "${policy}" page "${page}")
   string(REPLACE "@STYLE@" "${library_style}" page "${page}")
   string(REPLACE "@LICENCE@" "${licence}" page "${page}")
   string(REPLACE "@SCRIPT@" "${script}" page "${page}")
   string(REPLACE "@LIBRARY@" "${library}" page "${page}")
-  string(FIND "${page}" "@DATA@" data)
-  string(SUBSTRING "${page}" 0 ${data} before)
-  math(EXPR data "${data} + 6")
-  string(SUBSTRING "${page}" ${data} -1 behind)
+  split("${page}" "@POLICY@" before_policy page)
+  split("${page}" "@DATA@" before behind)
 endif()
-array_of("${before}" kBefore before_array)
-array_of("${behind}" kBehind behind_array)
+array_of("${before_policy}" kBeforePolicy before_policy_array)
+array_of("${policy}" kPolicy policy_array)
+array_of("${before}" kBeforeData before_array)
+array_of("${behind}" kBehindData behind_array)
+set(functions "")
+foreach(part IN ITEMS BeforePolicy Policy BeforeData BehindData)
+  string(APPEND functions "std::string_view page${part}() "
+    "{ return {reinterpret_cast<const char*>(k${part}), sizeof k${part} - 1}; }\n")
+endforeach()
 file(WRITE ${OUTPUT} "#include \"tools/views/page/page.h\"
 namespace tool {
 namespace {
-${before_array}${behind_array}}  // namespace
-std::string_view pageBeforeData() { return {reinterpret_cast<const char*>(kBefore), sizeof kBefore - 1}; }
-std::string_view pageBehindData() { return {reinterpret_cast<const char*>(kBehind), sizeof kBehind - 1}; }
-}  // namespace tool
+${before_policy_array}${policy_array}${before_array}${behind_array}}  // namespace
+${functions}}  // namespace tool
 ")

@@ -37,9 +37,10 @@ constexpr const TremloParameter* kGetProfdataParameters[] = {&kProfdata, &kNoMet
 constexpr TremloMethod kOpen{0x00020001, 4, 0, 2, 2, kOpenParameters, 4, 1};
 constexpr TremloMethod kClose{0x00000010, 0, 0, 1, 1, kCloseParameters, 1, 0};
 constexpr TremloMethod kInitOrDeinit{0x00010000, 4, 0, 1, 1, kFlagParameters, 4, 0};
-constexpr TremloMethod kGetProfdata{0x00010200, 8, 4, 5, 3, kGetProfdataParameters, 4, 4};
+constexpr TremloMethod kGetProfdataMethod{0x00010200, 8, 4, 5, 3, kGetProfdataParameters, 4, 4};
 
-constexpr const TremloMethod* kMethods[] = {&kOpen, &kClose, &kInitOrDeinit, &kGetProfdata, &kInitOrDeinit};
+constexpr const TremloMethod* kMethods[] = {&kOpen, &kClose, &kInitOrDeinit, &kGetProfdataMethod,
+                                            &kInitOrDeinit};
 
 constexpr char kStringPool[] =
     "profdata_ptr\0get_profdata\0no_metrics\0npu_flag\0deinit\0close\0open\0uri\0h";

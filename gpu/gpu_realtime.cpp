@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "base/console.h"
 #include "base/table.h"
@@ -36,16 +38,48 @@ bool isBasicMetric(std::string_view name) {
                      [name](const std::string& basic) { return basic.compare(0, name.size(), name) == 0; });
 }
 
-void enterMetric(State& state, std::size_t position, const ztRealtimeMetricProperties& metric) {
+// The tracked metrics of one monitor. The process's tables get them together or, where memory is refused, none of them:
+// every monitor reads at the positions that stand there first.
+struct Tracked {
+  std::vector<int> positions;
+  std::vector<std::string> names;
+};
+
+void enterMetric(State& state, std::size_t position, const ztRealtimeMetricProperties& metric,
+                 Tracked& tracked) {
   const bool named = metric.name != nullptr;
   if (state.metricIds != nullptr) state.metricIds[position] = metric.id;
   if (gpuMap != nullptr) {
     gpuMap[position] = {named ? metric.name : "", metric.id, static_cast<uint32_t>(position)};
   }
   if (named && isBasicMetric(metric.name)) {
-    requiredIndices.push_back(static_cast<int>(position));
-    gpuHeaders.emplace_back(metric.name);
+    tracked.positions.push_back(static_cast<int>(position));
+    tracked.names.emplace_back(metric.name);
   }
+}
+
+void enter(Tracked tracked) {
+  requiredIndices.reserve(requiredIndices.size() + tracked.positions.size());
+  gpuHeaders.reserve(gpuHeaders.size() + tracked.names.size());
+  requiredIndices.insert(requiredIndices.end(), tracked.positions.begin(), tracked.positions.end());
+  std::move(tracked.names.begin(), tracked.names.end(), std::back_inserter(gpuHeaders));
+}
+
+// What the profiler says of asking it for its metrics.
+ztResultCode takeMetrics(State& state) {
+  ztRealtimeMetricProperties* metrics = nullptr;
+  uint64_t count = 0;
+  const ztResultCode listed = zoltrace_GetAvailableRealtimeMetrics(&metrics, &count);
+  state.metricIds = tessary::allocateForever<uint32_t>(count);
+  if (state.metricIds == nullptr) tessary::printLine("Calloc failed");
+  tessary::printLine("Num available metrics = " + std::to_string(count));
+  state.metricCount = count;
+  gpuMap = allocateMap(count);
+  // Before the shutdown that follows a failed listing: the array is the profiler's.
+  Tracked tracked;
+  for (uint64_t i = 0; metrics != nullptr && i < count; ++i) enterMetric(state, i, metrics[i], tracked);
+  enter(std::move(tracked));
+  return listed;
 }
 
 }  // namespace
@@ -58,22 +92,19 @@ GPU_MON::GPU_MON_INTERFACE::GPU_MON_INTERFACE() {
     TESSARY_LOG_ERROR(kLog, "Tessary: Could Not initialize Zoltrace");
   }
 
-  ztRealtimeMetricProperties* metrics = nullptr;
-  uint64_t count = 0;
-  const ztResultCode listed = zoltrace_GetAvailableRealtimeMetrics(&metrics, &count);
-  metricIds = tessary::allocateForever<uint32_t>(count);
-  if (metricIds == nullptr) tessary::printLine("Calloc failed");
-  tessary::printLine("Num available metrics = " + std::to_string(count));
-  metricCount = count;
-  gpuMap = allocateMap(count);
-  // Before the shutdown that follows a failed listing: the array is the profiler's.
-  for (uint64_t i = 0; metrics != nullptr && i < count; ++i) enterMetric(*this, i, metrics[i]);
+  ztResultCode listed = ztSuccess;
+  try {
+    listed = takeMetrics(*this);
+  } catch (...) {  // of memory: no destructor will do it
+    zoltrace_Shutdown();
+    throw;
+  }
   if (listed != ztSuccess) {
     tessary::printLine("Could not get available realtime metrics.");
     zoltrace_Shutdown();
   }
 
-  if (zoltrace_StartRealtimeMonitor(metricIds, static_cast<uint32_t>(count)) != ztSuccess) {
+  if (zoltrace_StartRealtimeMonitor(metricIds, static_cast<uint32_t>(metricCount)) != ztSuccess) {
     TESSARY_LOG_VERBOSE(kLog, "PIL : Could not start monitoring realtime metrics.");
     zoltrace_Shutdown();
   }

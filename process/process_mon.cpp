@@ -52,10 +52,15 @@ std::vector<resultProcInfo>* measure(State& state, tessary::WaitHook hook, Read 
   release(state.results);
   ::gettimeofday(&state.startTime, nullptr);
   if (!tessary::waitInterval(hook, kCallerId, state.samplingTime)) return &state.results;
-  state.currentSample.reserve(state.previousSample.size());
-  read();
-  sortSample(state);
-  state.getDiff(state.previousSample, state.currentSample);
+  try {
+    state.currentSample.reserve(state.previousSample.size());
+    read();
+    sortSample(state);
+    state.getDiff(state.previousSample, state.currentSample);
+  } catch (...) {  // of memory: what was read by then is no part of the next sample
+    release(state.currentSample);
+    throw;
+  }
   keepSample(state);
   return &state.results;
 }

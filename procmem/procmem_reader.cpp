@@ -113,6 +113,18 @@ void resetFigures(State& state) {
   std::memset(state.nameBuffer, 0, kNameBytes);
 }
 
+// As the scope ends, also where the memory for a name is refused: the next process adds to what is there.
+class FiguresReset {
+ public:
+  explicit FiguresReset(State& state) : state_(state) {}
+  ~FiguresReset() { resetFigures(state_); }
+  FiguresReset(const FiguresReset&) = delete;
+  FiguresReset& operator=(const FiguresReset&) = delete;
+
+ private:
+  State& state_;
+};
+
 void readProcess(State& state, int pid, Source& source) {
   *state.scratch = {};
   state.scratch->pid = pid;
@@ -122,6 +134,7 @@ void readProcess(State& state, int pid, Source& source) {
   }
   // What was read of a kernel thread is not reset: a process whose stat is out of step inherits it.
   if (state.ppid == kKernelThreadParent || pid == kKernelThreadParent) return;
+  const FiguresReset reset{state};
   readRollup(state, pid, source);
   state.scratch->name = state.nameBuffer;
   state.scratch->vmSize = state.vmSize;
@@ -129,7 +142,6 @@ void readProcess(State& state, int pid, Source& source) {
   state.scratch->pss = state.pss;
   state.scratch->privateMem = state.privateMem;
   state.scratch->ppid = state.ppid;
-  resetFigures(state);
   state.results.push_back(*state.scratch);
 }
 

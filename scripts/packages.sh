@@ -34,8 +34,8 @@ install_missing() {
 }
 
 readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libgtest-dev zlib1g-dev
-  libprotozero-dev libjs-dygraphs)
-readonly TEST_PACKAGES=(clang clang-tidy clang-format dpkg-dev lintian)
+  libprotozero-dev libjs-dygraphs libmicrohttpd-dev)
+readonly TEST_PACKAGES=(clang clang-tidy clang-format dpkg-dev lintian abigail-tools valgrind)
 readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user googletest)
 
 # Configures and builds a preset; shows the compiler's words only when something is wrong. Further arguments are

@@ -10,11 +10,11 @@
 #include <cstring>
 #include <utility>
 
+#include "tools/recording/descriptor.h"
+
 namespace tool {
 
 namespace {
-
-constexpr int kAboveStandard = 3;
 
 int copyOf(int descriptor) { return ::fcntl(descriptor, F_DUPFD_CLOEXEC, kAboveStandard); }
 
@@ -78,16 +78,21 @@ Streams::Streams()
   }
 }
 
+// A stream that stays where it is would mix the library's lines with the tool's own.
 void Streams::divertLibrary(bool diagnostics) {
+  const auto check = [](int result) {
+    if (result < 0)
+      throw Failure{std::string{"standard output cannot be set aside: "} + std::strerror(errno)};
+  };
   if (diagnostics) {
     ::setenv("ANDROID_LOG_TAGS", "*:V", 0);
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    check(::dup2(STDERR_FILENO, STDOUT_FILENO));
     return;
   }
-  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-  ::dup2(nowhere, STDOUT_FILENO);
-  ::dup2(nowhere, STDERR_FILENO);
-  ::close(nowhere);
+  const Sink nowhere{"/dev/null", ::open("/dev/null", O_WRONLY | O_CLOEXEC)};
+  check(nowhere.descriptor());
+  check(::dup2(nowhere.descriptor(), STDOUT_FILENO));
+  check(::dup2(nowhere.descriptor(), STDERR_FILENO));
 }
 
 }  // namespace tool

@@ -17,7 +17,7 @@ Board* activeBoard = nullptr;
 
 constexpr const char* kSharedFolders[] = {"/", "/proc", "/sys", "/dev", "/sys/class", "/sys/devices"};
 
-constexpr char kCpuFolder[] = "/sys/devices/system/cpu";
+constexpr char kProcessorsFolder[] = "/sys/devices/system/cpu";
 constexpr char kPropertyFolder[] = "/dev/__properties__/";
 
 bool isShared(const std::string& folder) {
@@ -58,18 +58,18 @@ std::string normalized(const std::string& path) {
   return result.empty() ? "/" : result;
 }
 
-// The calling program's own folder, under either of its names, is the machine's: libraries need it.
-bool isOfCaller(const std::string& path) {
-  const auto isBelow = [&](const std::string& folder) {
-    return path.rfind(folder, 0) == 0 && (path.size() == folder.size() || path[folder.size()] == '/');
-  };
-  return isBelow("/proc/self") || isBelow("/proc/" + std::to_string(::getpid()));
-}
-
-// "mounts" of /proc/self/mounts; empty for what is not in that folder.
-std::string ownName(const std::string& path) {
-  const std::string folder = folderOf(path);
-  return isOfCaller(folder) && folder.rfind('/') == sizeof "/proc" - 1 ? nameOf(path) : std::string{};
+// What follows the calling program's own folder, under any of its names, which is the machine's: libraries need
+// it. "/fd/3" of /proc/self/fd/3; none for what is elsewhere.
+std::optional<std::string> ownRest(const std::string& path) {
+  constexpr char kProcesses[] = "/proc/";
+  if (path.compare(0, sizeof kProcesses - 1, kProcesses) != 0) return std::nullopt;
+  for (const std::string& name :
+       {std::string{"self"}, std::string{"thread-self"}, std::to_string(::getpid())}) {
+    const std::size_t end = sizeof kProcesses - 1 + name.size();
+    const bool isName = path.compare(sizeof kProcesses - 1, name.size(), name) == 0;
+    if (isName && (path.size() == end || path[end] == '/')) return path.substr(end);
+  }
+  return std::nullopt;
 }
 
 // /dev/root / ext4 rw,relatime 0 0
@@ -114,7 +114,7 @@ Board::Board(Clock clock) : clock_{std::move(clock)} {
 Board::Board(std::optional<Cores> cores, Clock::Mode time) : Board{Clock{time}} {
   if (!cores) return;
   cores_ = cores->configured;
-  folder(kCpuFolder);
+  folder(kProcessorsFolder);
 }
 
 Board::~Board() { activeBoard = nullptr; }
@@ -127,7 +127,9 @@ void Board::enter(const std::string& path) {
     if (isShared(parent) && folders_.count(parent) == 0) return;
     std::vector<std::string>& names = folders_[parent].names;
     const std::string name = nameOf(entry);
-    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+    // What is listed already is so in a folder that is.
+    if (std::find(names.begin(), names.end(), name) != names.end()) return;
+    names.push_back(name);
   }
 }
 
@@ -337,18 +339,20 @@ std::optional<Node> Board::find(const std::string& key) const {
     }
   }
   if (!isMine) return std::nullopt;
-  if (isOfCaller(key)) return findMounts(key);
+  if (ownRest(key)) return findCommon(key);
   found.isGone = true;
   return found;
 }
 
-// What is mounted is the board's, also where a program asks in its own folder.
-std::optional<Node> Board::findMounts(const std::string& key) const {
-  const std::string name = ownName(key);
+// What is mounted, and the network, are the board's, also where a program asks in its own folder.
+std::optional<Node> Board::findCommon(const std::string& key) const {
+  const std::string rest = *ownRest(key);
+  constexpr char kNet[] = "/net";
+  if (rest == kNet || rest.compare(0, sizeof kNet, "/net/") == 0) return find("/proc" + rest);
   const auto mounts = nodes_.find("/proc/mounts");
-  if (mounts == nodes_.end() || (name != "mounts" && name != "mountinfo")) return std::nullopt;
+  if (mounts == nodes_.end() || (rest != "/mounts" && rest != "/mountinfo")) return std::nullopt;
   Node node = mounts->second;
-  if (name == "mountinfo" && node.text) node.text = [text = node.text] { return mountInfo(text()); };
+  if (rest == "/mountinfo" && node.text) node.text = [text = node.text] { return mountInfo(text()); };
   return node;
 }
 
@@ -372,7 +376,8 @@ void Board::applyChanges(const std::string& key, Node& node) const {
 
 Board::Opening Board::look(const std::string& path) const {
   const std::lock_guard lock{mutex_};
-  const std::string key = normalized(path);
+  std::string key = normalized(path);
+  if (key == "/etc/mtab") key = "/proc/self/mounts";  // where this link leads on every machine
   Opening opening;
   std::optional<Node> node = find(key);
   if (!node) return opening;
@@ -408,6 +413,26 @@ std::vector<std::string> Board::list(const std::string& path) const {
   const auto residents = residents_.find(key);
   if (residents != residents_.end()) append(residents->second.names());
   return entries;
+}
+
+std::vector<std::string> Board::listShared(const std::string& path) const {
+  const std::lock_guard lock{mutex_};
+  const std::string key = normalized(path);
+  if (!isShared(key) || folders_.count(key) != 0) return {};
+  const std::string start = entryOf(key, "");
+  std::set<std::string> names;
+  const auto append = [&](const auto& entries) {
+    for (auto entry = entries.lower_bound(start); entry != entries.end(); ++entry) {
+      if (entry->first.compare(0, start.size(), start) != 0) return;
+      const std::string name =
+          entry->first.substr(start.size(), entry->first.find('/', start.size()) - start.size());
+      if (const std::optional<Node> node = find(start + name); !node || node->openError != ENOENT)
+        names.insert(name);
+    }
+  };
+  append(nodes_);
+  append(folders_);
+  return {names.begin(), names.end()};
 }
 
 std::optional<int> Board::configuredCores() const {
@@ -486,6 +511,9 @@ std::string Board::freeze() const {
 
   std::string frozen;
   putText(frozen, cores_ ? std::to_string(*cores_) : "");
+  // Folders first: what is in a shared one is listed there once it is the board's own.
+  putText(frozen, std::to_string(folders.size()));
+  for (const std::string& path : folders) putText(frozen, path);
   putText(frozen, std::to_string(paths.size()));
   for (const std::string& path : paths) {
     const Opening opening = look(path);
@@ -494,14 +522,13 @@ std::string Board::freeze() const {
     putText(frozen, std::to_string(opening.error));
     putText(frozen, std::to_string(opening.node.readError));
   }
-  putText(frozen, std::to_string(folders.size()));
-  for (const std::string& path : folders) putText(frozen, path);
   return frozen;
 }
 
 void Board::thaw(std::string_view frozen) {
   const std::string cores = takeText(frozen);
   if (!cores.empty()) this->cores(std::stoi(cores));
+  for (int left = std::stoi(takeText(frozen)); left > 0; --left) folder(takeText(frozen));
   for (int left = std::stoi(takeText(frozen)); left > 0; --left) {
     const std::string path = takeText(frozen);
     file(path, takeText(frozen));
@@ -511,7 +538,6 @@ void Board::thaw(std::string_view frozen) {
     node(path).openError = openError;
     node(path).readError = readError;
   }
-  for (int left = std::stoi(takeText(frozen)); left > 0; --left) folder(takeText(frozen));
 }
 
 }  // namespace simulator

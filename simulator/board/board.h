@@ -10,10 +10,12 @@
 //
 // A folder in which the board has a file is the board's own, with all that is in it: what the board does not
 // define there does not exist. The folders /, /proc, /sys, /dev, /sys/class and /sys/devices alone are shared
-// with the machine, unless folder() claims them. Folders list their entries in the order of their definition.
+// with the machine, unless folder() claims them: listed, they have the entries of both. Folders list their
+// entries in the order of their definition.
 #ifndef TESSARY_SIMULATOR_BOARD_BOARD_H
 #define TESSARY_SIMULATOR_BOARD_BOARD_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -57,6 +59,7 @@ struct Node {
   std::function<int(unsigned long request, void* argument)> ioctl;  // a device: the result, or -errno
   bool isFolder = false;
   std::vector<std::string> entries;  // of a folder
+  bool isLink = false;               // of a process: what it leads to is not to be seen
   bool isGone = false;               // it is not there now: not listed, ENOENT
 };
 
@@ -144,10 +147,12 @@ class Board {
   Opening open(const std::string& path);
   Opening look(const std::string& path) const;  // the same, not recorded as an opening
   std::vector<std::string> list(const std::string& path) const;
+  std::vector<std::string> listShared(const std::string& path) const;  // what it adds to a shared folder
   std::optional<int> configuredCores() const;
   std::optional<int> onlineCores() const;
   std::optional<int> ticksPerSecond() const;
   int commandError() const;
+  bool failsAllocations() const { return allocationCountdown_ > 0; }  // at all: asked at each one
   bool allocationFails();
   std::optional<std::string> libraryFile(const std::string& name) const;
   std::int64_t wait(std::int64_t microseconds);  // those that are left when a signal interrupts it
@@ -169,7 +174,7 @@ class Board {
   void enter(const std::string& path);
   std::optional<Node> find(const std::string& key) const;
   std::optional<Node> findResident(const std::string& key) const;
-  std::optional<Node> findMounts(const std::string& key) const;
+  std::optional<Node> findCommon(const std::string& key) const;
   void applyChanges(const std::string& key, Node& node) const;
 
   mutable ForkSafeMutex mutex_;
@@ -183,7 +188,7 @@ class Board {
   std::map<std::string, Residents> residents_;
   std::map<std::string, std::vector<std::function<void(Node&)>>, std::less<>> nodeChanges_;
   std::function<int()> commandError_;
-  int allocationCountdown_ = 0;
+  std::atomic<int> allocationCountdown_{0};
   std::vector<std::function<void()>> changes_;
   History<std::int64_t> waits_;
   History<std::string> opened_;

@@ -22,7 +22,7 @@ namespace simulator {
 namespace {
 
 constexpr char kMark[] = "tessary-board process times 1";
-constexpr char kPrefix[] = "tessary-board-times-";
+constexpr char kTablePrefix[] = "tessary-board-times-";
 
 // In memory where the machine has a place for that.
 std::string tableFolder() {
@@ -38,7 +38,7 @@ bool isLiving(pid_t process) { return ::kill(process, 0) == 0 || errno == EPERM;
 
 std::string ProcessTimes::create() {
   removeDeserted();
-  std::string path = tableFolder() + "/" + kPrefix + "XXXXXX";
+  std::string path = tableFolder() + "/" + kTablePrefix + "XXXXXX";
   const int descriptor = ::mkostemp(path.data(), O_CLOEXEC);
   if (descriptor < 0) throw std::system_error{errno, std::generic_category(), path};
   Header header{};
@@ -111,7 +111,12 @@ void ProcessTimes::leave(const std::string& path) {
   const bool hasChildren = ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0;
   if (hasChildren || path.empty()) return;
   const std::vector<pid_t> living = livingProcesses(path);
-  if (living == std::vector<pid_t>{::getpid()}) ::unlink(path.c_str());
+  if (living == std::vector<pid_t>{::getpid()}) remove(path);
+}
+
+void ProcessTimes::remove(const std::string& path) {
+  ::unlink(boardBeside(path).c_str());
+  ::unlink(path.c_str());
 }
 
 void ProcessTimes::removeDeserted() {
@@ -119,12 +124,12 @@ void ProcessTimes::removeDeserted() {
   DIR* const entries = ::opendir(folder.c_str());
   if (entries == nullptr) return;
   while (const dirent* const entry = ::readdir(entries)) {
-    if (std::strncmp(entry->d_name, kPrefix, sizeof kPrefix - 1) != 0) continue;
+    if (std::strncmp(entry->d_name, kTablePrefix, sizeof kTablePrefix - 1) != 0) continue;
     const std::string path = folder + "/" + entry->d_name;
     const int table = open(path);
     if (table < 0) continue;
     ::close(table);
-    if (livingProcesses(path).empty()) ::unlink(path.c_str());
+    if (livingProcesses(path).empty()) remove(path);
   }
   ::closedir(entries);
 }

@@ -29,6 +29,9 @@ class ProcessTimes {
   // std::system_error.
   static std::string create();
 
+  // Where the board is read from that was unpacked for those in the table: it is removed with that.
+  static std::string boardBeside(const std::string& path) { return path + ".board"; }
+
   // Null when there is no table of this user's at the path: another file is never mapped. It stays mapped
   // until the process ends.
   static ProcessTimes* attach(const std::string& path);
@@ -66,6 +69,7 @@ class ProcessTimes {
   };
 
   static int open(const std::string& path);
+  static void remove(const std::string& path);
   Time& entry(pid_t process) { return times_[static_cast<std::size_t>(process) % kProcesses]; }
   const Time& entry(pid_t process) const { return times_[static_cast<std::size_t>(process) % kProcesses]; }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -16,8 +17,23 @@
 
 namespace simulator {
 
-// What a thread that waits is told.
-enum class Schedule::Call : int { kNone, kNotice, kTurn };
+namespace {
+
+// Voluntary switches are counted when a thread goes to sleep: one that was asleep with the same count before
+// has not run in between.
+struct Sleep {
+  bool isAsleep = false;
+  long switches = 0;
+  bool operator==(const Sleep& other) const {
+    return isAsleep == other.isAsleep && switches == other.switches;
+  }
+};
+
+}  // namespace
+
+// What a thread that waits is told: kTurn, that it may pass to the end of its wait; kPassed, that another has
+// done that for it, so that it goes on without the schedule's lock, for which all of them would queue.
+enum class Schedule::Call : int { kNone, kNotice, kTurn, kPassed };
 
 struct Schedule::Thread {
   std::atomic<Nanoseconds> time{0};
@@ -29,25 +45,19 @@ struct Schedule::Thread {
   std::atomic<bool> isEntering{false};  // it may be asleep, but only for the schedule's lock
   std::optional<pthread_t> joins;
   bool goesFirst = false;
+  bool sleeps = false;  // and waits for no notice
+  Sleep seen;           // as it was when it was last found asleep
+  bool looks = false;   // again and again whether it is its turn: the next one alone does
 };
 
 namespace {
 
 constexpr Nanoseconds kShortestSlice = 100000;
 constexpr Nanoseconds kLongestSlice = 5000000;
+constexpr int kGrowth = 4;
 constexpr Nanoseconds kPatience = kNanosecondsInSecond;
 
 thread_local Schedule::Thread* mine = nullptr;
-
-// Voluntary switches are counted when a thread goes to sleep: one that was asleep with the same count before
-// has not run in between.
-struct Sleep {
-  bool isAsleep = false;
-  long switches = 0;
-  bool operator==(const Sleep& other) const {
-    return isAsleep == other.isAsleep && switches == other.switches;
-  }
-};
 
 // The text of a file of the thread under /proc; empty when the thread has ended.
 std::string textOf(pid_t thread, const char* name) {
@@ -172,21 +182,31 @@ void Schedule::setState(Thread& thread, State state, Nanoseconds limit) {
   lastChange_ = machineClock(CLOCK_MONOTONIC);
 }
 
+// Each has to be seen asleep twice, and all of them once before any of them for the second time. What was seen
+// at an earlier turn counts for as long as the thread has not run since.
 bool Schedule::areAsleep(const std::vector<Thread*>& threads) const {
-  std::vector<Sleep> sleeps;
-  for (const Thread* const thread : threads) {
-    const Sleep sleep = thread->id != 0 ? sleepOf(thread->id) : Sleep{};
-    if (!sleep.isAsleep) return false;
-    sleeps.push_back(sleep);
+  const auto isSeen = [](Thread& thread) {
+    const bool isKnown = thread.seen.isAsleep || thread.id == 0;
+    if (!isKnown && !runs(thread.id)) thread.seen = sleepOf(thread.id);
+    return thread.seen.isAsleep;
+  };
+  // Last of all whether it is on its way: while the lock is held here, that does not end.
+  const auto isSeenAgain = [](Thread& thread) {
+    const Sleep before = thread.seen;
+    const bool isOnItsWay = runs(thread.id);
+    thread.seen = sleepOf(thread.id);
+    return !isOnItsWay && thread.seen == before && !thread.isEntering && thread.call == Call::kNone;
+  };
+  constexpr int kAttempts = 2;  // one has run since its turn before
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    bool areSure = true;
+    for (Thread* const thread : threads) {
+      if (!isSeen(*thread)) return false;
+    }
+    for (Thread* const thread : threads) areSure = isSeenAgain(*thread) && areSure;
+    if (areSure) return true;
   }
-  for (std::size_t i = 0; i < threads.size(); ++i) {
-    const Thread& thread = *threads[i];
-    // Last of all whether it is on its way: while the lock is held here, that does not end.
-    if (runs(thread.id) || !(sleepOf(thread.id) == sleeps[i]) || thread.isEntering ||
-        thread.call != Call::kNone)
-      return false;
-  }
-  return true;
+  return false;
 }
 
 // No other thread can act before the thread's limit.
@@ -205,9 +225,13 @@ bool Schedule::isTurn(const Thread& next) {
 }
 
 void Schedule::tell(Thread& thread, Call call) {
-  if (call == Call::kNotice) setState(thread, State::kRunning);
+  if (call == Call::kNotice || call == Call::kPassed) setState(thread, State::kRunning);
   thread.call = call;
-  if (&thread != mine) machineCall(SYS_futex, &thread.call, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+  if (&thread != mine) wake(thread);
+}
+
+void Schedule::wake(Thread& thread) {
+  machineCall(SYS_futex, &thread.call, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
 // Time passes for all that wait, to the thread's limit, and it is the turn of those, too, that wait for the
@@ -218,8 +242,8 @@ void Schedule::pass(Thread& self) {
   for (Thread* const thread : threads_) {
     if (thread->state == State::kAway) continue;
     if (thread->time < limit) thread->time = limit;
-    if (thread->state == State::kWaiting && thread->limit <= limit && !self.goesFirst)
-      tell(*thread, Call::kTurn);
+    const bool isDue = thread->state == State::kWaiting && thread->limit <= limit && !self.goesFirst;
+    if (isDue && thread->call == Call::kNone) tell(*thread, thread->sleeps ? Call::kPassed : Call::kTurn);
   }
 }
 
@@ -238,7 +262,11 @@ Schedule::Thread* Schedule::next() {
 void Schedule::callNext() {
   Thread* const thread = next();
   if (thread == nullptr || thread->state != State::kWaiting || thread->call != Call::kNone) return;
-  if (isTurn(*thread)) tell(*thread, Call::kTurn);
+  if (isTurn(*thread)) {
+    tell(*thread, Call::kTurn);
+  } else if (thread != mine && !thread->looks) {
+    wake(*thread);  // to look for itself from now on
+  }
 }
 
 Schedule::End Schedule::waitForCall(Lock& lock, Thread& self, HeldSignals* signals) {
@@ -252,15 +280,22 @@ Schedule::End Schedule::waitForCall(Lock& lock, Thread& self, HeldSignals* signa
       lock.unlock();
       return End::kInterrupted;
     }
-    if (self.call == Call::kTurn) {
-      pass(self);
+    if (self.call == Call::kTurn || self.call == Call::kPassed) {
+      if (self.call == Call::kTurn) pass(self);
       self.call = Call::kNone;
       return End::kAtLimit;
     }
+    self.looks = next() == &self;
+    if (!self.looks) slice = kLongestSlice;
     lock.unlock();
     waitWhileNone(self.call, slice);
+    if (self.call == Call::kPassed) {
+      const bool isInterrupted = signals->areWaiting();
+      self.call = Call::kNone;
+      return isInterrupted ? End::kInterrupted : End::kAtLimit;
+    }
     lock.lock();
-    slice = std::min(2 * slice, kLongestSlice);
+    slice = self.looks ? std::min(kGrowth * slice, kLongestSlice) : kShortestSlice;
     // The others may have begun to wait without a word.
     if (self.call == Call::kNone && next() == &self) callNext();
   }
@@ -280,7 +315,10 @@ Schedule::End Schedule::sleepUntil(Nanoseconds limit) {
   HeldSignals signals;
   Lock lock = enterLocked(self);
   setState(self, State::kWaiting, std::max<Nanoseconds>(limit, self.time));
-  return waitForCall(lock, self, &signals);
+  self.sleeps = true;
+  const End end = waitForCall(lock, self, &signals);
+  self.sleeps = false;
+  return end;
 }
 
 Schedule::End Schedule::waitForNotice(const void* key, Nanoseconds limit,
@@ -320,7 +358,7 @@ bool Schedule::waitInKernel(Nanoseconds limit, const Attempt& attempt) {
   setState(self, State::kInKernel, limit == kNever ? limit : std::max<Nanoseconds>(limit, self.time));
   callNext();
   bool hasEnded = false;
-  for (Nanoseconds slice = kShortestSlice; !hasEnded; slice = std::min(2 * slice, kLongestSlice)) {
+  for (Nanoseconds slice = kShortestSlice; !hasEnded; slice = std::min(kGrowth * slice, kLongestSlice)) {
     if (limit != kNever && isTurn(self)) {
       // Nobody else runs: what was to come in time is here.
       hasEnded = attempt(0);
@@ -409,6 +447,27 @@ int Schedule::join(pthread_t thread, const std::function<int()>& machineJoin) {
       callNext();
     }
   }
+  return finishJoin(thread, machineJoin);
+}
+
+int Schedule::joinUntil(pthread_t thread, Nanoseconds limit, const std::function<int()>& machineJoin) {
+  Thread& self = current();
+  {
+    Lock lock = enterLocked(self);
+    if (ended_.count(thread) == 0) {
+      self.joins = thread;
+      setState(self, State::kWaiting, limit == kNever ? limit : std::max<Nanoseconds>(limit, self.time));
+      const End end = waitForCall(lock, self, nullptr);
+      self.joins.reset();
+      if (end == End::kAtLimit) return ETIMEDOUT;
+    }
+    self.isEntering = true;  // it has ended, but for the last steps
+  }
+  return finishJoin(thread, machineJoin);
+}
+
+int Schedule::finishJoin(pthread_t thread, const std::function<int()>& machineJoin) {
+  Thread& self = current();
   const int result = machineJoin();
   const Lock lock = enterLocked(self);
   self.joins.reset();

@@ -66,6 +66,8 @@ class Schedule {
   void discard(Thread* thread);  // it was not created
   void enter(Thread* thread);    // on the new thread
   int join(pthread_t thread, const std::function<int()>& machineJoin);
+  // The same, but ETIMEDOUT when it has not ended by then.
+  int joinUntil(pthread_t thread, Nanoseconds limit, const std::function<int()>& machineJoin);
 
  private:
   enum class State { kRunning, kWaiting, kInKernel, kAway };
@@ -84,9 +86,11 @@ class Schedule {
   bool isTurn(const Thread& next);
   bool areAsleep(const std::vector<Thread*>& threads) const;
   void tell(Thread& thread, Call call);
+  static void wake(Thread& thread);
   void pass(Thread& self);
   Thread* next();
   void callNext();
+  int finishJoin(pthread_t thread, const std::function<int()>& machineJoin);
   void onlyCurrentIsLeft();
 
   std::mutex mutex_;

@@ -15,12 +15,12 @@ namespace simulator {
 namespace {
 
 // /dev/shm/tessary-board-folder-Ab3xYz/=sys=class=net (deleted)
-constexpr char kPrefix[] = "tessary-board-folder-";
+constexpr char kFolderPrefix[] = "tessary-board-folder-";
 constexpr char kDeleted[] = " (deleted)";
 constexpr char kSlash = '=';
 constexpr char kEscape = '%';  // before a sign that stands for itself
 
-std::string nameOf(const std::string& boardPath) {
+std::string linkName(const std::string& boardPath) {
   std::string name;
   for (const char sign : boardPath) {
     if (sign == kSlash || sign == kEscape) name += kEscape;
@@ -29,40 +29,45 @@ std::string nameOf(const std::string& boardPath) {
   return name;
 }
 
-int enter(const std::string& folder) {
-  const long descriptor =
-      machineCall(SYS_openat, AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
+}  // namespace
+
+int openFolder(const std::string& boardPath) {
+  const std::string name = linkName(boardPath);
+  if (name.size() > NAME_MAX) {
+    errno = ENAMETOOLONG;
+    return -1;
+  }
+  long descriptor = -1;
+  const char* const told = std::getenv("TMPDIR");
+  for (const std::string& place :
+       {std::string{"/dev/shm"}, std::string{told != nullptr ? told : ""}, std::string{"/tmp"}}) {
+    std::string parent = place;
+    parent.append("/").append(kFolderPrefix).append("XXXXXX");
+    if (place.empty() || place.front() != '/' || ::mkdtemp(parent.data()) == nullptr) continue;
+    std::string folder = parent;
+    folder.append("/").append(name);
+    if (::mkdir(folder.c_str(), S_IRWXU) == 0)
+      descriptor = machineCall(SYS_openat, AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
+    const int error = errno;
+    ::rmdir(folder.c_str());
+    ::rmdir(parent.c_str());
+    errno = error;
+    if (descriptor >= 0) break;
+  }
+  return static_cast<int>(descriptor);
+}
+
+int enterFolder(const std::string& boardPath) {
+  const int descriptor = openFolder(boardPath);
   if (descriptor < 0) return errno;
   const int error = machineCall(SYS_fchdir, descriptor) == 0 ? 0 : errno;
   machineCall(SYS_close, descriptor);
   return error;
 }
 
-}  // namespace
-
-int enterFolder(const std::string& boardPath) {
-  const std::string name = nameOf(boardPath);
-  if (name.size() > NAME_MAX) return ENAMETOOLONG;
-  int error = ENOENT;
-  const char* const told = std::getenv("TMPDIR");
-  for (const std::string& place :
-       {std::string{"/dev/shm"}, std::string{told != nullptr ? told : ""}, std::string{"/tmp"}}) {
-    std::string parent = place;
-    parent.append("/").append(kPrefix).append("XXXXXX");
-    if (place.empty() || place.front() != '/' || ::mkdtemp(parent.data()) == nullptr) continue;
-    std::string folder = parent;
-    folder.append("/").append(name);
-    error = ::mkdir(folder.c_str(), S_IRWXU) == 0 ? enter(folder) : errno;
-    ::rmdir(folder.c_str());
-    ::rmdir(parent.c_str());
-    if (error == 0) break;
-  }
-  return error;
-}
-
 std::optional<std::string> boardFolderOf(const std::string& link) {
   constexpr std::size_t kEnd = sizeof kDeleted - 1;
-  const std::size_t prefix = link.find(std::string{"/"} + kPrefix);
+  const std::size_t prefix = link.find(std::string{"/"} + kFolderPrefix);
   const std::size_t slash = link.rfind('/');
   const bool isMark = prefix != std::string::npos && slash > prefix && link.size() > slash + 1 + kEnd &&
                       link.compare(link.size() - kEnd, kEnd, kDeleted) == 0;

@@ -12,6 +12,9 @@ namespace simulator {
 // 0, or an error number.
 int enterFolder(const std::string& boardPath);
 
+// What fchdir enters it by; -1 and errno when there is no place for it.
+int openFolder(const std::string& boardPath);
+
 // The board's path by what /proc/PID/cwd leads to; none for a folder of the machine's.
 std::optional<std::string> boardFolderOf(const std::string& link);
 

@@ -17,6 +17,7 @@
 #include "simulator/board/board.h"
 #include "simulator/board/environment.h"
 #include "simulator/command/playback.h"
+#include "simulator/command/unpack.h"
 #include "simulator/command/way.h"
 #include "simulator/model/model.h"
 
@@ -52,7 +53,7 @@ fs::path findBoard(const std::string& board) {
 }
 
 // Laid out once, so that every mistake in it shows here.
-BoardFile readWholeBoard(const fs::path& path, std::uint64_t seed, Playback playback = {}) {
+BoardFile readWholeBoard(const std::string& path, std::uint64_t seed, Playback playback = {}) {
   Board board;
   loadBoard(board, path, seed, playback);
   return readBoardFile(path, seed, playback);
@@ -83,7 +84,8 @@ int run(RunOptions options) {
   const Playback playback = isNested ? playbackOfEnvironment()
                                      : Playback{std::llround(options.from * kMicrosecondsInSecond),
                                                 std::llround(options.speed * kOne)};
-  readWholeBoard(path, options.seed, playback);
+  const ReadableBoard readable{path};
+  readWholeBoard(readable.path(), options.seed, playback);
   if (isStepped && options.seam == kNotifySeam)
     throw Failure{"--seam notify is for real time: programs read the clock without a call"};
 
@@ -101,7 +103,7 @@ int run(RunOptions options) {
     Environment environment;
     environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
     ::environ = const_cast<char**>(environment.variables());
-    return runNotified({path, options.seed, playback, isNested ? std::getenv(kTimesVariable) : "",
+    return runNotified({readable.path(), options.seed, playback, isNested ? std::getenv(kTimesVariable) : "",
                         options.machineNetwork, std::move(options.command)});
   }
 
@@ -111,17 +113,25 @@ int run(RunOptions options) {
     throw Failure{library.string() + ": a path with a blank or a colon cannot be preloaded"};
 
   Environment environment;
+#ifdef TESSARY_BOARD_OF_HOST
+  // For the emulator to hand to the program, not for the build machine's linker, which starts the emulator.
+  environment.set("QEMU_SET_ENV", "LD_PRELOAD=" + library.string());
+#else
   const char* const preloaded = std::getenv("LD_PRELOAD");
   // After what is preloaded already: a sanitizer's runtime insists on being the first.
   environment.set("LD_PRELOAD",
                   (preloaded != nullptr ? std::string{preloaded} + ":" : "") + library.string());
-  environment.set(kBoardVariable, path);
+  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
+#endif
+  const std::string times = isNested ? std::getenv(kTimesVariable) : ProcessTimes::create();
+  const std::string unpacked = ProcessTimes::boardBeside(times);
+  if (readable.isUnpacked()) readable.copyTo(unpacked);
+  environment.set(kBoardVariable, readable.isUnpacked() ? unpacked : path.string());
   environment.set(kSeedVariable, std::to_string(options.seed));
   environment.set(kFromVariable, std::to_string(playback.from));
   environment.set(kSpeedVariable, std::to_string(playback.speed));
   environment.set(kTimeVariable, options.time);
-  environment.set(kTimesVariable, isNested ? std::getenv(kTimesVariable) : ProcessTimes::create());
-  environment.set(kCommandVariable, fs::read_symlink("/proc/self/exe"));
+  environment.set(kTimesVariable, times);
   if (options.machineNetwork) environment.set(kMachineNetworkVariable, "1");
   environment.prependCommands(besideExecutable(TESSARY_BOARD_COMMANDS_FROM_BIN));
   ::environ = const_cast<char**>(environment.variables());
@@ -216,9 +226,10 @@ void printFaults(const std::vector<Fault>& faults) {
 
 int show(const std::string& name, bool asJson) {
   const fs::path path = findBoard(name);
-  const BoardFile board = readWholeBoard(path, kDefaultSeed);
+  const ReadableBoard readable{path};
+  const BoardFile board = readWholeBoard(readable.path(), kDefaultSeed);
   if (asJson) {
-    std::cout << std::ifstream{path}.rdbuf();
+    std::cout << std::ifstream{readable.path()}.rdbuf();
     return EXIT_SUCCESS;
   }
   const auto nameOf = [](const auto& item) { return item.name; };

@@ -45,6 +45,9 @@ ChosenWay chooseWay(const std::string& command, const std::string& seam, bool is
   const std::optional<Program> program = path ? lookAtProgram(*path) : std::nullopt;
   const Linking linking = program ? program->linking : Linking::kDynamic;
   const std::string name = command + describe(linking);
+#ifdef TESSARY_BOARD_OF_HOST
+  if (linking == Linking::kOtherArchitecture) return {Way::kPreload, command + " is taken for the emulator"};
+#endif
   if (linking == Linking::kOtherArchitecture) return {Way::kNone, name};
   if (program && program->gainsPrivileges) return {Way::kNone, command + " gains privileges when it starts"};
   const bool asksForNotify = seam == kNotifySeam;

@@ -13,6 +13,7 @@ namespace {
 // What the commands look like from the driver's side: a record of 32-bit words, of which one is the command
 // and some are written at a get.
 struct CommandSet {
+  BandwidthDevice::Interface interface;
   std::uint32_t code;
   std::size_t commandWord;
   std::size_t firstFigure;
@@ -20,8 +21,8 @@ struct CommandSet {
 };
 
 constexpr CommandSet kCommandSets[] = {
-    {0xc0689801, 0, 2, 25},  // the older interface
-    {0xc01c9804, 6, 0, 5},   // the newer one
+    {BandwidthDevice::Interface::kOlder, 0xc0689801, 0, 2, 25},
+    {BandwidthDevice::Interface::kNewer, 0xc01c9804, 6, 0, 5},
 };
 constexpr std::uint32_t kRegisterOffsets = 0xc0609802;
 constexpr std::uint32_t kConfiguration = 0xc0109803;
@@ -47,6 +48,7 @@ int BandwidthDevice::State::handle(std::uint32_t code, void* record) {
 
   for (const CommandSet& set : kCommandSets) {
     if (set.code != code) continue;
+    if (interface && *interface != set.interface) return -ENOTTY;
     if (words[set.commandWord] == kStart && onStart) onStart();
     if (words[set.commandWord] == kGet) {
       for (std::size_t word = set.firstFigure; word <= set.lastFigure; ++word) {

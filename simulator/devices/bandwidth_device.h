@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,10 +31,14 @@ class BandwidthDevice {
   // Zeros as long as there is none.
   using Figures = std::function<std::uint32_t(int word)>;
 
+  // A driver has one of the two command sets, and none of the other's; a device that is told nothing has both.
+  enum class Interface { kOlder, kNewer };
+
   static constexpr char kPath[] = "/dev/profiler";
 
   explicit BandwidthDevice(Board& board);
 
+  void speaks(Interface interface) { state_->interface = interface; }
   void figures(Figures figures) { state_->figures = std::move(figures); }
   void onStart(std::function<void()> observer) { state_->onStart = std::move(observer); }
 
@@ -48,6 +53,7 @@ class BandwidthDevice {
  private:
   // Shared with the board, so that the two may end in any order.
   struct State {
+    std::optional<Interface> interface;
     Figures figures;
     std::function<void()> onStart;
     std::map<int, int> results;

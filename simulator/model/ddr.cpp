@@ -64,10 +64,12 @@ void layOutDdr(Board& board, const SharedFile& file) {
   BandwidthDevice device{board};
   device.keepHistory(board.keepsHistory());
   if (file->hasNewerDdr()) {
+    device.speaks(BandwidthDevice::Interface::kNewer);
     device.figures([&board, file](int word) { return newerWord(*file->ddr, word, boardTime(board)); });
     return;
   }
   const auto counters = std::make_shared<OlderCounters>(*file->ddr);
+  device.speaks(BandwidthDevice::Interface::kOlder);
   device.onStart([&board, counters] { counters->start(boardTime(board)); });
   device.figures([&board, file, counters](int word) { return counters->word(word, boardTime(board)); });
 }

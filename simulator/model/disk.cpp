@@ -7,10 +7,10 @@ namespace simulator {
 
 namespace {
 
-using Figures = std::array<std::uint64_t, kDiskColumns>;
+using DiskFigures = std::array<std::uint64_t, kDiskColumns>;
 
-Figures figuresOf(const DiskFile& disk, Microseconds now) {
-  Figures figures;
+DiskFigures figuresOf(const DiskFile& disk, Microseconds now) {
+  DiskFigures figures;
   for (std::size_t i = 0; i < kDiskColumns; ++i) figures[i] = disk.counters[i].at(now);
   // Not a counter, but what it is now.
   figures[kInProgressColumn] =
@@ -18,7 +18,7 @@ Figures figuresOf(const DiskFile& disk, Microseconds now) {
   return figures;
 }
 
-void appendFigures(std::string& text, const Figures& figures, int sharers) {
+void appendFigures(std::string& text, const DiskFigures& figures, int sharers) {
   for (const std::uint64_t figure : figures)
     append(text, " %" PRIu64, figure / static_cast<unsigned>(sharers));
   text += '\n';
@@ -33,13 +33,26 @@ std::string partitionName(const std::string& disk, int number) {
 std::string diskstatsText(const BoardFile& file, Microseconds now) {
   std::string text;
   for (const DiskFile& disk : file.disks) {
-    const Figures figures = figuresOf(disk, now);
+    const DiskFigures figures = figuresOf(disk, now);
     append(text, "%4d %7d %s", disk.major, disk.minor, disk.name.c_str());
     appendFigures(text, figures, 1);
     for (int number = 1; number <= disk.partitions; ++number) {
       append(text, "%4d %7d %s", disk.major, disk.minor + number, partitionName(disk.name, number).c_str());
       appendFigures(text, figures, disk.partitions);
     }
+  }
+  return text;
+}
+
+// major minor  #blocks  name
+// No board describes how large its disks are.
+std::string partitionsText(const BoardFile& file) {
+  std::string text = "major minor  #blocks  name\n\n";
+  for (const DiskFile& disk : file.disks) {
+    append(text, "%4d  %7d          0 %s\n", disk.major, disk.minor, disk.name.c_str());
+    for (int number = 1; number <= disk.partitions; ++number)
+      append(text, "%4d  %7d          0 %s\n", disk.major, disk.minor + number,
+             partitionName(disk.name, number).c_str());
   }
   return text;
 }
@@ -57,20 +70,27 @@ const FaultTarget kDiskFaults{"disk", FaultTarget::Names::kText, "wrap", wrapDis
 
 void layOutDisks(Board& board, const SharedFile& file) {
   board.file("/proc/diskstats", [&board, file] { return diskstatsText(*file, boardTime(board)); });
+  board.file("/proc/partitions", [file] { return partitionsText(*file); });
+  board.folder("/sys/class/block");
+  board.folder("/sys/dev/block");
   for (const DiskFile& disk : file->disks) {
-    const std::string folder = "/sys/block/" + disk.name + "/";
-    board.file(folder + "dev", std::to_string(disk.major) + ":" + std::to_string(disk.minor) + "\n");
-    board.file(folder + "queue/hw_sector_size", "512\n");
-    board.file(folder + "queue/logical_block_size", "512\n");
-    board.file(folder + "queue/rotational", "0\n");
-    board.file(folder + "removable", "0\n");
-    board.file(folder + "ro", "0\n");
-    board.file(folder + "size", "0\n");
-    board.file(folder + "stat", [&board, file, &disk] {
-      std::string text;
-      appendFigures(text, figuresOf(disk, boardTime(board)), 1);
-      return text;
-    });
+    const std::string number = std::to_string(disk.major) + ":" + std::to_string(disk.minor);
+    // By its name, as what it is, and by its number: on a machine the last two are links.
+    for (const std::string& folder : {"/sys/block/" + disk.name + "/", "/sys/class/block/" + disk.name + "/",
+                                      "/sys/dev/block/" + number + "/"}) {
+      board.file(folder + "dev", number + "\n");
+      board.file(folder + "queue/hw_sector_size", "512\n");
+      board.file(folder + "queue/logical_block_size", "512\n");
+      board.file(folder + "queue/rotational", "0\n");
+      board.file(folder + "removable", "0\n");
+      board.file(folder + "ro", "0\n");
+      board.file(folder + "size", "0\n");
+      board.file(folder + "stat", [&board, file, &disk] {
+        std::string text;
+        appendFigures(text, figuresOf(disk, boardTime(board)), 1);
+        return text;
+      });
+    }
   }
 }
 

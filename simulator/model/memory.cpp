@@ -1,4 +1,6 @@
+#include <cinttypes>
 #include <cstring>
+#include <utility>
 
 #include "simulator/model/model.h"
 
@@ -41,11 +43,43 @@ std::string meminfoText(const BoardFile& file, Microseconds now) {
   return text + kHugePages;
 }
 
+std::int64_t kBOf(const BoardFile& file, const char* name, Microseconds now) {
+  for (const auto& [described, signal] : *file.memory) {
+    if (std::strcmp(described, name) == 0) return signal.at(now) / kOne;
+  }
+  return 0;
+}
+
+// Filename                                Type            Size            Used            Priority
+std::string swapsText(const BoardFile& file, Microseconds now) {
+  std::string text = "Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n";
+  const std::int64_t total = kBOf(file, "SwapTotal", now);
+  const std::int64_t used = total - kBOf(file, "SwapFree", now);
+  if (total != 0)
+    append(text, "/dev/zram0                              partition\t%" PRId64 "\t\t%" PRId64 "\t\t-2\n",
+           total, used);
+  return text;
+}
+
+// Node 0 MemTotal:        7865432 kB
+std::string nodeText(const BoardFile& file, Microseconds now) {
+  const std::int64_t total = kBOf(file, "MemTotal", now);
+  const std::int64_t free = kBOf(file, "MemFree", now);
+  std::string text;
+  for (const auto& [name, kB] :
+       {std::pair{"MemTotal:", total}, {"MemFree:", free}, {"MemUsed:", total - free}})
+    append(text, "Node 0 %-15s%8" PRId64 " kB\n", name, kB);
+  return text;
+}
+
 }  // namespace
 
 void layOutMemory(Board& board, const SharedFile& file) {
   if (!file->memory) return;
   board.file("/proc/meminfo", [&board, file] { return meminfoText(*file, boardTime(board)); });
+  board.file("/proc/swaps", [&board, file] { return swapsText(*file, boardTime(board)); });
+  board.file("/sys/devices/system/node/node0/meminfo",
+             [&board, file] { return nodeText(*file, boardTime(board)); });
 }
 
 }  // namespace simulator

@@ -8,7 +8,12 @@ namespace simulator {
 
 namespace {
 
+// Of these a board has all that there is to see; the longer ones are there also where they are empty. Those of
+// the machine above them would tell of its hardware.
 constexpr const char* kClaimed[] = {"/proc",
+                                    "/sys",
+                                    "/sys/class",
+                                    "/sys/devices",
                                     "/sys/block",
                                     "/sys/class/net",
                                     "/sys/class/thermal",

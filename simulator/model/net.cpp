@@ -1,4 +1,5 @@
 #include <string_view>
+#include <utility>
 
 #include "simulator/model/model.h"
 
@@ -47,6 +48,18 @@ std::string devText(const BoardFile& file, Microseconds now) {
   return text;
 }
 
+// No program of the board's has a socket.
+constexpr char kInternet[] =
+    "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n";
+constexpr std::pair<const char*, const char*> kSockets[] = {
+    {"raw", kInternet},
+    {"raw6", kInternet},
+    {"tcp", kInternet},
+    {"tcp6", kInternet},
+    {"udp", kInternet},
+    {"udp6", kInternet},
+    {"unix", "Num       RefCount Protocol Flags    Type St Inode Path\n"}};
+
 // 02:00:00:00:00:02: of one's own making, by the second digit.
 std::string addressOf(bool isLoopback, std::size_t index) {
   std::string text;
@@ -57,6 +70,7 @@ std::string addressOf(bool isLoopback, std::size_t index) {
 }  // namespace
 
 void layOutInterfaces(Board& board, const SharedFile& file) {
+  for (const auto& [name, heading] : kSockets) board.file(std::string{"/proc/net/"} + name, heading);
   board.file("/proc/net/dev", [&board, file] { return devText(*file, boardTime(board)); });
   for (std::size_t at = 0; at < file->interfaces.size(); ++at) {
     const InterfaceFile& interface = file->interfaces[at];

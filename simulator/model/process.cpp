@@ -55,7 +55,7 @@ std::string statText(const Moment& moment) {
 
 std::string statmText(const Moment& moment) {
   std::string text;
-  append(text, "%" PRId64 " %" PRId64 " 0 0 0 0 0\n", moment.process.virtualKB / kPageKB,
+  append(text, "%" PRId64 " %" PRId64 " 0 0 0 0 0\n", moment.virtualKB() / kPageKB,
          moment.kB(moment.process.residentKB) / kPageKB);
   return text;
 }
@@ -91,16 +91,19 @@ std::string statusText(const Moment& moment) {
   append(text, "Uid:\t0\t0\t0\t0\nGid:\t0\t0\t0\t0\nFDSize:\t64\nGroups:\t\n");
   if (!process.isKernelThread()) {
     const std::int64_t resident = moment.kB(process.residentKB);
+    const std::int64_t owned = moment.kB(process.privateKB);
     append(text, "VmPeak:\t%8" PRId64 " kB\nVmSize:\t%8" PRId64 " kB\nVmLck:\t       0 kB\n",
-           process.virtualKB, process.virtualKB);
-    append(text,
-           "VmHWM:\t%8" PRId64 " kB\nVmRSS:\t%8" PRId64 " kB\nVmData:\t%8" PRId64
-           " kB\nVmSwap:\t       0 kB\n",
-           resident, resident, moment.kB(process.privateKB));
+           moment.virtualKB(), moment.virtualKB());
+    append(text, "VmHWM:\t%8" PRId64 " kB\nVmRSS:\t%8" PRId64 " kB\n", resident, resident);
+    append(text, "RssAnon:\t%8" PRId64 " kB\nRssFile:\t%8" PRId64 " kB\nRssShmem:\t       0 kB\n", owned,
+           std::max<std::int64_t>(resident - owned, 0));
+    append(text, "VmData:\t%8" PRId64 " kB\nVmStk:\t       0 kB\nVmExe:\t       0 kB\nVmLib:\t       0 kB\n",
+           owned);
+    text += "VmPTE:\t       0 kB\nVmSwap:\t       0 kB\n";
   }
   append(text, "Threads:\t%d\nSigQ:\t0/32768\n", process.threads);
   text += "SigPnd:\t0000000000000000\nShdPnd:\t0000000000000000\nSigBlk:\t0000000000000000\n";
-  text += "SigIgn:\t0000000000000000\nSigCgt:\t0000000000000000\n";
+  text += "SigIgn:\t0000000000000000\nSigCgt:\t0000000000000000\nNoNewPrivs:\t0\nSeccomp:\t0\n";
   text += "Cpus_allowed_list:\t" + moment.file.coreList() + "\n";
   text += "voluntary_ctxt_switches:\t0\nnonvoluntary_ctxt_switches:\t0\n";
   return text;
@@ -176,6 +179,7 @@ struct ProcessNode {
 };
 
 constexpr ProcessNode kNodes[] = {
+    {"cgroup", [](const Moment&) -> std::string { return "0::/\n"; }},
     {"cmdline",
      [](const Moment& moment) {
        return moment.process.isKernelThread() ? std::string{} : moment.process.name + '\0';
@@ -183,13 +187,42 @@ constexpr ProcessNode kNodes[] = {
     {"comm", [](const Moment& moment) { return shortName(moment.process) + '\n'; }},
     {"io", ioText},
     {"limits", limitsText},
+    {"loginuid", [](const Moment&) -> std::string { return "4294967295\n"; }},  // nobody has logged in
     {"oom_score", [](const Moment&) -> std::string { return "0\n"; }},
     {"oom_score_adj", [](const Moment&) -> std::string { return "0\n"; }},
     {"smaps_rollup", rollupText},
     {"stat", statText},
     {"statm", statmText},
     {"status", statusText},
+    {"wchan", [](const Moment&) -> std::string { return "0"; }},  // without a line end, as the kernel has it
 };
+
+// What the kernel shows of a process to its own user alone. To every program they are there, and closed.
+enum class PrivateForm { kFile, kFolder, kLink };
+constexpr struct {
+  const char* name;
+  PrivateForm form;
+} kPrivateNodes[] = {
+    {"auxv", PrivateForm::kFile},        {"cwd", PrivateForm::kLink},     {"environ", PrivateForm::kFile},
+    {"exe", PrivateForm::kLink},         {"fd", PrivateForm::kFolder},    {"fdinfo", PrivateForm::kFolder},
+    {"map_files", PrivateForm::kFolder}, {"maps", PrivateForm::kFile},    {"mem", PrivateForm::kFile},
+    {"numa_maps", PrivateForm::kFile},   {"pagemap", PrivateForm::kFile}, {"root", PrivateForm::kLink},
+    {"smaps", PrivateForm::kFile},       {"stack", PrivateForm::kFile},   {"syscall", PrivateForm::kFile}};
+
+// rest: "/maps", "/fd/3"
+std::optional<Node> findPrivateNode(std::string_view rest) {
+  const std::string_view name = rest.substr(1, rest.find('/', 1) - 1);
+  for (const auto& entry : kPrivateNodes) {
+    const bool isBelow = 1 + name.size() < rest.size();
+    if (name != entry.name || (isBelow && entry.form == PrivateForm::kFile)) continue;
+    Node node;
+    node.openError = EACCES;
+    node.isFolder = !isBelow && entry.form == PrivateForm::kFolder;
+    node.isLink = !isBelow && entry.form == PrivateForm::kLink;
+    return node;
+  }
+  return std::nullopt;
+}
 
 // A process's threads have the ids that follow its own, and its name; the first has all of its work.
 constexpr struct {
@@ -217,7 +250,7 @@ std::vector<std::string> processNames(const BoardFile& file, Microseconds now) {
   return names;
 }
 
-Node folderOf(std::vector<std::string> entries) {
+Node folderNode(std::vector<std::string> entries) {
   Node node;
   node.isFolder = true;
   node.entries = std::move(entries);
@@ -233,7 +266,7 @@ std::optional<Node> findThreadNode(const Board& board, const SharedFile& file, c
     for (int thread = 0; thread < process.threads; ++thread) {
       threads.push_back(std::to_string(process.pid + thread));
     }
-    return folderOf(std::move(threads));
+    return folderNode(std::move(threads));
   }
   int id = 0;
   const auto [end, error] = std::from_chars(rest.data() + 1, rest.data() + rest.size(), id);
@@ -242,7 +275,7 @@ std::optional<Node> findThreadNode(const Board& board, const SharedFile& file, c
   if (rest.empty()) {
     std::vector<std::string> names;
     for (const auto& node : kThreadNodes) names.emplace_back(node.name);
-    return folderOf(std::move(names));
+    return folderNode(std::move(names));
   }
   for (const auto& entry : kThreadNodes) {
     if (rest.front() != '/' || rest.substr(1) != entry.name) continue;
@@ -269,14 +302,10 @@ std::optional<Node> findNode(const Board& board, const SharedFile& file, std::st
   const ProcessFile* const process = error == std::errc{} ? findProcess(*file, pid, now) : nullptr;
   if (process == nullptr) return std::nullopt;
   if (rest.empty()) {
-    std::vector<std::string> names{"fd", "task"};
+    std::vector<std::string> names{"task"};
     for (const ProcessNode& entry : kNodes) names.emplace_back(entry.name);
-    return folderOf(std::move(names));
-  }
-  if (rest == "/fd") {  // of another user
-    Node node = folderOf({});
-    node.openError = EACCES;
-    return node;
+    for (const auto& entry : kPrivateNodes) names.emplace_back(entry.name);
+    return folderNode(std::move(names));
   }
   if (rest.substr(0, kTask.size()) == kTask)
     return findThreadNode(board, file, *process, rest.substr(kTask.size()));
@@ -288,7 +317,7 @@ std::optional<Node> findNode(const Board& board, const SharedFile& file, std::st
     };
     return node;
   }
-  return std::nullopt;
+  return findPrivateNode(rest);
 }
 
 void findProcessOf(BoardFile& file, Fault& fault) {

@@ -17,7 +17,7 @@ namespace simulator {
 namespace {
 
 constexpr std::int64_t kLargestPid = 4194304;
-constexpr std::int64_t kMostCores = 1024;
+constexpr std::int64_t kMostRecordedCores = 1024;
 constexpr std::int64_t kMostZones = 4096;
 constexpr int kNewestVersion = 2;
 constexpr int kBitsOfNoCounter = 62;  // a counter that wraps there goes back, to whoever reads it
@@ -468,10 +468,10 @@ void Recording::addCpu(JsonObject& sample) {
   cpu->object.read("soc", board_.soc);
   if (const auto id = cpu->object.find("feature_id")) board_.featureId = static_cast<int>(id->whole(0, 255));
   std::int64_t count = 0;
-  cpu->object.read("cores_configured", count, 0, kMostCores);
+  cpu->object.read("cores_configured", count, 0, kMostRecordedCores);
   std::vector<JsonObject> rows = rowsOf(cpu->object, "cores");
   for (JsonObject& row : rows) {
-    const auto number = static_cast<std::size_t>(row.need("core").whole(0, kMostCores - 1));
+    const auto number = static_cast<std::size_t>(row.need("core").whole(0, kMostRecordedCores - 1));
     if (cores_.size() <= number) cores_.resize(number + 1);
     addCore(*cpu, row, number, static_cast<std::size_t>(&row - rows.data()));
   }
@@ -508,7 +508,7 @@ void Recording::shareOut(Section& cpu, std::vector<JsonObject>& rows) {
     ++measured;
   }
   for (JsonObject& row : rows) {
-    Core& core = cores_[static_cast<std::size_t>(row.need("core").whole(0, kMostCores - 1))];
+    Core& core = cores_[static_cast<std::size_t>(row.need("core").whole(0, kMostRecordedCores - 1))];
     const auto [load, steal] = own(row);
     Thousandths rest = load;
     for (const auto& [column, key] : kColumns) {

@@ -1,5 +1,6 @@
 // What says which board it is, and what every Linux system has.
 
+#include <cerrno>
 #include <cinttypes>
 #include <ctime>
 #include <string_view>
@@ -28,7 +29,8 @@ std::string uptimeText(const BoardFile& file, const Clock& clock) {
   Wide idle = 0;
   for (const CoreFile& core : file.cores) idle += core.passed(kIdleColumn, clock.now() / 1000);
   const Nanoseconds uptime = clock.read(CLOCK_BOOTTIME);
-  const std::uint64_t idleHundredths = ticksOf(idle, 100);
+  const Wide before = Signal{100 * kOne}.integral(clock.uptimeAtStart() / 1000) * Wide{file.cores.size()};
+  const std::uint64_t idleHundredths = ticksOf(before + idle, 100);
   std::string text;
   append(text, "%" PRId64 ".%02" PRId64 " %" PRIu64 ".%02" PRIu64 "\n", uptime / 1000000000,
          uptime / 10000000 % 100, idleHundredths / 100, idleHundredths % 100);
@@ -71,8 +73,9 @@ std::string versionText(const BoardFile& file) {
   return "Linux version " + file.kernel + " (tessary@board) (simulated) #1 SMP PREEMPT\n";
 }
 
+constexpr std::int64_t kVmstatPageKB = 4;
+
 std::string vmstatText(const BoardFile& file, Microseconds now) {
-  constexpr std::int64_t kPageKB = 4;
   constexpr struct {
     const char* line;
     const char* memoryLine;
@@ -88,7 +91,7 @@ std::string vmstatText(const BoardFile& file, Microseconds now) {
         if (std::string_view{name} == pages.memoryLine) kB = signal.at(now);
       }
     }
-    append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kPageKB);
+    append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kVmstatPageKB);
   }
   Wide kB[2] = {0, 0};  // read, written
   for (const DiskFile& disk : file.disks) {
@@ -114,6 +117,7 @@ void layOutSystem(Board& board, const SharedFile& file) {
   board.file("/proc/cpuinfo", [&board, file] { return coresText(*file, boardTime(board)); });
   board.file("/proc/loadavg", [&board, file] { return loadText(*file, boardTime(board)); });
   board.file("/proc/uptime", [&board, file] { return uptimeText(*file, board.clock()); });
+  board.file("/proc/cmdline", "console=ttyMSM0\n");
   board.file("/proc/filesystems", "nodev\tsysfs\nnodev\tproc\nnodev\ttmpfs\n\text4\n");
   board.file("/proc/mounts", kMounts);
   board.file("/proc/version", versionText(*file));
@@ -124,6 +128,8 @@ void layOutSystem(Board& board, const SharedFile& file) {
   board.file("/proc/sys/kernel/pid_max", "4194304\n");
   board.file("/proc/sys/kernel/version", "#1 SMP PREEMPT\n");
   board.file("/proc/sys/fs/file-nr", "1024\t0\t9223372036854775807\n");
+  board.file("/dev/kmsg", "");  // the machine's kernel logs there
+  board.refuse("/dev/kmsg", EPERM);
   for (const auto& [name, value] : file->properties) board.property(name, value);
   for (const auto& [path, text] : file->nodes) board.file(path, text);
 }

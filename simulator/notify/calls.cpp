@@ -1,6 +1,5 @@
 #include "simulator/notify/calls.h"
 
-#include <linux/netlink.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -138,7 +137,7 @@ const std::vector<NotifiedCall>& notifiedCalls() {
 
       {SYS_sysinfo, T::kMemory, kNone, kNone, 0},
       {SYS_uname, T::kSystemName, kNone, kNone, 0},
-      {SYS_socket, T::kNetwork, kNone, kNone, kNone},
+      {SYS_socket, T::kNetlink, kNone, kNone, 2},
       {SYS_ioctl, T::kNetwork, kNone, kNone, kNone},
   };
   return calls;
@@ -152,7 +151,6 @@ const std::vector<ArgumentTest>& argumentTests() {
       {SYS_preadv, 3, kWhole, 0},
       {SYS_preadv2, 3, kWhole, 0},
       {SYS_socket, 0, kInt, AF_NETLINK},
-      {SYS_socket, 2, kInt, NETLINK_ROUTE},
       {SYS_ioctl, 1, kRequestKind, kSocketRequests},
       // The others are about groups and users.
       {SYS_setpriority, 0, kInt, PRIO_PROCESS},
@@ -184,6 +182,9 @@ const std::vector<RefusedCall>& refusedCalls() {
       {SYS_unshare, EPERM},
       {SYS_setns, EPERM},
       {SYS_open_by_handle_at, EPERM},
+      // These tell of the machine's processes.
+      {SYS_acct, EPERM},
+      {SYS_syslog, EPERM},
   };
   return calls;
 }

@@ -31,7 +31,8 @@ enum class Treatment {
   kAffinity,       // path: the process id, other: the buffer; its size is before it
   kMemory,         // sysinfo
   kSystemName,     // uname
-  kNetwork,        // a socket or a request that shows the network's configuration
+  kNetwork,        // a request that shows the network's configuration
+  kNetlink,        // a socket that may; other: its protocol
 };
 
 constexpr int kNoFolder = -1;  // paths are relative to the working folder

@@ -114,7 +114,8 @@ int installFilter(const FilterOptions& options) {
   std::set<int> decided;
   for (const NotifiedCall& call : notifiedCalls()) {
     const bool isRead = call.treatment == Treatment::kRead || call.treatment == Treatment::kReread;
-    if (options.machineNetwork && call.treatment == Treatment::kNetwork) continue;
+    const bool isNetwork = call.treatment == Treatment::kNetwork || call.treatment == Treatment::kNetlink;
+    if (options.machineNetwork && isNetwork) continue;
     if (!options.asksForReads && call.treatment == Treatment::kRead) continue;
     if (!decided.insert(call.number).second) continue;
     const bool asksAlways = options.asksForReads && isRead;

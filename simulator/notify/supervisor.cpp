@@ -18,7 +18,7 @@
 #include <optional>
 
 #include "simulator/board/program.h"
-#include "simulator/notify/records.h"
+#include "simulator/board/records.h"
 
 namespace simulator {
 
@@ -155,6 +155,8 @@ Supervisor::Answer Supervisor::answer(const Call& call) {
       return record(call, systemName(board_));
     case Treatment::kNetwork:
       return network();
+    case Treatment::kNetlink:
+      return netlinkShowsMachine(static_cast<int>(call.other())) ? network() : theMachines();
   }
   return failure(ENOSYS);
 }
@@ -237,15 +239,16 @@ Supervisor::Answer Supervisor::status(const Call& call) {
   if (!pathOf(call, follows, place, failed)) return failed;
   // A file that cannot be opened is there all the same; one that is not there is not.
   if (place.opening.error == ENOENT) return failure(ENOENT);
-  return isExtended ? record(call, extendedStatusOf(board_, place.opening))
-                    : record(call, statusOf(board_, place.opening));
+  if (follows && place.opening.node.isLink) return failure(EACCES);
+  const struct stat status = statusOf(board_, place.opening.path, place.opening.node);
+  return isExtended ? record(call, extended(status)) : record(call, status);
 }
 
 Supervisor::Answer Supervisor::statusOfFile(const Call& call) {
   const std::optional<std::string> path = places_.openedPath(call.caller, call.folder());
   if (!path) return theMachines();
   const Board::Opening opening = board_.look(*path);
-  return opening.mine ? record(call, statusOf(board_, opening)) : theMachines();
+  return opening.mine ? record(call, statusOf(board_, opening.path, opening.node)) : theMachines();
 }
 
 Supervisor::Answer Supervisor::test(const Call& call) {
@@ -263,8 +266,7 @@ Supervisor::Answer Supervisor::test(const Call& call) {
 Supervisor::Answer Supervisor::readLink(const Call& call) {
   Places::Place place;
   Answer failed;
-  // Nodes of a board are no links.
-  if (pathOf(call, false, place, failed)) return failure(place.opening.error == ENOENT ? ENOENT : EINVAL);
+  if (pathOf(call, false, place, failed)) return failure(linkError(place.opening));
   if (!failed.isTheMachines) return failed;
   // What the program has open, and where it works, may be on the board.
   const std::optional<std::string> own = places_.ownEntry(call.caller, place.path);
@@ -282,11 +284,9 @@ Supervisor::Answer Supervisor::fileSystem(const Call& call) {
   Answer failed;
   if (!pathOf(call, true, place, failed)) return failed;
   if (place.opening.error == ENOENT) return failure(ENOENT);
-  // These file systems have a kind and no figures: the machine's is no other than the board's.
-  const std::string& path = place.opening.path;
   struct statfs machine {};
-  if (::statfs(path.substr(0, path.find('/', 1)).c_str(), &machine) != 0) return failure(errno);
-  return record(call, machine);
+  const int error = fileSystemOf(place.opening.path, machine);
+  return error == 0 ? record(call, machine) : failure(error);
 }
 
 // -- what a board does not allow
@@ -308,8 +308,9 @@ Supervisor::Answer Supervisor::enter(const Call& call) {
   // all paths are looked at as the board's. Where the machine has none there is no way, other than to open it
   // and call fchdir.
   struct stat machine {};
-  const bool isThere = ::stat(place.opening.path.c_str(), &machine) == 0 && S_ISDIR(machine.st_mode);
-  return isThere ? theMachines() : failure(EACCES);
+  if (::stat(place.opening.path.c_str(), &machine) == 0 && S_ISDIR(machine.st_mode)) return theMachines();
+  warnOnce(warnedOfFolder_, "a folder that only the board has is entered by fchdir alone: refused");
+  return failure(EACCES);
 }
 
 Supervisor::Answer Supervisor::execute(const Call& call) {

@@ -81,6 +81,7 @@ class Supervisor {
   std::vector<std::vector<NotifiedCall>> calls_;  // by number
   bool warnedOfNetwork_ = false;
   bool warnedOfDevice_ = false;
+  bool warnedOfFolder_ = false;
 };
 
 }  // namespace simulator

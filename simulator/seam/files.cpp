@@ -14,10 +14,10 @@
 #include <limits>
 #include <string>
 
+#include "simulator/board/records.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/network.h"
 #include "simulator/seam/open_files.h"
-#include "simulator/seam/status.h"
 #include "simulator/seam/timers.h"
 
 namespace {

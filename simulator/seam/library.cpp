@@ -45,7 +45,8 @@ STANDS_IN void* calloc(std::size_t count, std::size_t bytes) noexcept {
     resolving = false;
   }
   Board* const board = Board::active();
-  if (board != nullptr && calledFromTheLibrary(__builtin_return_address(0)) && board->allocationFails()) {
+  if (board != nullptr && board->failsAllocations() && calledFromTheLibrary(__builtin_return_address(0)) &&
+      board->allocationFails()) {
     errno = ENOMEM;
     return nullptr;
   }

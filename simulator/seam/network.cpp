@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "simulator/board/environment.h"
+#include "simulator/board/records.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/node_texts.h"
 
@@ -297,9 +298,9 @@ STANDS_IN char* if_indextoname(unsigned index, char* name) noexcept {
   return nullptr;
 }
 
-// The machine's interfaces, addresses and routes: better none than a mixture.
+// The machine's interfaces, routes, sockets and processes: better none than a mixture.
 STANDS_IN int socket(int domain, int type, int protocol) noexcept {
-  const bool showsMachine = domain == AF_NETLINK && protocol == NETLINK_ROUTE;
+  const bool showsMachine = domain == AF_NETLINK && netlinkShowsMachine(protocol);
   if (!showsMachine || !boardHasInterfaces() || std::getenv(kMachineNetworkVariable) != nullptr)
     return NEXT(socket)(domain, type, protocol);
   static std::atomic<bool> isSaid{false};

@@ -1,15 +1,18 @@
 // Waits of one thread for another with a time limit, in stepped time: condition variables, semaphores, locks,
-// and the futexes that the C++ library waits on for futures and atomics.
+// message queues, signals that are waited for, and the futexes that the C++ library waits on for futures and
+// atomics.
 
 #include "simulator/seam/notices.h"
 
 #include <linux/futex.h>
+#include <mqueue.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/syscall.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <ctime>
 #include <limits>
 #include <mutex>
@@ -65,6 +68,36 @@ int waitForCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Nanoseco
   return end == Schedule::End::kAtLimit ? ETIMEDOUT : 0;
 }
 
+// Who ends the wait may be in another process, which this one's schedule does not know. The record says so
+// itself: the other process may have made it.
+bool isShared(const pthread_cond_t* condition) {
+#ifdef __GLIBC__
+  constexpr unsigned kShared = 1;
+  return (condition->__data.__wrefs & kShared) != 0;
+#else
+  return false;
+#endif
+}
+
+// A notice between two slices finds nobody who waits: each slice ends the wait, and the caller looks whether
+// there is what it waits for, as after any wake-up.
+int waitForSharedCondition(pthread_cond_t* condition, pthread_mutex_t* mutex, Nanoseconds limit) {
+  int error = 0;
+  Schedule::get().waitInKernel(limit, [&](Nanoseconds slice) {
+    const timespec until = timespecOf(machineClock(CLOCK_MONOTONIC) + slice);
+    error = NEXT(pthread_cond_clockwait)(condition, mutex, CLOCK_MONOTONIC, &until);
+    if (error == ETIMEDOUT && slice != 0) error = 0;
+    return error != ETIMEDOUT;
+  });
+  Board::active()->clock().publish();
+  return error;
+}
+
+int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, Nanoseconds limit) {
+  return isShared(condition) ? waitForSharedCondition(condition, mutex, limit)
+                             : waitForCondition(condition, mutex, limit);
+}
+
 // The machine's date after a slice of its time: the end of an attempt.
 timespec dateAfter(Nanoseconds slice) { return timespecOf(machineClock(CLOCK_REALTIME) + slice); }
 
@@ -98,20 +131,20 @@ STANDS_IN int pthread_cond_destroy(pthread_cond_t* condition) noexcept {
 }
 
 STANDS_IN int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
-  if (!timeIsStepped()) return NEXT(pthread_cond_wait)(condition, mutex);
+  if (!timeIsStepped() || isShared(condition)) return NEXT(pthread_cond_wait)(condition, mutex);
   return waitForCondition(condition, mutex, kNever);
 }
 
 STANDS_IN int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                      const timespec* time) {
   if (!timeIsStepped() || !isTime(*time)) return NEXT(pthread_cond_timedwait)(condition, mutex, time);
-  return waitForCondition(condition, mutex, limitAt(clockOf(condition), *time));
+  return waitUntil(condition, mutex, limitAt(clockOf(condition), *time));
 }
 
 STANDS_IN int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                                      const timespec* time) {
   if (!timeIsStepped() || !isTime(*time)) return NEXT(pthread_cond_clockwait)(condition, mutex, clock, time);
-  return waitForCondition(condition, mutex, limitAt(clock, *time));
+  return waitUntil(condition, mutex, limitAt(clock, *time));
 }
 
 // Who waited before there was a board waits with the machine.
@@ -161,6 +194,52 @@ STANDS_IN int sem_timedwait(sem_t* semaphore, const timespec* time) {
 STANDS_IN int sem_clockwait(sem_t* semaphore, clockid_t clock, const timespec* time) {
   if (!timeIsStepped() || !isTime(*time)) return NEXT(sem_clockwait)(semaphore, clock, time);
   return waitForSemaphore(semaphore, limitAt(clock, *time));
+}
+
+// -- message queues, signals
+
+namespace {
+
+// `call` gets the machine's date at which to give up, and answers with -1 and errno: ETIMEDOUT then.
+template <typename Call>
+ssize_t transferUntil(const timespec& time, Call call) {
+  ssize_t result = 0;
+  const int error = tryUntil(limitAt(CLOCK_REALTIME, time), [&](const timespec& until) {
+    result = call(&until);
+    return result >= 0 ? 0 : errno;
+  });
+  return error == 0 ? result : fail(error);
+}
+
+}  // namespace
+
+STANDS_IN ssize_t mq_timedreceive(mqd_t queue, char* text, std::size_t bytes, unsigned* priority,
+                                  const timespec* time) {
+  if (!timeIsStepped() || !isTime(*time)) return NEXT(mq_timedreceive)(queue, text, bytes, priority, time);
+  return transferUntil(*time, [&](const timespec* until) {
+    return NEXT(mq_timedreceive)(queue, text, bytes, priority, until);
+  });
+}
+
+STANDS_IN int mq_timedsend(mqd_t queue, const char* text, std::size_t bytes, unsigned priority,
+                           const timespec* time) {
+  if (!timeIsStepped() || !isTime(*time)) return NEXT(mq_timedsend)(queue, text, bytes, priority, time);
+  return static_cast<int>(transferUntil(
+      *time, [&](const timespec* until) { return NEXT(mq_timedsend)(queue, text, bytes, priority, until); }));
+}
+
+STANDS_IN int sigtimedwait(const sigset_t* signals, siginfo_t* info, const timespec* time) {
+  if (time == nullptr || !timeIsStepped() || !isTime(*time)) return NEXT(sigtimedwait)(signals, info, time);
+  int result = -1;
+  int error = 0;
+  Schedule::get().waitInKernel(limitAfter(*time), [&](Nanoseconds slice) {
+    const timespec duration = timespecOf(slice);
+    result = NEXT(sigtimedwait)(signals, info, &duration);
+    error = errno;
+    return result >= 0 || error != EAGAIN;
+  });
+  Board::active()->clock().publish();
+  return result >= 0 ? result : fail(error);
 }
 
 // -- futexes

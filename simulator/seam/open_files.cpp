@@ -9,10 +9,10 @@
 #include <array>
 #include <atomic>
 #include <cctype>
+#include <climits>
 #include <filesystem>
 #include <map>
 #include <mutex>
-#include <string_view>
 #include <utility>
 
 #include "simulator/board/fork_safe_mutex.h"
@@ -55,15 +55,20 @@ constexpr Nanoseconds kFreshFor = 1000000;
 constexpr const char* kMemoryName = "/memfd:";
 constexpr std::size_t kLongestName = 200;
 
+// What the kernel says that a descriptor stands for: a path, or a name without a slash before it.
+std::string machinePathOf(int descriptor) {
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  std::array<char, PATH_MAX> target;
+  const ssize_t length = NEXT(readlink)(link.c_str(), target.data(), target.size());
+  return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
 // Whether the descriptor is still the file in memory that was made for the node, which is named after it. A
 // call that is not seen here may have closed it, and its number be a file of the program's own now.
 bool isStillOf(const OpenFile& file, int descriptor) {
-  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-  std::array<char, 512> target;
-  const ssize_t length = NEXT(readlink)(link.c_str(), target.data(), target.size());
   const std::string name = kMemoryName + file.path;
-  return length > 0 && std::string_view{target.data(), static_cast<std::size_t>(length)}.substr(
-                           0, std::min(name.size(), kLongestName)) == name.substr(0, kLongestName);
+  return machinePathOf(descriptor).substr(0, std::min(name.size(), kLongestName)) ==
+         name.substr(0, kLongestName);
 }
 
 bool writeText(int descriptor, const std::string& text) {
@@ -165,14 +170,17 @@ std::string absolutePath(int folder, const char* path) {
   if (path == nullptr) return {};
   if (path[0] == '/') return path;
   if (folder == AT_FDCWD) return path[0] != '\0' ? workingFolder() + "/" + path : std::string{};
+  if (path[0] == '\0' || folder < 0) return {};
   const auto base = openFile(folder);
-  return base == nullptr || base->folder.empty() ? std::string{} : base->folder + "/" + path;
+  std::string start = base != nullptr ? base->folder : machinePathOf(folder);
+  if (start.empty() || start.front() != '/') return {};
+  return start.append("/").append(path);
 }
 
 MachinePath::MachinePath(int folder, const char* path) : path_{path} {
   const bool isRelative = path != nullptr && path[0] != '/' && path[0] != '\0';
   if (!isRelative || Board::active() == nullptr) return;
-  if (folder == AT_FDCWD && !isWorkingOnBoard()) return;
+  if (folder == AT_FDCWD ? !isWorkingOnBoard() : !isTracked(folder)) return;
   // Without the folders on the way, which are not the machine's.
   absolute_ = std::filesystem::path{absolutePath(folder, path)}.lexically_normal();
 }

@@ -35,8 +35,8 @@ void untrack(int descriptor);
 void untrackFrom(int first, int last);
 std::shared_ptr<OpenFile> openFile(int descriptor);  // null when it is not the board's
 
-// The absolute path of `path` relative to `folder`, a descriptor or AT_FDCWD; empty when it is the machine's
-// business: relative to an open folder that is not the board's.
+// The absolute path of `path` relative to `folder`, a descriptor or AT_FDCWD, of the board or of the machine;
+// empty when there is none.
 std::string absolutePath(int folder, const char* path);
 
 // What a call that the board does not answer hands on to the machine: the path as it is, but where it counts

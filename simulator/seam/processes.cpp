@@ -114,6 +114,10 @@ STANDS_IN std::FILE* popen(const char* command, const char* type) {
     return startShellOnFrozenBoard(*board, command, type);
   simulator::Environment environment;
   environment.set(simulator::kStartVariable, simulator::startOfChild(board->clock().now()));
+#ifdef TESSARY_BOARD_OF_HOST
+  // Under an emulator the shells are the build machine's.
+  environment.set("LD_PRELOAD", TESSARY_BOARD_LIBRARY);
+#endif
   return startShell(command, type, environment);
 }
 

@@ -1,9 +1,10 @@
 // Signals, and what else takes a process by its id: kill, killpg, tgkill, sigqueue, pidfd_open, ptrace,
 // process_vm_readv, process_vm_writev; getpriority, setpriority, prlimit, the sched_ family; getpgid,
-// setpgid, getsid. A process of the board is to the program one of another user; none of the machine's is
+// setpgid, getsid; acct and klogctl, which tell of all processes. A process of the board is to the program one of another user; none of the machine's is
 // reached that the program did not start.
 
 #include <sched.h>
+#include <sys/klog.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -167,4 +168,13 @@ STANDS_IN pid_t getpgid(pid_t process) noexcept { UNLESS_BOARDS(process, NEXT(ge
 STANDS_IN pid_t getsid(pid_t process) noexcept { UNLESS_BOARDS(process, NEXT(getsid)(process), process); }
 STANDS_IN int setpgid(pid_t process, pid_t group) noexcept {
   UNLESS_OTHERS(process, NEXT(setpgid)(process, group));
+}
+
+// -- what the machine's kernel tells of processes that are none of the board's: those that end, with acct, and what
+// it has logged
+
+STANDS_IN int acct(const char* file) noexcept { return hasProcesses() ? fail(EPERM) : NEXT(acct)(file); }
+
+STANDS_IN int klogctl(int action, char* text, int bytes) noexcept {
+  return hasProcesses() ? fail(EPERM) : NEXT(klogctl)(action, text, bytes);
 }

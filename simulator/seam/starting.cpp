@@ -1,19 +1,25 @@
 // Programs that take the place of another, or are started beside it: execve, execv, execvp, execvpe,
-// posix_spawn, posix_spawnp. One that a preloaded library does not reach is handed to the command, which
+// posix_spawn, posix_spawnp, and what these do before on the board. One that a preloaded library does not reach is handed to the command, which
 // knows another way onto the same board, or says that there is none.
 
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "simulator/board/descriptor.h"
 #include "simulator/board/environment.h"
+#include "simulator/board/fork_safe_mutex.h"
 #include "simulator/board/program.h"
+#include "simulator/board/working_folder.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/open_files.h"
 
@@ -129,6 +135,65 @@ STANDS_IN int execle(const char* path, const char* first, ...) noexcept {
   char* const* const variables = va_arg(list, char* const*);
   va_end(list);
   return ::execve(path, arguments.data(), variables);
+}
+
+// -- what posix_spawn does by calls within the C library: an opening becomes a duplicate of a file that is open
+// already, with the text of the moment in which it was asked for, and a folder of the board is entered by its
+// descriptor
+
+namespace {
+
+// Descriptors that are open for a list of actions, until that is destroyed.
+struct SpawnFiles {
+  ForkSafeMutex mutex;
+  std::multimap<const posix_spawn_file_actions_t*, Descriptor> files;
+};
+
+SpawnFiles& spawnFiles() { return lasting<SpawnFiles>(); }
+[[maybe_unused]] const auto& earlySpawnFiles = spawnFiles();
+
+int keep(const posix_spawn_file_actions_t* actions, int descriptor) {
+  const std::lock_guard lock{spawnFiles().mutex};
+  spawnFiles().files.emplace(actions, Descriptor{descriptor});
+  return descriptor;
+}
+
+int enterAt(posix_spawn_file_actions_t* actions, const std::string& boardPath) {
+  const int folder = openFolder(boardPath);
+  return folder >= 0 ? NEXT(posix_spawn_file_actions_addfchdir_np)(actions, keep(actions, folder)) : errno;
+}
+
+}  // namespace
+
+STANDS_IN int posix_spawn_file_actions_addopen(posix_spawn_file_actions_t* actions, int target,
+                                               const char* path, int flags, mode_t mode) noexcept {
+  int file = -1;
+  if (!boardOpens(AT_FDCWD, path, flags | O_CLOEXEC, file))
+    return NEXT(posix_spawn_file_actions_addopen)(actions, target, MachinePath{AT_FDCWD, path}, flags, mode);
+  return file >= 0 ? NEXT(posix_spawn_file_actions_adddup2)(actions, keep(actions, file), target) : errno;
+}
+
+STANDS_IN int posix_spawn_file_actions_addchdir_np(posix_spawn_file_actions_t* actions,
+                                                   const char* path) noexcept {
+  const Board::Opening opening = lookAt(AT_FDCWD, path);
+  if (!opening.mine) return NEXT(posix_spawn_file_actions_addchdir_np)(actions, MachinePath{AT_FDCWD, path});
+  if (opening.error != 0) return opening.error;
+  return opening.isFolder ? enterAt(actions, opening.path) : ENOTDIR;
+}
+
+STANDS_IN int posix_spawn_file_actions_addfchdir_np(posix_spawn_file_actions_t* actions,
+                                                    int descriptor) noexcept {
+  const auto file = openFile(descriptor);
+  if (file == nullptr) return NEXT(posix_spawn_file_actions_addfchdir_np)(actions, descriptor);
+  return file->folder.empty() ? ENOTDIR : enterAt(actions, file->folder);
+}
+
+STANDS_IN int posix_spawn_file_actions_destroy(posix_spawn_file_actions_t* actions) noexcept {
+  {
+    const std::lock_guard lock{spawnFiles().mutex};
+    spawnFiles().files.erase(actions);
+  }
+  return NEXT(posix_spawn_file_actions_destroy)(actions);
 }
 
 STANDS_IN int posix_spawn(pid_t* process, const char* path, const posix_spawn_file_actions_t* actions,

@@ -1,32 +1,20 @@
-// What a path or a descriptor is: access, faccessat, the stat family, statx, getxattr, listxattr.
-
-#include "simulator/seam/status.h"
+// What a path or a descriptor is: access, faccessat, the stat family, statx, getxattr, listxattr; and of what
+// file system: the statfs and statvfs families.
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <string>
 
+#include "simulator/board/records.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/open_files.h"
-
-namespace simulator {
-
-bool isBelow(const std::string& path, const std::string& folder) {
-  return path.compare(0, folder.size(), folder) == 0 &&
-         (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-ino_t inodeOf(const std::string& path) { return std::hash<std::string>{}(path); }
-
-}  // namespace simulator
 
 namespace {
 
@@ -40,66 +28,31 @@ bool boardTests(int folder, const char* path, int mode, int& result) {
   return true;
 }
 
-// What there is to say of a node; the rest follows from its path.
-struct Nature {
-  std::string path;
-  mode_t mode;
-  off_t size;
-};
-
-// Of a node elsewhere than on the kernel's own file systems its text is the size.
-off_t sizeOf(const std::string& path, const Node& node) {
-  if (isBelow(path, "/sys")) return kPageBytes;
-  if (isBelow(path, "/proc") || !node.text) return 0;
-  return static_cast<off_t>(node.text().size());
-}
-
-Nature natureOf(const std::string& path, const Node& node, bool isFolder) {
-  if (isFolder) return {path, S_IFDIR | 0555, 0};
-  if (node.ioctl) return {path, S_IFCHR | 0666, 0};
-  return {path, S_IFREG | 0444, sizeOf(path, node)};
-}
-
-// The device is that of the machine's file system at the same place, of which the program may see parts.
-dev_t deviceOf(const std::string& path) {
-  for (const char* const root : {"/proc", "/sys", "/dev"}) {
-    struct stat status {};
-    if (isBelow(path, root) && NEXT(stat)(root, &status) == 0) return status.st_dev;
-  }
-  return 0;
-}
-
 template <typename Status>
-void fill(Status& status, const Nature& nature, const Clock& clock) {
-  status = {};
-  status.st_dev = deviceOf(nature.path);
-  status.st_ino = inodeOf(nature.path);
-  status.st_mode = nature.mode;
-  status.st_nlink = 1;
-  status.st_size = nature.size;
-  status.st_blksize = kPageBytes;
-  const Nanoseconds start = clock.dateAtStart();
-  const timespec made{start / kNanosecondsInSecond, start % kNanosecondsInSecond};
-  status.st_atim = status.st_mtim = status.st_ctim = made;
+void fill(Status& status, const std::string& path, const Node& node) {
+  const struct stat known = statusOf(*Board::active(), path, node);
+  static_assert(sizeof status == sizeof known);  // one record, by two names
+  std::memcpy(&status, &known, sizeof status);
 }
 
+// folder: a descriptor or AT_FDCWD.
 template <typename Status>
-bool boardStates(int folder, const char* path, Status* status, int& result) {
-  const Board* const board = Board::active();
-  if (board == nullptr) return false;
+bool boardStates(int folder, const char* path, int flags, Status* status, int& result) {
+  if (Board::active() == nullptr) return false;
   result = 0;
   const bool isDescriptor = path == nullptr || path[0] == '\0';  // AT_EMPTY_PATH
   if (const auto file = isDescriptor ? openFile(folder) : nullptr) {
-    fill(*status, natureOf(file->path, file->node, !file->folder.empty()), board->clock());
+    fill(*status, file->path, file->node);
     return true;
   }
   const Board::Opening opening = lookAt(folder, path);
   if (!opening.mine) return false;
   // A file that cannot be opened is there all the same; one that is not there is not.
-  if (opening.error == ENOENT) {
-    result = fail(ENOENT);
+  const bool follows = (flags & AT_SYMLINK_NOFOLLOW) == 0;
+  if (opening.error == ENOENT || (follows && opening.node.isLink)) {
+    result = fail(opening.error);
   } else {
-    fill(*status, natureOf(opening.path, opening.node, opening.isFolder), board->clock());
+    fill(*status, opening.path, opening.node);
   }
   return true;
 }
@@ -118,30 +71,30 @@ STANDS_IN int faccessat(int folder, const char* path, int mode, int flags) noexc
              : NEXT(faccessat)(folder, MachinePath{folder, path}, mode, flags);
 }
 
-#define STANDS_IN_STATUS(name, status_type)                                   \
+#define STANDS_IN_STATUS(name, status_type, flags)                            \
   STANDS_IN int name(const char* path, struct status_type* status) noexcept { \
     int result = 0;                                                           \
-    if (boardStates(AT_FDCWD, path, status, result)) return result;           \
+    if (boardStates(AT_FDCWD, path, flags, status, result)) return result;    \
     return NEXT(name)(MachinePath{AT_FDCWD, path}, status);                   \
   }
-STANDS_IN_STATUS(stat, stat)
-STANDS_IN_STATUS(lstat, stat)
-STANDS_IN_STATUS(stat64, stat64)
-STANDS_IN_STATUS(lstat64, stat64)
+STANDS_IN_STATUS(stat, stat, 0)
+STANDS_IN_STATUS(lstat, stat, AT_SYMLINK_NOFOLLOW)
+STANDS_IN_STATUS(stat64, stat64, 0)
+STANDS_IN_STATUS(lstat64, stat64, AT_SYMLINK_NOFOLLOW)
 
 #define STANDS_IN_STATUS_AT(name, status_type)                                                       \
   STANDS_IN int name(int folder, const char* path, struct status_type* status, int flags) noexcept { \
     int result = 0;                                                                                  \
-    if (boardStates(folder, path, status, result)) return result;                                    \
+    if (boardStates(folder, path, flags, status, result)) return result;                             \
     return NEXT(name)(folder, MachinePath{folder, path}, status, flags);                             \
   }
 STANDS_IN_STATUS_AT(fstatat, stat)
 STANDS_IN_STATUS_AT(fstatat64, stat64)
 
-#define STANDS_IN_STATUS_OF(name, status_type)                                                    \
-  STANDS_IN int name(int descriptor, struct status_type* status) noexcept {                       \
-    int result = 0;                                                                               \
-    return boardStates(descriptor, "", status, result) ? result : NEXT(name)(descriptor, status); \
+#define STANDS_IN_STATUS_OF(name, status_type)                                                       \
+  STANDS_IN int name(int descriptor, struct status_type* status) noexcept {                          \
+    int result = 0;                                                                                  \
+    return boardStates(descriptor, "", 0, status, result) ? result : NEXT(name)(descriptor, status); \
   }
 STANDS_IN_STATUS_OF(fstat, stat)
 STANDS_IN_STATUS_OF(fstat64, stat64)
@@ -188,22 +141,75 @@ STANDS_IN int __fxstatat64(int, int folder, const char* path, struct stat64* sta
 STANDS_IN int statx(int folder, const char* path, int flags, unsigned mask, struct statx* status) noexcept {
   struct stat plain {};
   int result = 0;
-  if (!boardStates(folder, path, &plain, result))
+  if (!boardStates(folder, path, flags, &plain, result))
     return NEXT(statx)(folder, MachinePath{folder, path}, flags, mask, status);
-  if (result != 0) return result;
-  std::memset(status, 0, sizeof *status);
-  const auto timeOf = [](const timespec& time) {
-    return statx_timestamp{time.tv_sec, static_cast<std::uint32_t>(time.tv_nsec), {}};
-  };
-  status->stx_mask = STATX_BASIC_STATS;
-  status->stx_mode = static_cast<decltype(status->stx_mode)>(plain.st_mode);
-  status->stx_nlink = 1;
-  status->stx_size = static_cast<std::uint64_t>(plain.st_size);
-  status->stx_blksize = kPageBytes;
-  status->stx_ino = plain.st_ino;
-  status->stx_dev_major = major(plain.st_dev);
-  status->stx_dev_minor = minor(plain.st_dev);
-  status->stx_atime = timeOf(plain.st_atim);
-  status->stx_mtime = status->stx_ctime = status->stx_atime;
-  return 0;
+  if (result == 0) *status = extended(plain);
+  return result;
 }
+
+// -- file systems
+
+namespace {
+
+// The board's path of what is asked about; false: it is the machine's, or the answer is an error already.
+bool boardFile(const char* path, std::string& boardPath, int& error) {
+  const Board::Opening opening = lookAt(AT_FDCWD, path);
+  if (!opening.mine) return false;
+  boardPath = opening.path;
+  error = opening.error == ENOENT ? ENOENT : 0;
+  return true;
+}
+bool boardFile(int descriptor, std::string& boardPath, int&) {
+  const auto file = openFile(descriptor);
+  if (file != nullptr) boardPath = file->path;
+  return file != nullptr;
+}
+
+void convert(const struct statfs& from, struct statfs& to) { to = from; }
+void convert(const struct statfs& from, struct statvfs& to) {
+  to = {};
+  to.f_bsize = static_cast<unsigned long>(from.f_bsize);
+  to.f_frsize = static_cast<unsigned long>(from.f_frsize);
+  to.f_blocks = from.f_blocks;
+  to.f_bfree = from.f_bfree;
+  to.f_bavail = from.f_bavail;
+  to.f_files = from.f_files;
+  to.f_ffree = to.f_favail = from.f_ffree;
+  to.f_namemax = static_cast<unsigned long>(from.f_namelen);
+}
+
+// by: a path or a descriptor. Record64 is the same record by another name.
+template <typename Record, typename Record64, typename By>
+bool boardFileSystem(By by, Record64* target, int& result) {
+  static_assert(sizeof(Record) == sizeof(Record64));
+  std::string path;
+  int error = 0;
+  if (!boardFile(by, path, error)) return false;
+  struct statfs system {};
+  if (error == 0) error = fileSystemOf(path, system);
+  result = error == 0 ? 0 : fail(error);
+  Record record{};
+  convert(system, record);
+  if (error == 0) std::memcpy(target, &record, sizeof record);
+  return true;
+}
+
+}  // namespace
+
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments are names and types
+#define STANDS_IN_FILE_SYSTEM(name, Record, Record64, by_name)                                             \
+  STANDS_IN int name(const char* path, struct Record64* target) noexcept {                                 \
+    int result = 0;                                                                                        \
+    if (boardFileSystem<struct Record>(path, target, result)) return result;                               \
+    return NEXT(name)(MachinePath{AT_FDCWD, path}, target);                                                \
+  }                                                                                                        \
+  STANDS_IN int by_name(int descriptor, struct Record64* target) noexcept {                                \
+    int result = 0;                                                                                        \
+    return boardFileSystem<struct Record>(descriptor, target, result) ? result                             \
+                                                                      : NEXT(by_name)(descriptor, target); \
+  }
+// NOLINTEND(bugprone-macro-parentheses)
+STANDS_IN_FILE_SYSTEM(statfs, statfs, statfs, fstatfs)
+STANDS_IN_FILE_SYSTEM(statfs64, statfs, statfs64, fstatfs64)
+STANDS_IN_FILE_SYSTEM(statvfs, statvfs, statvfs, fstatvfs)
+STANDS_IN_FILE_SYSTEM(statvfs64, statvfs, statvfs64, fstatvfs64)

@@ -1,15 +1,19 @@
-// syscall: the calls that take a process by its id, and waits on a futex, which some programs and the C++
+// syscall, and pidfd_send_signal: the calls that take a process by its id, and waits on a futex, which some programs and the C++
 // library make in this way.
 
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstdlib>
 
+#include "simulator/board/machine.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/notices.h"
+#include "simulator/seam/open_files.h"
 #include "simulator/seam/process_owner.h"
 
 namespace {
@@ -48,6 +52,17 @@ int refusalOf(long number, const Arguments& arguments) {
 
 }  // namespace
 
+// A folder of a process under /proc stands for it, too.
+STANDS_IN int pidfd_send_signal(int process, int signal, siginfo_t* info, unsigned flags) noexcept {
+  const auto file = openFile(process);
+  if (file == nullptr)
+    return static_cast<int>(machineCall(SYS_pidfd_send_signal, process, signal, info, flags));
+  constexpr char kProcesses[] = "/proc/";
+  const bool isProcess = file->folder.rfind(kProcesses, 0) == 0;
+  const pid_t id = isProcess ? std::atoi(file->folder.c_str() + sizeof kProcesses - 1) : 0;
+  return id > 0 ? ::kill(id, signal) : fail(EBADF);
+}
+
 STANDS_IN long syscall(long number, ...) noexcept {
   std::va_list list;
   va_start(list, number);
@@ -57,6 +72,9 @@ STANDS_IN long syscall(long number, ...) noexcept {
   if (number == SYS_kill) return ::kill(static_cast<pid_t>(all[0]), static_cast<int>(all[1]));
   if (number == SYS_tgkill)
     return ::tgkill(static_cast<pid_t>(all[0]), static_cast<pid_t>(all[1]), static_cast<int>(all[2]));
+  if (number == SYS_pidfd_send_signal)
+    return ::pidfd_send_signal(static_cast<int>(all[0]), static_cast<int>(all[1]),
+                               reinterpret_cast<siginfo_t*>(all[2]), static_cast<unsigned>(all[3]));
   long result = 0;
   if (number == SYS_futex && waitsOnFutex(all, result)) return result;
   if (const int refusal = refusalOf(number, all)) return fail(refusal);

@@ -1,8 +1,10 @@
 // Threads, which start with the time of the thread that creates them, and pass theirs on when they are
-// joined: pthread_create, pthread_join.
+// joined: pthread_create, pthread_join, pthread_tryjoin_np, pthread_timedjoin_np, pthread_clockjoin_np.
 
 #include <pthread.h>
 
+#include <cerrno>
+#include <ctime>
 #include <memory>
 
 #include "simulator/seam/board_time.h"
@@ -47,4 +49,31 @@ STANDS_IN int pthread_join(pthread_t thread, void** value) {
   const int result = Schedule::get().join(thread, [&] { return NEXT(pthread_join)(thread, value); });
   Board::active()->clock().publish();
   return result;
+}
+
+namespace {
+
+int joinUntil(pthread_t thread, void** value, Nanoseconds limit) {
+  const int result =
+      Schedule::get().joinUntil(thread, limit, [&] { return NEXT(pthread_join)(thread, value); });
+  Board::active()->clock().publish();
+  return result;
+}
+
+}  // namespace
+
+STANDS_IN int pthread_timedjoin_np(pthread_t thread, void** value, const timespec* time) {
+  if (!timeIsStepped() || !isTime(*time)) return NEXT(pthread_timedjoin_np)(thread, value, time);
+  return joinUntil(thread, value, limitAt(CLOCK_REALTIME, *time));
+}
+
+STANDS_IN int pthread_clockjoin_np(pthread_t thread, void** value, clockid_t clock, const timespec* time) {
+  if (!timeIsStepped() || !isTime(*time)) return NEXT(pthread_clockjoin_np)(thread, value, clock, time);
+  return joinUntil(thread, value, limitAt(clock, *time));
+}
+
+STANDS_IN int pthread_tryjoin_np(pthread_t thread, void** value) noexcept {
+  if (!timeIsStepped()) return NEXT(pthread_tryjoin_np)(thread, value);
+  const int result = joinUntil(thread, value, Schedule::now());
+  return result == ETIMEDOUT ? EBUSY : result;
 }

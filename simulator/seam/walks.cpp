@@ -1,13 +1,17 @@
-// What the C library does over many folders by calls within itself: glob, ftw, nftw.
+// What the C library does over many folders by calls within itself: glob, ftw, nftw; fts, which is refused on the
+// board.
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <fts.h>
 #include <ftw.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <utility>
@@ -116,6 +120,32 @@ STANDS_IN int ftw(const char* path, __ftw_func_t visit, int descriptors) {
     return visit(name, status, type);
   };
   return walksBoard(path, 0, plain, result) ? result : NEXT(ftw)(path, visit, descriptors);
+}
+
+namespace {
+
+// It would walk over the machine's folders of the same names.
+bool refusesWalk(char* const* paths) {
+  for (; *paths != nullptr; ++paths) {
+    if (!lookAt(AT_FDCWD, *paths).mine) continue;
+    std::fprintf(stderr, "tessary-board: fts of %s would show the machine's and is refused\n", *paths);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+STANDS_IN FTS* fts_open(char* const* paths, int options, int (*compare)(const FTSENT**, const FTSENT**)) {
+  if (!refusesWalk(paths)) return NEXT(fts_open)(paths, options, compare);
+  errno = EOPNOTSUPP;
+  return nullptr;
+}
+STANDS_IN FTS64* fts64_open(char* const* paths, int options,
+                            int (*compare)(const FTSENT64**, const FTSENT64**)) {
+  if (!refusesWalk(paths)) return NEXT(fts64_open)(paths, options, compare);
+  errno = EOPNOTSUPP;
+  return nullptr;
 }
 
 #ifdef __LP64__  // one record of a status, by two names

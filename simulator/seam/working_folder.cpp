@@ -18,6 +18,7 @@
 
 #include "simulator/board/board.h"
 #include "simulator/board/fork_safe_mutex.h"
+#include "simulator/board/records.h"
 #include "simulator/board/working_folder.h"
 #include "simulator/seam/interpose.h"
 #include "simulator/seam/open_files.h"
@@ -115,11 +116,10 @@ std::optional<std::string> ownLink(const std::string& path) {
   return std::nullopt;
 }
 
-// Nodes of the board are no links.
 bool boardLinks(int folder, const char* path, char* target, std::size_t bytes, ssize_t& result) {
   const Board::Opening opening = lookAt(folder, path);
   if (opening.mine) {
-    result = fail(opening.error == ENOENT ? ENOENT : EINVAL);
+    result = fail(linkError(opening));
     return true;
   }
   const auto link = Board::active() != nullptr ? ownLink(absolutePath(folder, path)) : std::nullopt;

@@ -5,7 +5,7 @@
 
 golden=$(dirname "$0")/golden
 # BOARD SEED ARGUMENT..
-on() { timeout --kill-after=5 60 "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
+on() { timeout --kill-after=5 "$(seconds 60)" "$BOARD" run "$1" --seed "$2" --time stepped -- "$TESSARY" "${@:3}" </dev/null; }
 same() { cmp -s "$1" "$2" || fail "$3: $(diff "$1" "$2" | head -n 20)"; }
 
 # Rates in round figures: see simulator/boards/hostile.json, whose first fault comes after two seconds; a zone, an
@@ -77,12 +77,18 @@ at 16 '"processes":26,"cpu_percent":85.0,'
 for board in $("$BOARD" list | awk '{print $1}'); do
   sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
   on "$board" 3 report --json --top 50 --monitors $sections >"$work/live"
-  on "$board" 3 record -o "$work/recorded.gz" --duration 1 --monitors $sections || fail "$board: record: exit code $?"
-  on "$board" 3 report "$work/recorded.gz" --json >"$work/back"
+  on "$board" 3 record -o "$work/recorded$gz" --duration 1 --monitors $sections || fail "$board: record: exit code $?"
+  on "$board" 3 report "$work/recorded$gz" --json >"$work/back"
   [ -s "$work/live" ] && same "$work/live" "$work/back" "$board: the recording gives another report"
-  tessary report "$work/recorded.gz" --monitors cpu >"$work/back" || fail "$board: no text of the recording"
+  tessary report "$work/recorded$gz" --monitors cpu >"$work/back" || fail "$board: no text of the recording"
 done
 [ "$board" ] || fail "no boards"
+
+# Swap that is in use is not said where the kernel leaves out how much of it is free.
+echo '{"model": "x", "cores": [{"count": 1}], "nodes":
+  {"/proc/meminfo": "MemTotal: 4096 kB\nMemAvailable: 1024 kB\nSwapTotal: 2048 kB\n"}}' >"$work/no_swap_free.json"
+on "$work/no_swap_free.json" 1 record -o - --duration 1 --monitors memory >"$work/out" || fail "no SwapFree: exit code $?"
+grep -q '"swap_total_kib":2048,"errors"' "$work/out" || fail "no SwapFree: $(cat "$work/out")"
 
 # A monitor that cannot read does not wait; the recording does.
 on hostile 1 record -o "$work/alone" --duration 16 --monitors cpu || fail "record of the CPU alone: exit code $?"

@@ -2,7 +2,7 @@
 # A capture is a board that gives the very texts of the machine that it was taken of.
 . "$(dirname "$0")/lib.sh"
 
-on() { timeout --kill-after=5 60 "$BOARD" run "$1" --time stepped -- "${@:2}" </dev/null; }
+on() { timeout --kill-after=5 "$(seconds 60)" "$BOARD" run "$1" --time stepped -- "${@:2}" </dev/null; }
 
 # Everything goes wrong on this board, one thing after the other: the text of each node, or why there is none, at each second.
 on hostile "$TESSARY" capture -o "$work/captured.json" --duration 16 >"$work/out" 2>"$work/err" || fail "capture: exit code $?"

@@ -12,12 +12,12 @@ drive() {
 
 cd "$work" || exit 1
 drive base.jsonl 1 vx4490p
-drive again.jsonl.gz 2 vx4490p
+drive again.jsonl$gz 2 vx4490p
 "$BOARD" show vx4490p --json | sed '0,/"nice": 0.5/s//"nice": 12/' >busier.json
 drive busier.jsonl 3 "$work/busier.json"
 
 # Two seeds of one board are the same; each core of a cluster with 11 points more is worse.
-run 0 compare base.jsonl again.jsonl.gz
+run 0 compare base.jsonl again.jsonl$gz
 holds out "base base.jsonl: 600 samples, 600 s"
 holds out "0 worse, 0 better, 0 changed"
 empty err
@@ -32,20 +32,20 @@ run 0 compare base.jsonl busier.jsonl --figures 'cpu.cores[core=0].load_percent'
 cmp -s first out || fail "a comparison does not repeat"
 
 # A temperature that creeps up says too little, and what was asked for by name is not passed over.
-run 3 compare base.jsonl again.jsonl.gz --figures 'thermal.zones[type=skin].temperature_celsius'
+run 3 compare base.jsonl again.jsonl$gz --figures 'thermal.zones[type=skin].temperature_celsius'
 holds out "needs about "
-run 3 compare base.jsonl again.jsonl.gz --figures 'process.top[name=nobody].cpu_percent'
+run 3 compare base.jsonl again.jsonl$gz --figures 'process.top[name=nobody].cpu_percent'
 holds out "not compared: process.top[name=nobody].cpu_percent: in no sample of either side"
 
 # Several a side; standard input.
-run 0 compare base.jsonl again.jsonl.gz base.jsonl --with again.jsonl.gz base.jsonl again.jsonl.gz --figures cpu.load_percent
-holds out "base base.jsonl again.jsonl.gz base.jsonl: 1800 samples, 1800 s"
+run 0 compare base.jsonl again.jsonl$gz base.jsonl --with again.jsonl$gz base.jsonl again.jsonl$gz --figures cpu.load_percent
+holds out "base base.jsonl again.jsonl$gz base.jsonl: 1800 samples, 1800 s"
 tessary compare - busier.jsonl --json <base.jsonl >out || [ $? -eq 1 ] || fail "from standard input"
 holds out '"schema": "tessary-compare"'
 holds out '"verdict": "worse"'
 
 # With a page of both.
-run 0 compare base.jsonl again.jsonl.gz --figures cpu.load_percent --html page.html
+run 0 compare base.jsonl again.jsonl$gz --figures cpu.load_percent --html page.html
 holds out "1 same"
 holds page.html "<html"
 holds page.html "again.jsonl"

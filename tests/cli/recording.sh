@@ -12,11 +12,11 @@ check_file() {
 }
 # Started not by the function: signals are for the tool, not for a shell that waits for it.
 record_in_background() {
-  ${EMULATOR:-} "$TESSARY" record "$@" 2>"$work/err" &
+  "$TESSARY" record "$@" 2>"$work/err" &
   recorder=$!
 }
 
-run 0 record -o "$file" --duration 0.3 --interval 50
+run 0 record -o "$file" --duration "$(seconds 0.3)" --interval 50
 empty out
 quiet "to its end"
 lines 3 || fail "a recording of 0.3 s at 50 ms has $(wc -l <"$file") lines"
@@ -24,7 +24,7 @@ check_file "to its end"
 sed 1d "$file" | grep -q '"procmem"' && fail "procmem is recorded without being asked for"
 
 # Shorter than an interval: one sample of that length.
-run 0 record -o "$file" --duration 0.02 --interval 3600000 --monitors memory
+run 0 record -o "$file" --duration "$(seconds 0.02)" --interval 3600000 --monitors memory
 [ "$(wc -l <"$file")" -eq 2 ] || fail "a short recording has $(wc -l <"$file") lines"
 run 2 record -o "$file" --interval 9
 holds err "--interval: '9' is no number from 10 to"
@@ -63,7 +63,7 @@ esac
 kill $stalled
 
 # Killed, in the middle of a line or not: what can be read is what was written.
-for name in recording.jsonl recording.gz; do
+for name in recording.jsonl recording$gz; do
   file=$work/$name
   rm -f "$file"
   record_in_background -o "$file" --interval 10 --monitors memory
@@ -79,7 +79,7 @@ file=$work/recording.jsonl
 # Two writers: the second is refused, and does no harm.
 rm "$file"
 # Its own words, of samples that come late, are not among those of the second.
-${EMULATOR:-} "$TESSARY" record -o "$file" --interval 10 --monitors memory 2>"$work/first" &
+"$TESSARY" record -o "$file" --interval 10 --monitors memory 2>"$work/first" &
 recorder=$!
 until_true lines 3
 run 1 record -o "$file" --duration 0.01
@@ -94,9 +94,9 @@ holds first "$file: was removed; the recording goes on in a new file"
 
 # In parts, compressed, each a recording of its own; a later recording overwrites none.
 for first in 1 3; do
-  run 0 record -o "$work/part.jsonl.gz" --rotate 1K --interval 10 --duration 0.1 --monitors memory,thermal,cpu
+  run 0 record -o "$work/part.jsonl$gz" --rotate 1K --interval 10 --duration "$(seconds 0.1)" --monitors memory,thermal,cpu
   file=$work/part
-  gunzip -c "$work/part-000$first.jsonl.gz" >"$file" || fail "gunzip does not take part $first"
+  gunzip -cf "$work/part-000$first.jsonl$gz" >"$file" || fail "gunzip does not take part $first"
   check_file "part $first"
 done
 run 2 record -o - --rotate 1K
@@ -105,11 +105,11 @@ holds err "--rotate: '5m' is no size (500K, 64M, 2G) and no time"
 file=$work/recording.jsonl
 
 # Disk full: the file keeps its whole lines, and the error names it.
-for option in "" --compress; do
+for option in "" ${gz:+--compress}; do
   (
     ulimit -f 32
     # shellcheck disable=SC2086
-    ${EMULATOR:-} "$TESSARY" record -o "$file" --interval 10 --top all $option 2>"$work/err"
+    "$TESSARY" record -o "$file" --interval 10 --top all $option 2>"$work/err"
   ) && fail "a full disk is no error"
   holds err "$file: File too large"
   run 0 report "$file"
@@ -121,7 +121,7 @@ done
 echo "what was there" >"$file"
 (
   ulimit -f 32
-  ${EMULATOR:-} "$TESSARY" record -o - --interval 10 --top all >>"$file" 2>/dev/null
+  "$TESSARY" record -o - --interval 10 --top all >>"$file" 2>/dev/null
 )
 [ "$(head -n 1 "$file")" = "what was there" ] || fail "a full disk destroys what was there"
 [ -z "$(tail -c 1 "$file")" ] || fail "disk full, appending: the last line is not whole"

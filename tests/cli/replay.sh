@@ -5,7 +5,7 @@
 sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
 # BOARD FILE ARGUMENT..: records twenty samples there.
 record_on() {
-  timeout --kill-after=5 60 "$BOARD" run "$1" "${@:3}" --time stepped -- \
+  timeout --kill-after=5 "$(seconds 60)" "$BOARD" run "$1" "${@:3}" --time stepped -- \
     "$TESSARY" record -o "$2" --duration "${seconds:-20}" --top all --monitors $sections >"$work/out" 2>"$work/err" </dev/null ||
     fail "$1: exit code $?: $(head -c 300 "$work/err")"
   empty err
@@ -18,6 +18,14 @@ for board in $("$BOARD" list | awk '{print $1}'); do
   [ "$(wc -l <"$work/again.jsonl")" -eq 21 ] || fail "$board: $(wc -l <"$work/again.jsonl") lines"
   same_figures "$work/$board.jsonl" "$work/again.jsonl" "$board"
 done
+
+# Compressed, and cut short as by a power cut, it is a board as far as it goes.
+gzip -k "$work/hostile.jsonl"
+head -c -20 "$work/hostile.jsonl.gz" >"$work/cut.jsonl.gz"
+record_on "$work/hostile.jsonl.gz" "$work/again.jsonl"
+same_figures "$work/hostile.jsonl" "$work/again.jsonl" "hostile, compressed"
+[ "$("$BOARD" run "$work/cut.jsonl.gz" --seam notify -- head -n 1 /proc/meminfo)" = \
+  "$("$BOARD" run "$work/hostile.jsonl" -- head -n 1 /proc/meminfo)" ] || fail "hostile, cut short: another MemTotal"
 
 # From the middle on, it is the rest of the recording; at twice the speed, the same in half the time.
 seconds=14 record_on "$work/hostile.jsonl" "$work/again.jsonl" --from 6

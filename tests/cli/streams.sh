@@ -14,7 +14,7 @@ lacks out "Changed Sample Time"
 
 # On a terminal: COLUMNS ARGUMENT..
 on_terminal() {
-  script -qec "stty cols $1 rows 0; ${EMULATOR:-} '$TESSARY' ${*:2}" /dev/null </dev/null | tr -d '\r' >"$work/out"
+  script -qec "stty cols $1 rows 0; '$TESSARY' ${*:2}" /dev/null </dev/null | tr -d '\r' >"$work/out"
 }
 on_terminal 60 report --interval 20 --monitors net
 holds out "too wide for the terminal: "
@@ -26,9 +26,9 @@ holds out "dropped in"
 on_terminal 60 report --interval 20 --monitors net --wide
 lacks out "too wide"
 holds out "collisions"
-on_terminal 80 record -o - --interval 10 --duration 0.03 --monitors memory
+on_terminal 80 record -o - --interval 10 --duration "$(seconds 0.03)" --monitors memory
 lacks out " samples, "
-on_terminal 80 record -o "$work/recording" --interval 10 --duration 0.03 --monitors memory
+on_terminal 80 record -o "$work/recording" --interval 10 --duration "$(seconds 0.03)" --monitors memory
 holds out " samples, "
 
 # A reader that has gone is no error, and no noise.

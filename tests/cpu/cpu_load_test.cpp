@@ -14,13 +14,13 @@ using simulator::Board;
 using simulator::Cores;
 
 // user nice system idle iowait irq softirq steal guest guest_nice, in ticks
-constexpr char kFirst[] =
+constexpr char kFirstReading[] =
     "cpu  0 0 0 0 0 0 0 0 0 0\n"
     "cpu0 100 0 100 1000 0 0 0 0 0 0\n"
     "cpu1 100 0 100 1000 0 0 0 10 0 0\n"
     "intr 5 0 0\n";
 // Core 0: 25 busy, 75 idle. Core 1: 40 in I/O wait, 40 idle, 20 stolen.
-constexpr char kSecond[] =
+constexpr char kSecondReading[] =
     "cpu  9 9 9 9 9 9 9 9 9 9\n"
     "cpu0 120 0 105 1075 0 0 0 0 0 0\n"
     "cpu1 100 0 100 1040 40 0 0 30 0 0\n"
@@ -28,8 +28,8 @@ constexpr char kSecond[] =
 
 TEST(CpuLoad, IsTheShareOfTheIntervalThatWasNotIdleWeightedByCapacity) {
   CpuBoard board{{256, 768}};
-  board.file("/proc/stat", kFirst);
-  board.afterWait([&] { board.file("/proc/stat", kSecond); });
+  board.file("/proc/stat", kFirstReading);
+  board.afterWait([&] { board.file("/proc/stat", kSecondReading); });
   cpu::CPU_MON monitor;
 
   const double* const load = monitor.tessary_getPerCoreUsage();
@@ -91,7 +91,7 @@ TEST(CpuLoad, TotalIsLoggedAndNegativeWhenNothingWasMeasured) {
 
 TEST(CpuLoad, StatThatVanishesDuringTheWaitFailsTheMeasurement) {
   CpuBoard board{{1024}};
-  board.file("/proc/stat", kFirst);
+  board.file("/proc/stat", kFirstReading);
   board.afterWait([&] { board.refuse("/proc/stat", ENOENT); });
   cpu::CPU_MON monitor;
   EXPECT_EQ(monitor.tessary_getPerCoreUsage(), nullptr);
@@ -100,7 +100,7 @@ TEST(CpuLoad, StatThatVanishesDuringTheWaitFailsTheMeasurement) {
 
 TEST(CpuLoad, ATableThatCouldNotBeAllocatedIsReportedByTheMeasurement) {
   CpuBoard board{{1024}};
-  board.file("/proc/stat", kFirst);
+  board.file("/proc/stat", kFirstReading);
   board.failAllocation(3);  // capacity, factor, usage
   cpu::CPU_MON monitor;
   EXPECT_EQ(monitor.implementation->cpuUsage, nullptr);
@@ -110,8 +110,8 @@ TEST(CpuLoad, ATableThatCouldNotBeAllocatedIsReportedByTheMeasurement) {
 
 TEST(CpuLoad, CoresWeighTheSameWithoutCapacities) {
   Board board{Cores{2}};
-  board.file("/proc/stat", kFirst);
-  board.afterWait([&] { board.file("/proc/stat", kSecond); });
+  board.file("/proc/stat", kFirstReading);
+  board.afterWait([&] { board.file("/proc/stat", kSecondReading); });
   cpu::CPU_MON monitor;
   ASSERT_EQ(monitor.implementation->cpuFactor, nullptr);
   EXPECT_EQ(monitor.tessary_getTotalCPULoad(), (25.0 + 60.0) / 2);
@@ -162,7 +162,7 @@ TEST(CpuLoad, AnyTextIsMeasuredWithoutOverrunForAnyNumberOfCores) {
 
 TEST(CpuLoad, TheSamplingTimeIsTakenAsGivenAndReported) {
   CpuBoard board{{1024}};
-  board.file("/proc/stat", kFirst);
+  board.file("/proc/stat", kFirstReading);
   cpu::CPU_MON monitor;
   EXPECT_EQ(outputOf([&] { monitor.tessary_setSamplingTime(250); }), "Changed Sample Time = 250\n");
   monitor.tessary_getPerCoreUsage();

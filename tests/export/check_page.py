@@ -4,71 +4,13 @@ With a folder for PICTURES it also leaves screenshots there: light and dark, 128
 import base64
 import json
 import os
-import subprocess
 import sys
 import tempfile
-import time
-import urllib.error
-import urllib.request
 
+from browser import Browser
 from recording import Recording
 
 PORT = 19515
-SWITCHES = ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-            "--disable-background-networking", "--disable-component-update", "--disable-sync", "--hide-scrollbars",
-            "--allow-file-access-from-files=false"]
-
-
-class Browser:
-    """As much of the WebDriver protocol as is needed here."""
-
-    def __init__(self, folder):
-        self.driver = subprocess.Popen(["chromedriver", "--port=%d" % PORT], stdout=subprocess.DEVNULL)
-        self.session = ""
-        self._wait()
-        options = {"args": SWITCHES + ["--user-data-dir=" + folder], "perfLoggingPrefs": {"enableNetwork": True}}
-        wanted = {"goog:chromeOptions": options, "goog:loggingPrefs": {"browser": "ALL", "performance": "ALL"}}
-        started = self.call("POST", "/session", {"capabilities": {"alwaysMatch": wanted}})
-        self.session = "/session/" + started["sessionId"]
-
-    def _wait(self):
-        for _ in range(600):
-            try:
-                return self.call("GET", "/status")
-            except (urllib.error.URLError, ConnectionError):
-                time.sleep(0.05)
-        sys.exit("chromedriver does not answer")
-
-    def call(self, method, path, body=None):
-        data = json.dumps(body).encode() if body is not None else None
-        request = urllib.request.Request("http://127.0.0.1:%d%s%s" % (PORT, self.session, path), data, method=method)
-        try:
-            with urllib.request.urlopen(request, timeout=60) as answer:
-                return json.load(answer)["value"]
-        except urllib.error.HTTPError as error:
-            sys.exit(error.read().decode())
-
-    def command(self, name, **parameters):
-        return self.call("POST", "/goog/cdp/execute", {"cmd": name, "params": parameters})
-
-    def run(self, script, *arguments):
-        return self.call("POST", "/execute/sync", {"script": script, "args": list(arguments)})
-
-    def log(self, kind):
-        return self.call("POST", "/se/log", {"type": kind})
-
-    def size(self, width, height, dark):
-        self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
-                     mobile=False)
-        scheme = "dark" if dark else "light"
-        self.command("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
-
-    def close(self):
-        if self.session:
-            self.call("DELETE", "")
-        self.driver.terminate()
-        self.driver.wait()
-
 
 # The columns of a section's first chart in which something other than the ground and the grid is drawn, from the
 # first to the last: grey has no ink.
@@ -109,11 +51,10 @@ def pictures(browser, folder):
                 file.write(base64.b64decode(shot))
 
 
-
 recording = Recording(sys.argv[1])
 page = "file://" + os.path.abspath(sys.argv[2])
 with tempfile.TemporaryDirectory() as folder:
-    browser = Browser(folder)
+    browser = Browser(folder, PORT)
     try:
         browser.command("Network.enable")
         browser.size(1280, 1600, False)

@@ -1,8 +1,12 @@
 #include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/model/model.h"
@@ -16,8 +20,6 @@ namespace {
 
 using simulator::Board;
 
-constexpr unsigned kSecond = 1000000;
-
 TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
   Board board;
   simulator::loadBoardText(board, R"({"model": "x", "ticks_per_second": 1000, "cores": [
@@ -25,7 +27,7 @@ TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
     {"capacity": 256, "load": {"user": {"square": [100, 0], "period_ms": 400, "first_ms": 100}}},
     {"capacity": 512, "load": {"user": {"ramp": [0, 80], "over_ms": 4000}, "iowait": 12.5, "steal": 2.5}}]})");
   cpu::CPU_MON monitor;
-  ::usleep(kSecond);
+  ::usleep(kMicrosecondsInSecond);
   monitor.implementation->samplingTime = 2000;
 
   const double* const load = monitor.tessary_getPerCoreUsage();
@@ -43,7 +45,7 @@ TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
 std::string readingsOf(std::uint64_t seed) {
   Board board;
   simulator::loadBoard(board, boardPath("vx4490p"), seed);
-  ::usleep(3 * kSecond + 123456);
+  ::usleep(3 * kMicrosecondsInSecond + 123456);
   ::usleep(700000);
   std::string texts;
   for (const char* const path :
@@ -72,7 +74,7 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
     "processes": [{"pid": 9, "name": "late", "user": 150, "system": 0.1, "born_ms": 1000, "ended_ms": 4000}]})");
 
   EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
-  ::usleep(2 * kSecond);
+  ::usleep(2 * kMicrosecondsInSecond);
 
   EXPECT_EQ(textOf("/proc/diskstats"),
             " 179       0 mmcblk0 0 0 2003 0 0 0 0 0 3 0 0 0 0 0 0 0 0\n"
@@ -86,7 +88,7 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
   // s after the machine's start.
   EXPECT_EQ(textOf("/proc/9/stat").substr(0, 71),
             "9 (late) S 1 9 9 0 -1 4194560 0 0 0 0 1500 1 0 0 20 0 1 0 3601000 0 0 1");
-  ::usleep(2 * kSecond);
+  ::usleep(2 * kMicrosecondsInSecond);
   EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
 }
 
@@ -101,10 +103,10 @@ TEST(BoardFigures, ReachTheDdrAndDspMonitors) {
       "ddr": {"a1": 1000, "a2": {"square": [500, 700], "period_ms": 10000}, "b1": 20, "b2": 4},
       "dsps": [{"name": "cdsp", "load": 62.5, "clock": {"ramp": [0, 4000], "over_ms": 4000}}]})");
     testing::internal::CaptureStdout();
-    ::usleep(3 * kSecond);
+    ::usleep(3 * kMicrosecondsInSecond);
     ddr::DDR_MON monitor;
     monitor.tessary_setSamplingTime(500);
-    ::usleep(kSecond / 2);
+    ::usleep(kMicrosecondsInSecond / 2);
     const uint64_t* const figures = monitor.tessary_getDDRStats();
     ASSERT_NE(figures, nullptr);
     EXPECT_EQ(std::vector<uint64_t>(figures, figures + 6),
@@ -117,6 +119,24 @@ TEST(BoardFigures, ReachTheDdrAndDspMonitors) {
     dsp::DSP_MON absent{2};
     EXPECT_EQ(absent.tessary_getDSPSample(), -1);
     testing::internal::GetCapturedStdout();
+  }
+}
+
+// A driver has no commands of the other generation.
+TEST(BoardFigures, OfTheOtherDdrInterfaceAreRefused) {
+  constexpr unsigned long kOlder = 0xc0689801;
+  constexpr unsigned long kNewer = 0xc01c9804;
+  for (const auto& [platform, refused] : {std::pair{"taupe", kNewer}, std::pair{"brindle", kOlder}}) {
+    SCOPED_TRACE(platform);
+    Board board;
+    simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "platform": ")" + std::string{platform} +
+                                        R"(", "ddr": {"a1": 1000, "a2": 1, "b1": 20, "b2": 4}})");
+    const int device = ::open("/dev/profiler", O_RDWR);
+    std::uint32_t record[26] = {2, 0, 0, 0, 0, 0, 2};  // a get, in either record
+    EXPECT_EQ(::ioctl(device, refused, record), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(::ioctl(device, refused == kOlder ? kNewer : kOlder, record), 0);
+    ::close(device);
   }
 }
 
@@ -154,7 +174,7 @@ TEST(BoardFigures, OfABigBoardAreAllThere) {
     return count;
   };
   EXPECT_EQ(processes(), 460);
-  ::usleep(3 * kSecond);
+  ::usleep(3 * kMicrosecondsInSecond);
   EXPECT_EQ(processes(), 500);
 }
 

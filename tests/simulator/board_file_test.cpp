@@ -15,16 +15,6 @@ namespace {
 using simulator::Board;
 
 // What is wrong with the board; empty when nothing is.
-std::string mistakeIn(const std::string& text) {
-  Board board;
-  try {
-    simulator::loadBoardText(board, text);
-  } catch (const simulator::BoardFileError& error) {
-    return error.what();
-  }
-  return {};
-}
-
 // The member under test begins on the fourth line.
 std::string boardWith(const std::string& member) {
   return "{\n\"model\": \"x\",\n\"cores\": [{\"count\": 2}],\n" + member + "\n}\n";

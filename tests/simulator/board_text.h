@@ -25,4 +25,9 @@ inline std::string textOf(const std::string& path) {
 // The file of one of the boards in simulator/boards.
 std::string boardPath(const std::string& name);
 
+// What is said of a board's text, or nothing.
+std::string mistakeIn(const std::string& text);
+
+constexpr useconds_t kMicrosecondsInSecond = 1000000;
+
 #endif

@@ -116,6 +116,7 @@ TEST(Interposition, TheProgramsOwnFolderStays) {
   // What is mounted is the board's, by whatever name it is asked for.
   board.file("/proc/mounts", "/dev/root / ext4 rw 0 0\nproc /proc proc ro,relatime 0 0\n");
   EXPECT_EQ(textOf("/proc/self/mounts"), textOf("/proc/mounts"));
+  EXPECT_EQ(textOf("/etc/mtab"), textOf("/proc/mounts"));
   EXPECT_EQ(textOf("/proc/" + std::to_string(::getpid()) + "/mountinfo"),
             "20 1 0:20 / / rw - ext4 /dev/root rw\n21 1 0:21 / /proc ro,relatime - proc proc ro,relatime\n");
   std::FILE* const table = ::setmntent("/proc/self/mounts", "r");

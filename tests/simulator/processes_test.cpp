@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/klog.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -68,6 +69,13 @@ TEST(Processes, AnIdOfTheBoardsIsNeverTheMachines) {
     EXPECT_REFUSED(::syscall(SYS_kill, stranger, SIGKILL), EPERM);
     EXPECT_REFUSED(::syscall(SYS_tkill, stranger, SIGKILL), EPERM);
     EXPECT_REFUSED(::syscall(SYS_pidfd_open, stranger, 0), EPERM);
+    const int folder = ::open(("/proc/" + std::to_string(stranger)).c_str(), O_PATH | O_DIRECTORY);
+    EXPECT_EQ(::syscall(SYS_pidfd_send_signal, folder, 0, nullptr, 0), 0);
+    EXPECT_REFUSED(::syscall(SYS_pidfd_send_signal, folder, SIGKILL, nullptr, 0), EPERM);
+    ::close(folder);
+    EXPECT_REFUSED(::acct(nullptr), EPERM);
+    constexpr int kSizeOfLog = 10;
+    EXPECT_REFUSED(::klogctl(kSizeOfLog, nullptr, 0), EPERM);
     EXPECT_REFUSED(::setpriority(PRIO_PROCESS, static_cast<id_t>(stranger), 5), EPERM);
     EXPECT_EQ(::getpriority(PRIO_PROCESS, static_cast<id_t>(stranger)), 0);
     board.file("/proc/4999999/stat", "\n");  // which the machine never has
@@ -103,6 +111,9 @@ TEST(Processes, AChildIsTheProgramsOwnWhateverItsId) {
 
 // The other thread holds the board's lock while this one forks.
 TEST(Processes, AForkWaitsForTheBoardsLocks) {
+#ifdef TESSARY_BOARD_OF_HOST
+  GTEST_SKIP() << "the emulator fails an assertion of its own in a child that was forked beside a thread";
+#endif
   Board board;
   board.file("/sys/a/slow", "1\n");
   board.file("/sys/a/other", "2\n");

@@ -17,8 +17,6 @@ using simulator::Board;
 using simulator::Series;
 using simulator::Signal;
 
-constexpr unsigned kSecond = 1000000;
-
 Signal seriesOf(std::vector<Series::Point> points) {
   return Signal::series(std::make_shared<const Series>(std::move(points)));
 }
@@ -53,15 +51,15 @@ TEST(Series, TakesTheNodeOrTheLineAwayWhileItIsAbsent) {
   EXPECT_EQ(textOf(kZone), "40000\n");
   EXPECT_EQ(textOf("/proc/meminfo").find("MemFree"), std::string::npos);
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "5\n");
-  ::usleep(kSecond);
+  ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(::access(kZone, R_OK), -1);
   EXPECT_EQ(errno, ENOENT);
   EXPECT_NE(textOf("/proc/meminfo").find("MemFree:               4 kB"), std::string::npos);
-  ::usleep(kSecond);
+  ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(textOf(kZone), "-2500\n");
 }
 
-constexpr char kHeader[] = R"({"schema":"tessary-record","version":2,"boot_time_ns":5000000000})";
+constexpr char kRecordingHeader[] = R"({"schema":"tessary-record","version":2,"boot_time_ns":5000000000})";
 
 std::string sampleAt(int second, const std::string& sections) {
   return R"({"boot_time_ns":)" + std::to_string(5 + second) + R"(000000000,"interval_ms":1000.0,)" +
@@ -71,7 +69,7 @@ std::string sampleAt(int second, const std::string& sections) {
 TEST(RecordedBoard, HasWhatWasReadAroundItsTimeAndTheFaultsOfItsReasons) {
   Board board;
   simulator::loadBoardText(
-      board, std::string{kHeader} + "\n" +
+      board, std::string{kRecordingHeader} + "\n" +
                  sampleAt(1, R"("thermal":{"zones":[{"zone":"thermal_zone0","temperature_celsius":41.5}]})") +
                  "\n" +
                  sampleAt(2, std::string{R"("thermal":{"zones":[{"zone":"thermal_zone0"}],"errors":[)"} +
@@ -80,7 +78,7 @@ TEST(RecordedBoard, HasWhatWasReadAroundItsTimeAndTheFaultsOfItsReasons) {
                  "\n" + R"({"boot_time_ns":)");  // cut while it was written
   constexpr char kZone[] = "/sys/class/thermal/thermal_zone0/temp";
   EXPECT_EQ(textOf(kZone), "41500\n");
-  ::usleep(kSecond * 3 / 2);
+  ::usleep(kMicrosecondsInSecond * 3 / 2);
   EXPECT_EQ(::access(kZone, R_OK), -1);
   EXPECT_EQ(errno, EACCES);
 }
@@ -88,25 +86,15 @@ TEST(RecordedBoard, HasWhatWasReadAroundItsTimeAndTheFaultsOfItsReasons) {
 TEST(RecordedBoard, MayHaveFaultsOfItsOwn) {
   Board board;
   simulator::loadBoardText(
-      board, std::string{R"({"recording": [)"} + kHeader + ",\n" +
+      board, std::string{R"({"recording": [)"} + kRecordingHeader + ",\n" +
                  sampleAt(1, R"("memory":{"total_kib":2048,"available_kib":1024})") +
                  R"(], "faults": [{"node": "/proc/meminfo", "kind": "open", "error": "EMFILE"}]})");
   EXPECT_EQ(::access("/proc/meminfo", R_OK), -1);
   EXPECT_EQ(errno, EMFILE);
 }
 
-std::string mistakeIn(const std::string& text) {
-  Board board;
-  try {
-    simulator::loadBoardText(board, text);
-  } catch (const simulator::BoardFileError& error) {
-    return error.what();
-  }
-  return {};
-}
-
 TEST(RecordedBoard, NamesTheLineOfAMistake) {
-  const std::string header = std::string{kHeader} + "\n";
+  const std::string header = std::string{kRecordingHeader} + "\n";
   const std::string first = sampleAt(1, R"("memory":{})") + "\n";
   EXPECT_EQ(mistakeIn(header + first + "rubbish\n").substr(0, 18), "board:3: not JSON ");
   EXPECT_EQ(mistakeIn("{\"a\\nb\": 1}").find('\n'), std::string::npos);
@@ -134,11 +122,11 @@ TEST(CapturedBoard, GivesTheTextsOfEachFrameAndNothingElse) {
   EXPECT_EQ(errno, EACCES);
   EXPECT_EQ(::access("/sys/block/sda", R_OK), 0);
   EXPECT_EQ(::access("/proc/diskstats", R_OK), -1);
-  ::usleep(kSecond);
+  ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(textOf("/proc/stat"), "cpu 2\n");
   EXPECT_EQ(textOf("/proc/931/stat"), "931 (a) S");
   EXPECT_EQ(::access("/sys/block/sda", R_OK), -1);
-  ::usleep(kSecond);
+  ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(::access("/proc/931", R_OK), -1);
   EXPECT_EQ(errno, ENOENT);
 }

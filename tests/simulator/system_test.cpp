@@ -62,6 +62,24 @@ TEST(SystemCalls, AnswerForTheBoard) {
   EXPECT_STREQ(names.release, "6.1.0-car");
 }
 
+// What programs take the number of processors, and which of them are there, from.
+TEST(SystemCalls, AgreeWithTheNodesOfTheCores) {
+  SmallBoard board;
+  EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu2/topology/core_cpus"), "4\n");
+  EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu2/topology/package_cpus"), "7\n");
+  EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu1/topology/core_id"), "ENOENT");  // offline
+  EXPECT_EQ(textOf("/sys/devices/system/node/node0/cpulist"), "0-2\n");
+  EXPECT_EQ(textOf("/proc/stat").find("cpu  0 0 0 1080000 0"), 0U) << "an idle hour of three cores";
+  EXPECT_EQ(textOf("/proc/uptime"), "3600.00 10800.00\n");
+}
+
+TEST(SystemCalls, MasksOfManyCoresAreInGroups) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [{"count": 40}]})");
+  EXPECT_EQ(textOf("/sys/devices/system/node/node0/cpumap"), "ff,ffffffff\n");
+  EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu33/topology/core_cpus"), "2,00000000\n");
+}
+
 TEST(Network, HasTheBoardsInterfacesAlone) {
   SmallBoard board;
   ::usleep(3000000);
@@ -101,7 +119,10 @@ TEST(Network, DoesNotShowTheMachinesThroughNetlink) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE), -1);
   EXPECT_EQ(errno, EPERM);
-  EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE), -1);
+  for (const int protocol : {NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_GENERIC, NETLINK_CONNECTOR}) {
+    EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, protocol), -1);
+    EXPECT_EQ(errno, EPERM);
+  }
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "tessary-board: a netlink socket would show the machine's network and is refused; "
             "--machine-network allows it\n");

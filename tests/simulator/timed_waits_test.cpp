@@ -1,13 +1,17 @@
 // Waits with a time limit in stepped time, each with somebody who ends it and without.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <mqueue.h>
 #include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/timerfd.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -20,6 +24,7 @@
 #include <future>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -30,15 +35,15 @@ namespace {
 using namespace std::chrono_literals;
 using simulator::Board;
 
-constexpr simulator::Nanoseconds kMillisecond = 1000000;
+constexpr simulator::Nanoseconds kNanosecondsInMillisecond = 1000000;
 constexpr auto kLimit = 50ms;
 
-std::int64_t millisecondsOf(const Board& board) { return board.clock().now() / kMillisecond; }
+std::int64_t millisecondsOf(const Board& board) { return board.clock().now() / kNanosecondsInMillisecond; }
 
 timespec dateIn(clockid_t clock, std::chrono::milliseconds duration) {
   timespec time{};
   ::clock_gettime(clock, &time);
-  time.tv_nsec += duration.count() * kMillisecond;
+  time.tv_nsec += duration.count() * kNanosecondsInMillisecond;
   time.tv_sec += time.tv_nsec / 1000000000;
   time.tv_nsec %= 1000000000;
   return time;
@@ -172,6 +177,109 @@ TEST(TimedWait, OfALock) {
   });
 }
 
+TEST(TimedWait, OfAMessageQueue) {
+  const std::string name = "/tessary-test-" + std::to_string(::getpid());
+  mq_attr attributes{};
+  attributes.mq_maxmsg = 1;
+  attributes.mq_msgsize = 1;
+  const mqd_t queue = ::mq_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600, &attributes);
+  ASSERT_GE(queue, 0) << "a kernel without message queues";
+  ::mq_unlink(name.c_str());
+  char text = 0;
+  expectAllEndings({[&] {
+                      const timespec limit = dateIn(CLOCK_REALTIME, kLimit);
+                      return ::mq_timedreceive(queue, &text, 1, nullptr, &limit) == 1;
+                    },
+                    [&] { ::mq_send(queue, "x", 1, 0); }});
+  ::mq_send(queue, "x", 1, 0);
+  expectAllEndings({[&] {
+                      const timespec limit = dateIn(CLOCK_REALTIME, kLimit);
+                      return ::mq_timedsend(queue, "y", 1, 0, &limit) == 0;
+                    },
+                    [&] { ::mq_receive(queue, &text, 1, nullptr); }});
+  ::mq_close(queue);
+}
+
+TEST(TimedWait, OfASignal) {
+  sigset_t wanted;
+  ::sigemptyset(&wanted);
+  ::sigaddset(&wanted, SIGUSR2);
+  sigset_t before;
+  ::pthread_sigmask(SIG_BLOCK, &wanted, &before);
+  const pthread_t waiter = ::pthread_self();
+  expectAllEndings({[&] {
+                      const timespec limit{0, 50 * kMillisecond};
+                      const int signal = ::sigtimedwait(&wanted, nullptr, &limit);
+                      EXPECT_TRUE(signal == SIGUSR2 || errno == EAGAIN);
+                      return signal == SIGUSR2;
+                    },
+                    [&] { ::pthread_kill(waiter, SIGUSR2); }});
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST(TimedWait, OfAThreadThatEnds) {
+  const auto sleep = [](void* delay) -> void* {
+    ::usleep(*static_cast<const useconds_t*>(delay));
+    return delay;
+  };
+  for (useconds_t delay : {20000U, 70000U}) {
+    const bool isInTime = delay < 50000;
+    Board board;
+    pthread_t thread{};
+    ASSERT_EQ(::pthread_create(&thread, nullptr, sleep, &delay), 0);
+    EXPECT_EQ(::pthread_tryjoin_np(thread, nullptr), EBUSY);
+    const timespec limit = dateIn(CLOCK_MONOTONIC, kLimit);
+    void* value = nullptr;
+    EXPECT_EQ(::pthread_clockjoin_np(thread, &value, CLOCK_MONOTONIC, &limit), isInTime ? 0 : ETIMEDOUT);
+    EXPECT_EQ(millisecondsOf(board), isInTime ? 20 : 50);
+    const timespec later = dateIn(CLOCK_REALTIME, kLimit);
+    if (!isInTime) {
+      EXPECT_EQ(::pthread_timedjoin_np(thread, &value, &later), 0);
+    }
+    EXPECT_EQ(millisecondsOf(board), isInTime ? 20 : 70);
+    EXPECT_EQ(value, &delay);
+  }
+}
+
+// A condition variable that processes share is notified by one of whose threads the waiter knows nothing.
+TEST(TimedWait, OfAConditionVariableOfTwoProcesses) {
+  struct Shared {
+    pthread_mutex_t mutex;
+    pthread_cond_t condition;
+    bool isThere;
+  };
+  void* const memory =
+      ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto& shared = *static_cast<Shared*>(memory);
+  pthread_mutexattr_t ofMutex;
+  ::pthread_mutexattr_init(&ofMutex);
+  ::pthread_mutexattr_setpshared(&ofMutex, PTHREAD_PROCESS_SHARED);
+  ::pthread_mutex_init(&shared.mutex, &ofMutex);
+  pthread_condattr_t ofCondition;
+  ::pthread_condattr_init(&ofCondition);
+  ::pthread_condattr_setpshared(&ofCondition, PTHREAD_PROCESS_SHARED);
+  ::pthread_cond_init(&shared.condition, &ofCondition);
+
+  Board board;
+  ::pthread_mutex_lock(&shared.mutex);
+  const timespec limit = dateIn(CLOCK_REALTIME, kLimit);
+  EXPECT_EQ(::pthread_cond_timedwait(&shared.condition, &shared.mutex, &limit), ETIMEDOUT);
+  EXPECT_EQ(millisecondsOf(board), 50);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::pthread_mutex_lock(&shared.mutex);
+    shared.isThere = true;
+    ::pthread_cond_signal(&shared.condition);
+    ::pthread_mutex_unlock(&shared.mutex);
+    ::_exit(0);
+  }
+  while (!shared.isThere) ::pthread_cond_wait(&shared.condition, &shared.mutex);
+  ::pthread_mutex_unlock(&shared.mutex);
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  ::munmap(memory, sizeof(Shared));
+}
+
 TEST(TimedWait, OfAFile) {
   const int file = ::eventfd(0, EFD_NONBLOCK);
   const int set = ::epoll_create1(0);
@@ -265,11 +373,11 @@ TEST(TimedWait, EndsWithASignalThatHasAHandler) {
     ::usleep(20000);
     ::pthread_kill(sleeper, SIGUSR1);
   }};
-  const timespec duration{0, 50 * kMillisecond};
+  const timespec duration{0, 50 * kNanosecondsInMillisecond};
   timespec left{};
   EXPECT_EQ(::nanosleep(&duration, &left), -1);
   EXPECT_EQ(errno, EINTR);
-  EXPECT_EQ(left.tv_nsec, 30 * kMillisecond);
+  EXPECT_EQ(left.tv_nsec, 30 * kNanosecondsInMillisecond);
   other.join();
   ::sigaction(SIGUSR1, &before, nullptr);
 }
@@ -277,12 +385,12 @@ TEST(TimedWait, EndsWithASignalThatHasAHandler) {
 TEST(TimedWait, OfATimerWithAFile) {
   Board board;
   const int timer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
-  const itimerspec everyTen{{0, 10 * kMillisecond}, {0, 25 * kMillisecond}};
+  const itimerspec everyTen{{0, 10 * kNanosecondsInMillisecond}, {0, 25 * kNanosecondsInMillisecond}};
   ASSERT_EQ(::timerfd_settime(timer, 0, &everyTen, nullptr), 0);
   ::usleep(5000);
   itimerspec left{};
   EXPECT_EQ(::timerfd_gettime(timer, &left), 0);
-  EXPECT_EQ(left.it_value.tv_nsec, 20 * kMillisecond);
+  EXPECT_EQ(left.it_value.tv_nsec, 20 * kNanosecondsInMillisecond);
 
   pollfd polled{timer, POLLIN, 0};
   EXPECT_EQ(::poll(&polled, 1, 5), 0);
@@ -330,7 +438,7 @@ TEST(TimedWait, OfATimerThatSendsASignal) {
   event.sigev_notify = SIGEV_SIGNAL;
   event.sigev_signo = SIGALRM;
   ASSERT_EQ(::timer_create(CLOCK_REALTIME, &event, &timer), 0);
-  const itimerspec once{{0, 0}, {0, 5 * kMillisecond}};
+  const itimerspec once{{0, 0}, {0, 5 * kNanosecondsInMillisecond}};
   ASSERT_EQ(::timer_settime(timer, 0, &once, nullptr), 0);
   EXPECT_EQ(::usleep(100000), -1);
   EXPECT_EQ(millisecondsOf(board), 6005);

@@ -2,9 +2,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <fts.h>
 #include <ftw.h>
 #include <glob.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,17 +25,17 @@ namespace {
 
 using simulator::Board;
 
-struct NetBoard : Board {
-  NetBoard() {
+struct WorkingFolderBoard : Board {
+  WorkingFolderBoard() {
     folder("/proc");
     file("/proc/stat", "cpu 1\n");
     file("/sys/class/net/eth0/mtu", "1500\n");
     file("/sys/class/net/eth0/statistics/rx_bytes", "77\n");
     file("/sys/class/net/a=b%c/mtu", "9000\n");
   }
-  ~NetBoard() { EXPECT_EQ(::chdir(before.c_str()), 0); }
-  NetBoard(const NetBoard&) = delete;
-  NetBoard& operator=(const NetBoard&) = delete;
+  ~WorkingFolderBoard() { EXPECT_EQ(::chdir(before.c_str()), 0); }
+  WorkingFolderBoard(const WorkingFolderBoard&) = delete;
+  WorkingFolderBoard& operator=(const WorkingFolderBoard&) = delete;
 
   static std::string here() {
     char path[PATH_MAX];
@@ -44,9 +46,9 @@ struct NetBoard : Board {
 };
 
 TEST(WorkingFolder, RelativePathsCountFromTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
-  EXPECT_EQ(NetBoard::here(), "/sys/class/net");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class/net");
   EXPECT_EQ(textOf("eth0/mtu"), "1500\n");
   ASSERT_EQ(::chdir("./eth0/../eth0/statistics"), 0);
   EXPECT_EQ(textOf("rx_bytes"), "77\n");
@@ -70,13 +72,13 @@ TEST(WorkingFolder, RelativePathsCountFromTheBoard) {
 }
 
 TEST(WorkingFolder, IsRefusedAsByTheKernel) {
-  NetBoard board;
+  WorkingFolderBoard board;
   board.refuse("/sys/class/net/eth0", EACCES);
   const auto errorOf = [](int result) { return result == 0 ? 0 : errno; };
   EXPECT_EQ(errorOf(::chdir("/sys/class/net/wlan9")), ENOENT);
   EXPECT_EQ(errorOf(::chdir("/proc/stat")), ENOTDIR);
   EXPECT_EQ(errorOf(::chdir("/sys/class/net/eth0")), EACCES);
-  EXPECT_EQ(NetBoard::here(), board.before);
+  EXPECT_EQ(WorkingFolderBoard::here(), board.before);
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
   char path[4];
   EXPECT_EQ(::getcwd(path, sizeof path), nullptr);
@@ -84,7 +86,7 @@ TEST(WorkingFolder, IsRefusedAsByTheKernel) {
 }
 
 TEST(WorkingFolder, ComesFromAnOpenFolder) {
-  NetBoard board;
+  WorkingFolderBoard board;
   const int folder = ::open("/sys/class/net/eth0", O_RDONLY | O_DIRECTORY);
   const int file = ::open("/proc/stat", O_RDONLY);
   EXPECT_EQ(::fchdir(file), -1);
@@ -100,7 +102,7 @@ TEST(WorkingFolder, ComesFromAnOpenFolder) {
 
 // Relative to a folder of the machine's a path may be the board's, too.
 TEST(WorkingFolder, OfTheMachineLeadsOntoTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/"), 0);
   EXPECT_EQ(textOf("proc/stat"), "cpu 1\n");
   ASSERT_EQ(::chdir("/sys"), 0);
@@ -108,15 +110,15 @@ TEST(WorkingFolder, OfTheMachineLeadsOntoTheBoard) {
 }
 
 TEST(WorkingFolder, IsInherited) {
-  NetBoard board;
+  WorkingFolderBoard board;
   for (const char* const path : {"/sys/class/net/eth0", "/sys/class/net/a=b%c"}) {
     ASSERT_EQ(::chdir(path), 0);
     const pid_t child = ::fork();
-    if (child == 0) ::_exit(NetBoard::here() == path && ::chdir("..") == 0 ? 0 : 1);
+    if (child == 0) ::_exit(WorkingFolderBoard::here() == path && ::chdir("..") == 0 ? 0 : 1);
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(NetBoard::here(), path);
+    EXPECT_EQ(WorkingFolderBoard::here(), path);
 
     std::FILE* const shell = ::popen("pwd; cat mtu", "r");
     ASSERT_NE(shell, nullptr);
@@ -127,17 +129,47 @@ TEST(WorkingFolder, IsInherited) {
   }
 }
 
+// posix_spawn changes folders and opens files by calls within the C library.
+TEST(WorkingFolder, OfASpawnedCommandMayBeTheBoards) {
+  NetBoard board;
+  const int folder = ::open("/sys/class/net", O_RDONLY | O_DIRECTORY);
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  EXPECT_EQ(::posix_spawn_file_actions_addopen(&actions, 0, "/proc/stat", O_RDONLY, 0), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addopen(&actions, 5, "/proc/nothing", O_RDONLY, 0), ENOENT);
+  EXPECT_EQ(::posix_spawn_file_actions_adddup2(&actions, ends[1], 1), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addfchdir_np(&actions, folder), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addchdir_np(&actions, "/sys/class/net/eth0"), 0);
+  EXPECT_EQ(::posix_spawn_file_actions_addchdir_np(&actions, "/proc/stat"), ENOTDIR);
+  std::string words[] = {"sh", "-c", "read -r line; echo \"$line\"; readlink /proc/self/cwd"};
+  char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+  pid_t child = -1;
+  ASSERT_EQ(::posix_spawn(&child, "/bin/sh", &actions, nullptr, arguments, ::environ), 0);
+  ::posix_spawn_file_actions_destroy(&actions);
+  ::close(ends[1]);
+  EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+  char text[256] = {};
+  EXPECT_GT(::read(ends[0], text, sizeof text - 1), 0);
+  // The command is not on the board itself: it is in the folder that stands for the board's.
+  EXPECT_EQ(std::string{text}.find("cpu 1\n/"), 0U) << text;
+  EXPECT_NE(std::string{text}.find("=sys=class=net=eth0"), std::string::npos) << text;
+  ::close(ends[0]);
+  ::close(folder);
+}
+
 // A child of vfork has a folder of its own, but its parent's memory.
 TEST(WorkingFolder, OfAChildIsNotItsParents) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
-  EXPECT_EQ(NetBoard::here(), "/sys/class/net");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class/net");
   const pid_t child = ::vfork();
   if (child == 0) ::_exit(::chdir("eth0") == 0 && ::access("mtu", R_OK) == 0 ? 0 : 1);
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(NetBoard::here(), "/sys/class/net");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class/net");
   EXPECT_EQ(textOf("eth0/mtu"), "1500\n");
 }
 
@@ -149,7 +181,7 @@ std::string realPath(const char* path) {
 }
 
 TEST(WorkingFolder, PathsAreResolvedThere) {
-  NetBoard board;
+  WorkingFolderBoard board;
   ASSERT_EQ(::chdir("/sys/class/net/eth0"), 0);
   EXPECT_EQ(realPath("../eth0/./mtu"), "/sys/class/net/eth0/mtu");
   EXPECT_EQ(realPath("nothing"), "ENOENT");
@@ -170,7 +202,7 @@ std::vector<std::string> globbed(const char* pattern) {
 }
 
 TEST(Walks, PatternsMatchTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   using Paths = std::vector<std::string>;
   EXPECT_EQ(globbed("/sys/class/net/*/mtu"), (Paths{"/sys/class/net/a=b%c/mtu", "/sys/class/net/eth0/mtu"}));
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
@@ -190,18 +222,26 @@ int visit(const char* path, const struct stat*, int type, FTW* place) {
 }
 
 TEST(Walks, VisitTheBoard) {
-  NetBoard board;
+  WorkingFolderBoard board;
   using Lines = std::vector<std::string>;
   skipped = "statistics";
   ASSERT_EQ(::chdir("/sys/class"), 0);
   EXPECT_EQ(::nftw("net/eth0/", visit, 8, FTW_PHYS | FTW_CHDIR | FTW_ACTIONRETVAL), 0);
   EXPECT_EQ(visited, (Lines{"0d eth0 here", "1f mtu here", "1d statistics here"}));
-  EXPECT_EQ(NetBoard::here(), "/sys/class");
+  EXPECT_EQ(WorkingFolderBoard::here(), "/sys/class");
   visited.clear();
   skipped.clear();
   EXPECT_EQ(::nftw("net/eth0", visit, 8, FTW_DEPTH), 0);
   EXPECT_EQ(visited, (Lines{"1f mtu", "2f rx_bytes", "1p statistics", "0p eth0"}));
   EXPECT_EQ(::nftw("/proc/nothing", visit, 8, 0), -1);
+
+  std::string net = "/sys/class/net";
+  char* const paths[] = {net.data(), nullptr};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(::fts_open(paths, FTS_PHYSICAL, nullptr), nullptr);
+  EXPECT_EQ(errno, EOPNOTSUPP);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "tessary-board: fts of /sys/class/net would show the machine's and is refused\n");
 }
 
 }  // namespace

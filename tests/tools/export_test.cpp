@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/sample_tables.h"
+#include "tools/figures/time_units.h"
 #include "tools/output.h"
 #include "tools/views/absences.h"
 #include "tools/views/spool.h"
@@ -11,13 +12,11 @@
 namespace tool {
 namespace {
 
-constexpr std::int64_t kSecond = 1000000000;
-
 // `offsetSeconds`: of the wall clock, none: it has none.
 Report sampleAt(std::int64_t second, Value load, std::optional<std::int64_t> offsetSeconds = 1000) {
   Report report;
-  report.bootTimeNs = second * kSecond;
-  if (offsetSeconds) report.unixTimeNs = (second + *offsetSeconds) * kSecond;
+  report.bootTimeNs = second * kNanosecondsInSecond;
+  if (offsetSeconds) report.unixTimeNs = (second + *offsetSeconds) * kNanosecondsInSecond;
   report.intervalMs = 1000;
   report.sections = {
       cooling({std::move(load), std::int64_t{64}},
@@ -73,7 +72,7 @@ TEST(OpenMetrics, NeedsToKnowWhenARecordingWithoutAWallClockBegan) {
   const std::vector<Report> old = {sampleAt(1, 10.0, std::nullopt)};
   EXPECT_THROW(exported("openmetrics", old), Failure);
   ExportOptions options;
-  options.startUnixNs = 50 * kSecond;
+  options.startUnixNs = 50 * kNanosecondsInSecond;
   EXPECT_NE(exported("openmetrics", old, options).find("} 0.1 51.000\n"), std::string::npos);
 }
 
@@ -115,12 +114,12 @@ TEST(Absences, BeginAndEndWithTheIntervalsThatTheySpoil) {
   const auto begun = absences.add(sampleAt(2, Absent{"lost"})).begun;
   ASSERT_EQ(begun.size(), 1U);
   EXPECT_EQ(begun[0].what + ": " + begun[0].reason, "load: lost");
-  EXPECT_EQ(begun[0].fromNs, 1 * kSecond);
+  EXPECT_EQ(begun[0].fromNs, 1 * kNanosecondsInSecond);
   EXPECT_EQ(begun[0].first, 1U);
   EXPECT_TRUE(absences.add(sampleAt(3, Absent{"lost"})).ended.empty());
   const auto ended = absences.add(sampleAt(4, 1.0)).ended;
   ASSERT_EQ(ended.size(), 1U);
-  EXPECT_EQ(ended[0].fromNs, 1 * kSecond);
+  EXPECT_EQ(ended[0].fromNs, 1 * kNanosecondsInSecond);
 }
 
 TEST(Summary, CountsGapsAndAddsTheirTimesUp) {
@@ -138,6 +137,20 @@ TEST(Summary, CountsGapsAndAddsTheirTimesUp) {
       << json;
   EXPECT_NE(summary.text(true).find("  cooling: load: lost (2 s, 2 times)\n"), std::string::npos)
       << summary.text(true);
+}
+
+TEST(Summary, TellsWhenTheWallClockWasSet) {
+  Summary summary;
+  summary.begin({});
+  for (const auto& [second, offset] : {std::pair{1, 5000}, {2, 5000}, {3, 1400}, {4, 1400}, {5, 1500}}) {
+    summary.add(sampleAt(second, 10.0, offset));
+  }
+  summary.end();
+  const std::string text = summary.text(false);
+  EXPECT_NE(text.find("the wall clock was set back by 3600 s within the sample that ends after 3 s\n"
+                      "the wall clock was set forward by 100 s within the sample that ends after 5 s\n"),
+            std::string::npos)
+      << text;
 }
 
 }  // namespace

@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/temporary_folder.h"
+#include "tools/figures/time_units.h"
+#include "tools/recording/gzip.h"
 
 namespace {
 
 using tool::FilePlan;
+using tool::kNanosecondsInSecond;
 using tool::RecordingFile;
-
-constexpr std::int64_t kSecond = 1'000'000'000;
 
 class RecordingFileTest : public testing::Test {
  protected:
@@ -49,16 +50,17 @@ TEST_F(RecordingFileTest, CanBeReadAfterEachSample) {
   folder_.append("drive.jsonl", "what an earlier recording left behind, longer than the new one");
   RecordingFile file = open({});
   EXPECT_EQ(folder_.read("drive.jsonl"), "header 1\n");
-  file.add("sample 1\n", kSecond);
+  file.add("sample 1\n", kNanosecondsInSecond);
   EXPECT_EQ(folder_.read("drive.jsonl"), "header 1\nsample 1\n");
   EXPECT_EQ(file.written(), 18u);
 }
 
 TEST_F(RecordingFileTest, CanBeReadAfterEachSampleWhenCompressed) {
+  if (!tool::kCanCompress) GTEST_SKIP() << "built without zlib";
   FilePlan plan;
   plan.compress = true;
   RecordingFile file = open(plan);
-  file.add("sample 1\n", kSecond);
+  file.add("sample 1\n", kNanosecondsInSecond);
   EXPECT_EQ(textOf("drive.jsonl"), "header 1\nsample 1\n");
   const std::size_t unfinished = file.written();
   file.finish();
@@ -73,16 +75,16 @@ TEST_F(RecordingFileTest, HasOneWriter) {
 }
 
 TEST_F(RecordingFileTest, IsFreeOnceItsWriterHasGone) {
-  open({}).add("sample 1\n", kSecond);
+  open({}).add("sample 1\n", kNanosecondsInSecond);
   EXPECT_EQ(failure(), "opened");
 }
 
 TEST_F(RecordingFileTest, GoesOnInANewFileWhenItIsRemoved) {
   RecordingFile file = open({});
-  file.add("sample 1\n", kSecond);
+  file.add("sample 1\n", kNanosecondsInSecond);
   std::filesystem::remove(folder_.file("drive.jsonl"));
-  file.add("sample 2\n", 2 * kSecond);
-  file.add("sample 3\n", 3 * kSecond);
+  file.add("sample 2\n", 2 * kNanosecondsInSecond);
+  file.add("sample 3\n", 3 * kNanosecondsInSecond);
   EXPECT_EQ(folder_.read("drive.jsonl"), "header 2\nsample 2\nsample 3\n");
   EXPECT_EQ(told_, folder_.file("drive.jsonl") + ": was removed; the recording goes on in a new file\n");
 }
@@ -91,21 +93,22 @@ TEST_F(RecordingFileTest, LeavesTheFileAloneThatTookItsPlace) {
   RecordingFile file = open({});
   folder_.append("other", "not a recording");
   std::filesystem::rename(folder_.file("other"), folder_.file("drive.jsonl"));
-  EXPECT_THROW(file.add("sample 1\n", kSecond), tool::Failure);
+  EXPECT_THROW(file.add("sample 1\n", kNanosecondsInSecond), tool::Failure);
   EXPECT_EQ(folder_.read("drive.jsonl"), "not a recording");
 }
 
 TEST_F(RecordingFileTest, StaysInAFileThatIsMoved) {
   RecordingFile file = open({});
   std::filesystem::rename(folder_.file("drive.jsonl"), folder_.file("kept.jsonl"));
-  file.add("sample 1\n", kSecond);
+  file.add("sample 1\n", kNanosecondsInSecond);
   EXPECT_EQ(folder_.read("kept.jsonl"), "header 1\nsample 1\n");
   EXPECT_EQ(told_, "");
 }
 
 TEST_F(RecordingFileTest, BeginsAPartAfterItsTime) {
   RecordingFile file = open(rotating("2s"));
-  for (int second = 1; second <= 4; ++second) file.add(std::to_string(second) + "\n", second * kSecond);
+  for (int second = 1; second <= 4; ++second)
+    file.add(std::to_string(second) + "\n", second * kNanosecondsInSecond);
   file.finish();
   EXPECT_EQ(folder_.read("drive-0001.jsonl"), "header 1\n1\n2\n");
   EXPECT_EQ(folder_.read("drive-0002.jsonl"), "header 2\n3\n4\n");
@@ -113,22 +116,23 @@ TEST_F(RecordingFileTest, BeginsAPartAfterItsTime) {
 }
 
 TEST_F(RecordingFileTest, BeginsAPartAtItsSize) {
+  if (!tool::kCanCompress) GTEST_SKIP() << "built without zlib";
   FilePlan plan = rotating("1K");
   plan.compress = true;
   plan.path = folder_.file("drive.jsonl.gz");
   RecordingFile file = open(plan);
   std::string noise(2000, ' ');
   for (char& letter : noise) letter = static_cast<char>(std::rand());
-  file.add(noise, kSecond);
-  file.add("small", 2 * kSecond);
-  file.add("small", 3 * kSecond);
+  file.add(noise, kNanosecondsInSecond);
+  file.add("small", 2 * kNanosecondsInSecond);
+  file.add("small", 3 * kNanosecondsInSecond);
   EXPECT_EQ(textOf("drive-0001.jsonl.gz"), "header 1\n" + noise);
   EXPECT_EQ(textOf("drive-0002.jsonl.gz"), "header 2\nsmallsmall");
 }
 
 TEST_F(RecordingFileTest, OverwritesNoPart) {
   folder_.append("drive-0041.jsonl", "yesterday's");
-  open(rotating("1h")).add("sample 1\n", kSecond);
+  open(rotating("1h")).add("sample 1\n", kNanosecondsInSecond);
   EXPECT_EQ(folder_.read("drive-0042.jsonl"), "header 1\nsample 1\n");
   EXPECT_EQ(folder_.read("drive-0041.jsonl"), "yesterday's");
 }

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 namespace {
-
-constexpr std::int64_t kSecond = 1000000000;
 
 // A recording of so many seconds, a report each.
 class Seconds : public ReportSource {
@@ -15,7 +15,7 @@ class Seconds : public ReportSource {
   std::optional<Report> next(int) override {
     if (given_ == count_) return std::nullopt;
     Report report;
-    report.bootTimeNs = ++given_ * kSecond;
+    report.bootTimeNs = ++given_ * kNanosecondsInSecond;
     return report;
   }
 
@@ -31,7 +31,7 @@ TEST(Player, GoesToAndFroAlsoBeyondWhatItKeeps) {
     ++opened;
     return std::make_unique<Seconds>(2000);
   }};
-  const auto second = [&player] { return player.report().bootTimeNs / kSecond; };
+  const auto second = [&player] { return player.report().bootTimeNs / kNanosecondsInSecond; };
   EXPECT_EQ(second(), 1);
   EXPECT_TRUE(player.to(1500));
   EXPECT_EQ(second(), 1501);
@@ -41,7 +41,7 @@ TEST(Player, GoesToAndFroAlsoBeyondWhatItKeeps) {
   EXPECT_TRUE(player.to(3));  // no longer at hand
   EXPECT_EQ(second(), 4);
   EXPECT_EQ(opened, 2);
-  player.toTime(90 * kSecond);
+  player.toTime(90 * kNanosecondsInSecond);
   EXPECT_EQ(second(), 90);
   EXPECT_TRUE(player.to(5000));
   EXPECT_EQ(second(), 2000);

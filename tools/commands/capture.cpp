@@ -7,12 +7,11 @@
 
 #include "tools/commands/options.h"
 #include "tools/commands/stop_signal.h"
+#include "tools/figures/time_units.h"
 
 namespace tool {
 
 namespace {
-
-constexpr std::int64_t kNanosecondsInMillisecond = 1'000'000;
 
 // False when it is to end before.
 bool waitUntil(std::int64_t time) {

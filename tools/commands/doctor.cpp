@@ -55,7 +55,7 @@ Value error(const Group& group) { return group.finding.error; }
 Value time(const Group& group) { return group.seconds * 1000; }
 Value advice(const Group& group) { return std::string{adviceFor(*group.source, group.finding.state)}; }
 
-constexpr Column<Group> kColumns[] = {
+constexpr Column<Group> kSourceColumns[] = {
     {"monitor", "monitor", kPlain, "The section of the report.", monitor, kLabel},
     {"source", "source", kPlain, "A path, a command or a library; a pattern for several nodes.", source,
      kLabel},
@@ -65,7 +65,7 @@ constexpr Column<Group> kColumns[] = {
     {"time_ms", "time", kMilliseconds, "How long trying took.", time, kLabel, kNeither, 1},
     {"advice", "what to do", kPlain, "What to do about it.", advice, kLabel},
 };
-constexpr Table<Group> kSources{"sources", "source", kColumns};
+constexpr Table<Group> kSources{"sources", "source", kSourceColumns};
 
 std::vector<Group> examine(const char* monitor, const Node& source) {
   std::vector<Group> groups;

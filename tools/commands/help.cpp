@@ -8,17 +8,17 @@ namespace tool {
 
 namespace {
 
-struct Line {
+struct ListedWord {
   std::string what;
   std::string meaning;
 };
 
 // Two columns.
-std::string listed(const std::vector<Line>& lines) {
+std::string listed(const std::vector<ListedWord>& lines) {
   std::size_t width = 0;
-  for (const Line& line : lines) width = std::max(width, line.what.size());
+  for (const ListedWord& line : lines) width = std::max(width, line.what.size());
   std::string text;
-  for (const Line& line : lines) {
+  for (const ListedWord& line : lines) {
     text += "  " + line.what + std::string(width - line.what.size() + 2, ' ') + line.meaning + "\n";
   }
   return text;
@@ -48,7 +48,7 @@ std::string helpText() {
       "\nUsage: tessary COMMAND [OPTION ..]\n\n"
       "What the board is doing: its cores, processes, memory, temperatures, disks, networks, GPU, DSPs\n"
       "and memory bus, read through libtessary.\n\nCommands:\n";
-  std::vector<Line> lines;
+  std::vector<ListedWord> lines;
   for (const Command& command : commands()) {
     if (!command.isHidden) lines.push_back({command.name, command.summary});
   }
@@ -59,7 +59,7 @@ std::string helpText() {
 }
 
 std::string helpText(const Command& command) {
-  std::vector<Line> lines;
+  std::vector<ListedWord> lines;
   for (const Option& option : command.options) {
     const std::string argument =
         option.isFlag() || option.isOperand() ? "" : std::string{" "} + option.argument;

@@ -11,6 +11,7 @@
 #include "tools/output.h"
 #include "tools/recording/rotation.h"
 #include "tools/sections/sections.h"
+#include "tools/serve/web/address.h"
 #include "tools/verdict/selector.h"
 #include "tools/views/text.h"
 
@@ -35,16 +36,19 @@ struct Options {
   bool wide = false;
   bool all = false;
   bool diagnostics = false;
-  bool scrub = false;              // without the names of processes
-  std::string operand;             // the word or the file that stands alone
-  std::vector<std::string> files;  // recordings to read
-  std::vector<std::string> with;   // and those to compare them with
-  std::vector<Selector> figures;   // empty: all
-  std::string junit;               // the file for build servers
-  std::string html;                // the page of charts
-  std::string budgets;             // the file that a recording is checked by; empty: none
-  bool stopOnLimit = false;        // the recording ends there
-  double leastPercent = 5;         // changes below do not matter
+  bool scrub = false;                               // without the names of processes
+  std::string operand;                              // the word or the file that stands alone
+  std::vector<std::string> files;                   // recordings to read
+  std::vector<std::string> with;                    // and those to compare them with
+  std::vector<Selector> figures;                    // empty: all
+  std::string junit;                                // the file for build servers
+  std::string html;                                 // the page of charts
+  std::string budgets;                              // the file that a recording is checked by; empty: none
+  bool stopOnLimit = false;                         // the recording ends there
+  double leastPercent = 5;                          // changes below do not matter
+  Address listen;                                   // of the server
+  double keepSeconds = 3600;                        // of samples, for those who look later
+  std::size_t keepBytes = std::size_t{256} << 20U;  // and no more than these, all boards together
 };
 
 // The commands, each in the file of its name: they return the exit code.
@@ -54,6 +58,7 @@ int capture(const Options& options, Streams& streams);
 int exportRecording(const Options& options, Streams& streams);
 int summary(const Options& options, Streams& streams);
 int watch(const Options& options, Streams& streams);
+int serve(const Options& options, Streams& streams);
 int doctor(const Options& options, Streams& streams);
 int selftest(const Options& options, Streams& streams);
 int version(const Options& options, Streams& streams);

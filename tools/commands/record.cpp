@@ -6,7 +6,9 @@
 
 #include "tools/commands/options.h"
 #include "tools/commands/stop_signal.h"
+#include "tools/figures/time_units.h"
 #include "tools/recording/file.h"
+#include "tools/recording/gzip.h"
 #include "tools/recording/live.h"
 #include "tools/verdict/live_check.h"
 #include "tools/views/escaping.h"
@@ -16,10 +18,8 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kRows = 50;  // of the tables of processes
-constexpr double kNanosecondsInSecond = 1e9;
-constexpr double kLongest = 1e9;  // seconds: what is longer has no end either
-constexpr std::string_view kCompressed = ".gz";
+constexpr std::size_t kRecordedProcesses = 50;  // of the tables of processes
+constexpr double kLongest = 1e9;                // seconds: what is longer has no end either
 
 // 0 for 0 alone.
 std::int64_t nanoseconds(double seconds) {
@@ -86,7 +86,7 @@ bool endsWith(std::string_view text, std::string_view end) {
 FilePlan filePlan(const Options& options) {
   FilePlan plan;
   plan.path = options.output;
-  plan.compress = options.compress || endsWith(options.output, kCompressed);
+  plan.compress = options.compress || endsWith(options.output, kGzipSuffix);
   plan.rotation = options.rotation;
   plan.syncNs = nanoseconds(options.syncSeconds);
   return plan;
@@ -108,9 +108,9 @@ RecordingFile openFile(const Options& options, const Live& live, Streams& stream
 }
 
 // The budgets that the recording is to keep.
-class Watch {
+class LimitWatch {
  public:
-  Watch(std::vector<Budget> budgets, bool stopOnLimit, Sink& error)
+  LimitWatch(std::vector<Budget> budgets, bool stopOnLimit, Sink& error)
       : stopOnLimit_{stopOnLimit}, error_{error} {
     if (!budgets.empty()) check_.emplace(std::move(budgets), allSchemas());
   }
@@ -159,11 +159,11 @@ int record(const Options& options, Streams& streams) {
     streams.error.write(std::string{"tessary: "} + mistake.what() + "\n");
     return kUsage;
   }
-  Watch watch{std::move(budgets), options.stopOnLimit, streams.error};
+  LimitWatch watch{std::move(budgets), options.stopOnLimit, streams.error};
   streams.divertLibrary(options.diagnostics);
   const StopSignal stop;
   Plan plan = options.plan;
-  plan.top = options.top.value_or(kRows);
+  plan.top = options.top.value_or(kRecordedProcesses);
   plan.keep = true;
   Live live{select(options.monitors, false), plan, nanoseconds(options.duration)};
   RecordingFile file = openFile(options, live, streams);

@@ -12,7 +12,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kRows = 10;  // of the tables of processes
+constexpr std::size_t kReportedProcesses = 10;  // of the tables of processes
 
 // The sections of a recording that were asked for.
 void keep(const Selection& sections, Report& report) {
@@ -48,7 +48,7 @@ std::unique_ptr<ReportSource> openSource(const Options& options, const Selection
                                          Streams& streams) {
   if (!options.operand.empty()) return openForReading(options.operand, streams);
   Plan plan = options.plan;
-  plan.top = options.top.value_or(kRows);
+  plan.top = options.top.value_or(kReportedProcesses);
   return std::make_unique<Live>(sections, plan);
 }
 

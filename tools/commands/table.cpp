@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "tools/commands/words.h"
+#include "tools/figures/time_units.h"
 #include "tools/views/export.h"
 
 namespace tool {
@@ -125,7 +126,6 @@ std::string takeFormat(Options& options, const std::string& name) {
 
 // 2026-11-21T18:36:22Z, or the seconds since 1970.
 std::string takeStart(Options& options, const std::string& text) {
-  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
   constexpr int kLatest = std::numeric_limits<int>::max();
   std::tm utc{};
   int seconds = 0;
@@ -142,7 +142,6 @@ std::string takeStart(Options& options, const std::string& text) {
 
 // 750, 12:30, 0:12:30
 std::string takeAt(Options& options, const std::string& text) {
-  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
   constexpr int kMost = 1000000;
   const std::vector<std::string> parts = split(text, ':');
   std::int64_t seconds = 0;
@@ -248,6 +247,23 @@ std::string takeLeast(Options& options, const std::string& text) {
   return kGood;
 }
 
+std::string takeListen(Options& options, const std::string& text) {
+  const std::optional<Address> address = parseAddress(text);
+  if (!address) return "is no address, as 127.0.0.1:9464";
+  options.listen = *address;
+  return kGood;
+}
+
+// 90s, 10min, 1h, 64M: one way to write times and sizes, with that of a recording's parts.
+std::string takeKeep(Options& options, const std::string& text) {
+  const std::optional<Rotation> limit = parseRotation(text);
+  if (!limit) return "is no time (90s, 10min, 1h, 1d) and no size (64M, 2G)";
+  if (limit->bytes != 0) options.keepBytes = limit->bytes;
+  if (limit->nanoseconds != 0)
+    options.keepSeconds = static_cast<double>(limit->nanoseconds) / kNanosecondsInSecond;
+  return kGood;
+}
+
 const Option kMonitors{"--monitors", "NAME,..", "Only these", takeMonitor, monitorNames, false, true};
 const Option kInterval{"--interval", "MS", "Milliseconds that a sample takes; 1000", takeInterval};
 const Option kTop{"--top", "N", "Processes in each table, or \"all\"; 10", takeTop};
@@ -314,6 +330,22 @@ const Option kCheck{"--check",   "BUDGETS", "Mark in the recording where it exce
 const Option kStopOn{"--stop-on", "limit", "End at the first limit of --check that is passed", takeStop,
                      stops};
 const Option kLeast{"--least", "PERCENT", "Smaller changes of a mean or p95 do not matter; 5", takeLeast};
+const Option kServedSources{
+    "SOURCE",
+    "SOURCE",
+    "Recordings that are being written, in files or FIFOs, as front=PATH where there are several; -",
+    takeFile,
+    nullptr,
+    true,
+    false,
+    false,
+    true};
+const Option kListen{"--listen", "ADDRESS",
+                     "Where to be asked; 127.0.0.1:9464, which this machine alone reaches", takeListen};
+const Option kKeep{
+    "--keep", "LIMIT,..", "Samples of so long (1h), and no more memory for them than this (256M)",
+    takeKeep, nullptr,    false,
+    true};
 
 }  // namespace
 
@@ -342,6 +374,11 @@ const std::vector<Command>& commands() {
        "adb exec-out tessary record -o - | tessary watch -",
        {kWatched, kAt, kOnce, kMonitors, kInterval, kTop, kPid},
        watch},
+      {"serve",
+       "Boards for browsers and Prometheus: a live page and metrics",
+       "tessary serve front=/run/front.fifo rear=/run/rear.fifo",
+       {kServedSources, kListen, kKeep, kMonitors, kInterval, kTop, kPid},
+       serve},
       {"summary",
        "A recording in twenty lines: mean, percentiles, extremes, and what was not read",
        "tessary summary drive.jsonl",

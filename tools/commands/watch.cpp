@@ -9,12 +9,13 @@
 #include <cstdio>
 #include <utility>
 
-#include "tools/commands/feed.h"
 #include "tools/commands/options.h"
 #include "tools/commands/recordings.h"
 #include "tools/commands/stop_signal.h"
 #include "tools/commands/terminal.h"
+#include "tools/figures/time_units.h"
 #include "tools/recording/descriptor.h"
+#include "tools/recording/feed.h"
 #include "tools/recording/live.h"
 #include "tools/recording/player.h"
 
@@ -22,10 +23,9 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kRows = 50;  // of the tables of processes
-constexpr int kShortestIntervalMs = 10;
-constexpr int kLongestIntervalMs = 60000;
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
+constexpr std::size_t kWatchedProcesses = 50;  // of the tables of processes
+constexpr int kFastestMs = 10;
+constexpr int kSlowestMs = 60000;
 constexpr std::int64_t kNanosecondsInMinute = 60000 * kNanosecondsInMillisecond;
 
 // A recording in a file to which nobody records any more: who does has locked it.
@@ -40,7 +40,7 @@ std::unique_ptr<ReportSource> openSource(const Options& options, Streams& stream
   if (!options.operand.empty()) return openForReading(options.operand, streams, kFollowed);
   Plan plan = options.plan;
   plan.intervalMs = intervalMs;
-  plan.top = options.top.value_or(kRows);
+  plan.top = options.top.value_or(kWatchedProcesses);
   constexpr std::int64_t kNoEnd = 0;
   return std::make_unique<Live>(select(options.monitors, true), plan, kNoEnd);
 }
@@ -97,8 +97,8 @@ class Watch {
         if (key == Key::kPause) paused = !paused;
         const bool other = key == Key::kLonger || key == Key::kShorter;
         if (!other || !options_.operand.empty()) continue;
-        intervalMs = std::clamp(key == Key::kLonger ? intervalMs * 2 : intervalMs / 2, kShortestIntervalMs,
-                                kLongestIntervalMs);
+        intervalMs =
+            std::clamp(key == Key::kLonger ? intervalMs * 2 : intervalMs / 2, kFastestMs, kSlowestMs);
         feed.reset();
         feed = std::make_unique<Feed>(openSource(options_, streams_, intervalMs));
       }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/figures/table.h"
@@ -14,6 +15,10 @@ namespace tool {
 
 // The figures that a section has, whoever reads them.
 struct SectionSchema {
+  // Of an aggregate, gcc 12 releases a member twice when memory is refused to a later one.
+  SectionSchema(const char* itsName, const char* itsTitle, std::vector<TableInfo> itsTables)
+      : name{itsName}, title{itsTitle}, tables{std::move(itsTables)} {}
+
   const char* name;   // in JSON: "cpu"
   const char* title;  // in text
   std::vector<TableInfo> tables;

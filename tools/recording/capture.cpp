@@ -15,7 +15,7 @@ namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 constexpr char kProcessStat[] = "/proc/#/stat";
 
@@ -27,10 +27,10 @@ bool isCovered(const Node& folder, const std::vector<Node>& sources) {
   });
 }
 
-Json describe(const NodeText& node) {
+OrderedJson describe(const NodeText& node) {
   if (node.error != 0) return {{"error", node.error}};
   if (!node.isFolder) return utf8(node.text);
-  Json entries = Json::array();
+  OrderedJson entries = OrderedJson::array();
   for (const std::string& entry : node.entries) entries.push_back(utf8(entry));
   return entries;
 }
@@ -59,7 +59,7 @@ Capture::Capture(const Selection& sections, bool scrub) : scrub_{scrub} {
 
 std::string Capture::begin() const {
   const BoardIdentity board = boardIdentity();
-  Json head{{"model", board.model.empty() ? "captured" : utf8(board.model)}};
+  OrderedJson head{{"model", board.model.empty() ? "captured" : utf8(board.model)}};
   if (!board.platform.empty()) head["platform"] = utf8(board.platform);
   head["processors"] = ::sysconf(_SC_NPROCESSORS_CONF);
   head["ticks_per_second"] = ::sysconf(_SC_CLK_TCK);
@@ -91,10 +91,10 @@ bool Capture::isClosed(const std::string& path) const {
 std::string Capture::frame(double milliseconds) {
   std::map<std::string, std::string> now = read();
   std::string text = first_ ? "\n" : ",\n";
-  text += "{\"at_ms\":" + Json(milliseconds).dump() + ",\"nodes\":{";
+  text += "{\"at_ms\":" + OrderedJson(milliseconds).dump() + ",\"nodes\":{";
   const char* separator = "\n";
   const auto add = [&](const std::string& path, const std::string& value) {
-    text += separator + Json(utf8(path)).dump() + ":" + value;
+    text += separator + OrderedJson(utf8(path)).dump() + ":" + value;
     separator = ",\n";
   };
   for (const auto& [path, value] : now) {

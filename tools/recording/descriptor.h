@@ -8,6 +8,9 @@
 
 namespace tool {
 
+// The first number above the standard streams'.
+constexpr int kAboveStandard = 3;
+
 class Descriptor {
  public:
   explicit Descriptor(int number = -1) : number_{number} {}

@@ -21,7 +21,7 @@ namespace {
 constexpr int kGzip = 16;  // added to the window's bits: the format's header and checksum, not zlib's own
 constexpr int kWindowBits = MAX_WBITS + kGzip;
 constexpr int kMemoryLevel = 8;  // zlib's default
-constexpr std::size_t kChunk = 65536;
+constexpr std::size_t kUnpackedAtOnce = 65536;
 
 void setInput(z_stream& stream, std::string_view text) {
   // zlib's type for what it only reads is not const.
@@ -32,7 +32,7 @@ void setInput(z_stream& stream, std::string_view text) {
 // Everything that the stream gives for its input; the last call's result.
 template <typename Step>
 int drain(z_stream& stream, std::string& output, Step step) {
-  std::array<char, kChunk> chunk;
+  std::array<char, kUnpackedAtOnce> chunk;
   int result = Z_OK;
   do {
     stream.next_out = reinterpret_cast<Bytef*>(chunk.data());

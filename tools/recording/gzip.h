@@ -12,6 +12,15 @@ struct z_stream_s;
 
 namespace tool {
 
+// What a compressed recording's name ends with.
+constexpr std::string_view kGzipSuffix = ".gz";
+
+#ifdef TESSARY_TOOLS_ZLIB
+constexpr bool kCanCompress = true;
+#else
+constexpr bool kCanCompress = false;
+#endif
+
 class Compressor {
  public:
   Compressor();

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kChunk = 65536;
 constexpr int kLookAgainMs = 100;  // for what was appended to a file
 
-// No sample is as long; what is has no line ends, and is dropped piece by piece.
+// No sample is as long.
 constexpr std::size_t kLongestLine = std::size_t{64} << 20U;
 
 // Waits until it is, or `stop` is instead.
@@ -31,41 +31,34 @@ bool isReadable(int descriptor, int stop) {
 }  // namespace
 
 Lines::Lines(std::string name, Descriptor descriptor, bool follow)
-    : name_{std::move(name)}, descriptor_{std::move(descriptor)}, follow_{follow} {
+    : name_{std::move(name)}, descriptor_{std::move(descriptor)}, follow_{follow}, splitter_{kLongestLine} {
   struct stat status {};
   follow_ = follow_ && ::fstat(descriptor_.number(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 std::optional<std::string_view> Lines::next(int stop) {
   while (true) {
-    const std::size_t end = text_.find('\n', searched_);
-    if (end != std::string::npos) {
-      const std::string_view line{text_.data() + begin_, end - begin_};
-      begin_ = searched_ = end + 1;
+    if (const std::optional<std::string_view> line = splitter_.next()) {
       ++number_;
       return line;
     }
-    if (text_.size() - begin_ > kLongestLine) begin_ = text_.size();
-    text_.erase(0, begin_);
-    begin_ = 0;
-    searched_ = text_.size();
     const Filled filled = fill(stop);
     if (filled == kStopped) return std::nullopt;
     if (filled == kEnd) break;
   }
-  if (text_.empty() || cut_) return std::nullopt;
+  if (splitter_.rest().empty() || cut_) return std::nullopt;
   cut_ = true;
   ++number_;
-  return text_;
+  return splitter_.rest();
 }
 
 Lines::Filled Lines::fill(int stop) {
   std::array<char, kChunk> chunk;
-  while (!damaged_) {
+  while (!splitter_.isDamaged()) {
     if (!isReadable(descriptor_.number(), stop)) return kStopped;
     const ssize_t count = ::read(descriptor_.number(), chunk.data(), chunk.size());
     if (count > 0) {
-      take({chunk.data(), static_cast<std::size_t>(count)});
+      splitter_.add({chunk.data(), static_cast<std::size_t>(count)});
       return kMore;
     }
     if (count < 0 && errno != EINTR) throw Failure{name_ + ": " + std::strerror(errno)};
@@ -73,16 +66,6 @@ Lines::Filled Lines::fill(int stop) {
     if (count == 0 && waitForMore(stop) == kStopped) return kStopped;
   }
   return kEnd;
-}
-
-void Lines::take(std::string_view bytes) {
-  if (!any_ && Decompressor::isCompressed(bytes)) decompressor_ = std::make_unique<Decompressor>();
-  any_ = true;
-  if (decompressor_) {
-    damaged_ = !decompressor_->add(bytes, text_);
-  } else {
-    text_ += bytes;
-  }
 }
 
 Lines::Filled Lines::waitForMore(int stop) {
@@ -96,10 +79,7 @@ Lines::Filled Lines::waitForMore(int stop) {
 
 void Lines::startAgain() {
   ::lseek(descriptor_.number(), 0, SEEK_SET);
-  decompressor_.reset();
-  any_ = false;
-  text_.clear();
-  searched_ = 0;
+  splitter_.reset();
   number_ = 0;
 }
 

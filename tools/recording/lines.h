@@ -4,13 +4,12 @@
 #define TESSARY_TOOLS_RECORDING_LINES_H
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "tools/recording/descriptor.h"
-#include "tools/recording/gzip.h"
+#include "tools/recording/line_splitter.h"
 #include "tools/recording/source.h"
 
 namespace tool {
@@ -26,9 +25,9 @@ class Lines {
   std::optional<std::string_view> next(int stop = kNoStop);
 
   const std::string& name() const { return name_; }
-  std::size_t number() const { return number_; }  // of the line that next() gave last, from 1
-  bool isCut() const { return cut_; }             // that line had no end
-  bool isDamaged() const { return damaged_; }     // the compressed bytes behind it cannot be read
+  std::size_t number() const { return number_; }            // of the line that next() gave last, from 1
+  bool isCut() const { return cut_; }                       // that line had no end
+  bool isDamaged() const { return splitter_.isDamaged(); }  // the compressed bytes behind it cannot be read
 
  private:
   enum Filled { kMore, kEnd, kStopped };
@@ -36,19 +35,13 @@ class Lines {
   Filled fill(int stop);
   Filled waitForMore(int stop);
   void startAgain();
-  void take(std::string_view bytes);
 
   std::string name_;
   Descriptor descriptor_;
   bool follow_;
-  std::unique_ptr<Decompressor> decompressor_;
-  bool any_ = false;  // bytes were read: the first ones told whether they are compressed
-  std::string text_;  // what was read and not yet given, from begin_ on
-  std::size_t begin_ = 0;
-  std::size_t searched_ = 0;  // there is no line end in front of it
+  LineSplitter splitter_;
   std::size_t number_ = 0;
   bool cut_ = false;
-  bool damaged_ = false;
 };
 
 }  // namespace tool

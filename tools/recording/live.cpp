@@ -2,13 +2,12 @@
 
 #include <sys/utsname.h>
 
+#include "tools/figures/time_units.h"
 #include "tools/sections/library.h"
 
 namespace tool {
 
 namespace {
-
-constexpr std::int64_t kNanosecondsInMillisecond = 1'000'000;
 
 void nameMachine(Origin& origin) {
   utsname system{};

@@ -7,13 +7,12 @@
 #include <utility>
 
 #include "tools/output.h"
+#include "tools/recording/descriptor.h"
 #include "tools/views/json.h"
 
 namespace tool {
 
 namespace {
-
-constexpr int kAboveStandard = 3;
 
 Descriptor openFile(const std::string& path) {
   Descriptor descriptor{path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, kAboveStandard)

@@ -3,6 +3,9 @@
 #include <charconv>
 #include <cstdio>
 
+#include "tools/figures/time_units.h"
+#include "tools/recording/gzip.h"
+
 namespace tool {
 
 namespace {
@@ -21,18 +24,15 @@ constexpr SizeUnit kSizes[] = {{"K", 1ULL << 10}, {"M", 1ULL << 20}, {"G", 1ULL 
 constexpr TimeUnit kTimes[] = {{"s", 1}, {"min", 60}, {"h", 3600}, {"d", 86400}};
 
 constexpr std::uint64_t kMost = 100000;  // of any unit: as many days still fit into nanoseconds
-constexpr std::int64_t kNanosecondsInSecond = 1000000000;
-
-constexpr std::string_view kCompressed = ".gz";
 
 // Where the number of a part goes: before the extension, and before that of the compression.
 std::size_t stemOf(std::string_view name) {
   const std::size_t slash = name.rfind('/');
   const std::size_t first = slash == std::string_view::npos ? 0 : slash + 1;
   std::string_view stem = name;
-  if (stem.size() > first + kCompressed.size() &&
-      stem.substr(stem.size() - kCompressed.size()) == kCompressed) {
-    stem.remove_suffix(kCompressed.size());
+  if (stem.size() > first + kGzipSuffix.size() &&
+      stem.substr(stem.size() - kGzipSuffix.size()) == kGzipSuffix) {
+    stem.remove_suffix(kGzipSuffix.size());
   }
   const std::size_t dot = stem.rfind('.');
   return dot != std::string_view::npos && dot > first ? dot : stem.size();

@@ -2,11 +2,11 @@
 
 #include <exception>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 
 namespace {
-
-constexpr double kNanosecondsInMillisecond = 1e6;
 
 // The clocks are read one after the other, and the thread may lose its core between: no suspend is as short.
 constexpr std::int64_t kBetweenReadings = 50'000'000;

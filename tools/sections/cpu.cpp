@@ -99,6 +99,7 @@ constexpr Column<Core> kCoreColumns[] = {
 };
 constexpr Table<Core> kCores{"cores", "core", kCoreColumns};
 
+constexpr char kCapacityMissing[] = "the library could not read the capacity of every core";
 constexpr char kLinesChanged[] = "/proc/stat: the lines of the cores changed: one went on- or offline";
 
 // The kernel corrects its idle and iowait counters by a tick or two now and then, so that an idle core may
@@ -162,6 +163,8 @@ class CpuSection : public Section {
     identity_.featureId = fuses.state == State::kRead
                               ? Value{inner().featureID}
                               : Value{Absent{std::string{kFuses.target} + ": " + fuses.error}};
+    if (inner().featureID < 0)
+      identity_.featureId = Absent{"the command that reads the fuses could not be run"};
     const bool named = !isAbsent(identity_.platform) && !isAbsent(identity_.soc);
     identity_.known =
         named ? Value{inner().boardValid == 1} : Value{Absent{"the board's names are not known"}};
@@ -185,6 +188,7 @@ class CpuSection : public Section {
   // have a line, since the library's counts lines that are no cores.
   Value total(const double* table) const {
     if (usage_ == nullptr || table == nullptr) return notMeasured();
+    if (sharesAreOff()) return Absent{kCapacityMissing};
     std::vector<int> inPlace(cores_);
     std::iota(inPlace.begin(), inPlace.end(), 0);
     if (before_.cores == inPlace && after_.cores == inPlace) return percentage(table[0]);
@@ -196,6 +200,13 @@ class CpuSection : public Section {
       if (online < cores_) sum += std::get<double>(figure) * weight(online);
     }
     return after_.cores.empty() ? Value{notMeasured()} : percentage(sum);
+  }
+
+  // A capacity that was opened and could not be read is 0 in the library's table, and makes all shares wrong.
+  bool sharesAreOff() const {
+    const int* const capacities = monitor_.implementation->cpuCapacity;
+    const bool weighs = monitor_.implementation->cpuFactor != nullptr && capacities != nullptr;
+    return weighs && std::any_of(capacities, capacities + cores_, [](int capacity) { return capacity <= 0; });
   }
 
   double weight(std::size_t core) const {
@@ -238,10 +249,11 @@ class CpuSection : public Section {
 
   Value capacityShare(std::size_t core) {
     const float* const shares = inner().cpuFactor;
+    if (sharesAreOff()) return Absent{kCapacityMissing};
     if (shares != nullptr) return finite(static_cast<double>(shares[core]), "no capacity is above 0");
     Value own = capacity(core);
     if (isAbsent(own)) return own;
-    return Absent{"the library could not read the capacity of every core"};
+    return Absent{kCapacityMissing};
   }
 
   cpu::CPU_MON monitor_;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <optional>
 
+#include "tools/figures/time_units.h"
 #include "tools/sections/section.h"
 #include "tools/sections/source.h"
 
@@ -13,8 +14,6 @@ namespace {
 const Node kDevice{"/dev/profiler", checkDevice, "the kernel needs the board's bandwidth profiler"};
 const Node kPlatform{"getprop ro.board.platform", checkCommand,
                      "Android's property tool; the older device interface is used without"};
-
-constexpr double kMillisecondsInSecond = 1000;
 
 using Traffic = const std::uint64_t*;  // the library's table of six
 

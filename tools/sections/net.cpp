@@ -81,22 +81,25 @@ class NetSection : public Section {
   explicit NetSection(const Plan&) {}
 
   void begin(int waitMs) override {
-    if (monitor_) {
-      addAppeared();
-    } else {
-      takeFirst();
-    }
+    orBeginAnew(monitor_, [this] { monitor_ ? addAppeared() : takeFirst(); });
     monitor_->tessary_setSamplingTime(waitMs);
   }
 
   std::vector<std::function<void()>> waits() override {
     return {[this] {
-      stats_ = monitor_->tessary_getNetstats();
+      stats_ = orBeginAnew(monitor_, [this] { return monitor_->tessary_getNetstats(); });
       seconds_ = watch_.lap();
     }};
   }
 
   std::vector<TableSample> read() override {
+    return orBeginAnew(monitor_, [this] { return rows(); });
+  }
+
+ private:
+  using Unread = std::vector<std::vector<bool>>;  // by interface and counter
+
+  std::vector<TableSample> rows() {
     const Unread before = std::exchange(unread_, unreadCounters());
     TableSample sample;
     for (std::size_t at = 0; at < stats_.size() && at < unread_.size(); ++at) {
@@ -111,9 +114,6 @@ class NetSection : public Section {
     if (stats_.empty()) sample.absent = absentBecause(kFolder, "the machine has no interface").reason;
     return {sample};
   }
-
- private:
-  using Unread = std::vector<std::vector<bool>>;  // by interface and counter
 
   void takeFirst() {
     monitor_.emplace();
@@ -139,16 +139,21 @@ class NetSection : public Section {
   }
 
   // A counter that cannot be read is 0 to the library, and the next difference is off by all that it has
-  // counted.
+  // counted. One that can be read a moment later, and is not 0 then, was not read either.
   Unread unreadCounters() const {
     Unread unread;
     for (const net::netStats& raw : monitor_->implementation->previousSample) {
       std::vector<bool>& row = unread.emplace_back();
       for (const Counter& counter : kCounters) {
-        row.push_back(raw.*counter.counted == 0 && tried(counter.node, raw.name).state != State::kRead);
+        row.push_back(raw.*counter.counted == 0 && !isZero(numberOf(counter.node, raw.name)));
       }
     }
     return unread;
+  }
+
+  static bool isZero(const Value& number) {
+    const auto* const integer = std::get_if<std::int64_t>(&number);
+    return integer != nullptr && *integer == 0;
   }
 
   Value rate(const Counter& counter, const net::netStats& stats, bool unreadBefore, bool unreadNow) const {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "tools/figures/time_units.h"
 #include "tools/sections/kept.h"
 #include "tools/sections/section.h"
 #include "tools/sections/source.h"
@@ -52,6 +53,7 @@ constexpr Column<Process> kProcessColumns[] = {
 constexpr Table<Process> kProcesses{"top", "process", kProcessColumns};
 
 constexpr char kEnded[] = "the process ended during the interval";
+constexpr char kHalfRead[] = "could not be read at one end of the interval";
 constexpr char kUnread[] = "no permission, or a parenthesis or line end in the name";
 
 bool isSelected(const std::vector<int>& sorted, int pid) {
@@ -68,7 +70,7 @@ class ProcessSection : public Section {
   }
 
   std::vector<std::function<void()>> waits() override {
-    return {[this] { measure(); }};
+    return {[this] { orBeginAnew(monitor_, [this] { measure(); }); }};
   }
 
   std::vector<TableSample> read() override {
@@ -122,6 +124,7 @@ class ProcessSection : public Section {
     constexpr double kTick = 0.01;  // the kernel cuts the start time to its tick
     auto& state = *monitor_->implementation;
     unread_.clear();
+    halfRead_ = 0;
     for (const int pid : processIds()) {
       if (!isSelected(plan_.pids, pid) || std::binary_search(known.begin(), known.end(), pid)) continue;
       const std::size_t before = state.currentSample.size();
@@ -130,7 +133,10 @@ class ProcessSection : public Section {
     }
     for (const process::processStats& started : state.currentSample) {
       state.previousSample.push_back(started);
-      if (started.startTime < since - kTick) continue;  // it was there, and could not be read
+      if (started.startTime < since - kTick) {  // it was there, and could not be read
+        ++halfRead_;
+        continue;
+      }
       process::resultProcInfo info{};
       info.pid = started.pid;
       started.name.copy(info.name, sizeof info.name - 1);
@@ -144,13 +150,15 @@ class ProcessSection : public Section {
     std::sort(state.previousSample.begin(), state.previousSample.end(), process::comparePid);
   }
 
-  // How many processes are there and could not be read.
+  // How many processes are there and could not be read, at both ends.
   std::string unreadable() const {
     const auto count = static_cast<std::size_t>(std::count_if(unread_.begin(), unread_.end(), [](int pid) {
       return tried(kStat, std::to_string(pid)).state != State::kAbsent;
     }));
-    if (count == 0) return {};
-    return std::string{kStat.target} + ": " + kUnread + " " + partOf(used_.size(), used_.size() + count);
+    const std::size_t missing = count + halfRead_;
+    if (missing == 0) return {};
+    return std::string{kStat.target} + ": " + (count != 0 ? kUnread : kHalfRead) + " " +
+           partOf(used_.size(), used_.size() + missing);
   }
 
   static std::vector<int> idsOf(const std::vector<process::processStats>& sample) {
@@ -195,14 +203,13 @@ class ProcessSection : public Section {
     return kProcesses.absentRow({pid, reason, {}, {}, {}}, reason.reason);
   }
 
-  static constexpr double kNanosecondsInSecond = 1e9;
-
   Plan plan_;
   std::optional<process::PROCESS_MON> monitor_;
   std::int64_t sampledAt_ = 0;  // boot time of the monitor's last sample
   double seconds_ = 0;          // from the sample before it
   std::vector<process::resultProcInfo> used_;
-  std::vector<int> unread_;  // listed, and not in the last sample
+  std::vector<int> unread_;   // listed, and not in the last sample
+  std::size_t halfRead_ = 0;  // in one of the last two samples alone, and not new
   Kept kept_;
 };
 

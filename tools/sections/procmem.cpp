@@ -85,7 +85,8 @@ class ProcmemSection : public Section {
   explicit ProcmemSection(const Plan& plan) : plan_{plan}, kept_{plan.keep} {}
 
   std::vector<TableSample> read() override {
-    std::vector<processMemoryMap>& processes = *monitor_.tessary_getPerProcessMemStats(selected());
+    const std::vector<int> asked = selected();
+    std::vector<processMemoryMap>& processes = *monitor_.tessary_getPerProcessMemStats(asked);
     if (processes.empty() && plan_.pids.empty()) {
       const Absent none = absentBecause(kFolder, "no process could be read");
       return {{{kSums.row({none, none, none})}, {}}, {{}, none.reason}};
@@ -93,7 +94,7 @@ class ProcmemSection : public Section {
     std::sort(processes.begin(), processes.end(), [](const processMemoryMap& a, const processMemoryMap& b) {
       return a.pss != b.pss ? a.pss > b.pss : a.pid < b.pid;
     });
-    const std::string missing = unreadable(processes);
+    const std::string missing = unreadable(asked, processes);
     return {{{kSums.row(sums(processes))}, missing},
             {plan_.pids.empty() ? largest(processes) : named(processes), missing}};
   }
@@ -103,11 +104,17 @@ class ProcmemSection : public Section {
   // asked for twice.
   std::vector<int> selected() {
     std::vector<int> ids = plan_.pids.empty() ? processIds() : plan_.pids;
-    const auto gone = [&](int pid) { return !std::binary_search(ids.begin(), ids.end(), pid); };
-    ended_.erase(std::remove_if(ended_.begin(), ended_.end(), gone), ended_.end());
-    const auto ended = [&](int pid) { return std::find(ended_.begin(), ended_.end(), pid) != ended_.end(); };
-    ids.erase(std::remove_if(ids.begin(), ids.end(), ended), ids.end());
+    for (std::vector<int>* const known : {&ended_, &kernelThreads_}) {
+      const auto gone = [&](int pid) { return !std::binary_search(ids.begin(), ids.end(), pid); };
+      known->erase(std::remove_if(known->begin(), known->end(), gone), known->end());
+    }
+    ids.erase(std::remove_if(ids.begin(), ids.end(), [this](int pid) { return isIn(ended_, pid); }),
+              ids.end());
     return ids;
+  }
+
+  static bool isIn(const std::vector<int>& sorted, int pid) {
+    return std::binary_search(sorted.begin(), sorted.end(), pid);
   }
 
   static Sums sums(const std::vector<processMemoryMap>& processes) {
@@ -125,23 +132,33 @@ class ProcmemSection : public Section {
     return {static_cast<std::int64_t>(processes.size()), sum(pss), sum(own)};
   }
 
-  // Notes the ended processes, and says of the others that could not be measured why, and how many could.
-  std::string unreadable(const std::vector<processMemoryMap>& processes) {
+  // Notes the processes without memory, and says of the others that could not be measured why, and how many could.
+  std::string unreadable(const std::vector<int>& asked, const std::vector<processMemoryMap>& processes) {
+    std::vector<int> measured;
+    std::vector<int> reported;
+    for (const processMemoryMap& info : processes) {
+      reported.push_back(info.pid);
+      if (isMeasured(info)) measured.push_back(info.pid);
+    }
+    std::sort(measured.begin(), measured.end());
+    std::sort(reported.begin(), reported.end());
     std::size_t count = 0;
     std::string error;
-    for (const processMemoryMap& info : processes) {
-      if (isMeasured(info)) continue;
-      const Finding finding = rollup(info.pid);
-      if (finding.state == State::kAbsent || finding.state == State::kMalformed) {
-        ended_.push_back(info.pid);
-      } else if (finding.state == State::kDenied) {
+    for (const int pid : asked) {
+      if (isIn(measured, pid) || isIn(kernelThreads_, pid)) continue;
+      const Finding finding = rollup(pid);
+      if (finding.state == State::kAbsent) {
+        (isIn(reported, pid) ? ended_ : kernelThreads_).push_back(pid);
+      } else {
         ++count;
-        error = finding.error;
+        error = finding.state == State::kRead ? "it could not be read at first" : finding.error;
       }
     }
+    std::sort(ended_.begin(), ended_.end());
+    std::sort(kernelThreads_.begin(), kernelThreads_.end());
     if (count == 0 || !plan_.pids.empty()) return {};
     return std::string{kRollup.target} + ": " + error + " " +
-           partOf(processes.size() - count, processes.size());
+           partOf(measured.size(), measured.size() + count);
   }
 
   std::vector<Row> largest(const std::vector<processMemoryMap>& processes) {
@@ -193,7 +210,8 @@ class ProcmemSection : public Section {
 
   Plan plan_;
   procmem::PERPROCMEM_MON monitor_;
-  std::vector<int> ended_;
+  std::vector<int> ended_;  // sorted, as those below
+  std::vector<int> kernelThreads_;
   Kept kept_;
 };
 

@@ -5,11 +5,11 @@
 #include <ctime>
 #include <utility>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 
 namespace {
-
-constexpr std::int64_t kNanosecondsInSecond = 1000000000;
 
 std::int64_t timeBy(clockid_t clock) {
   timespec now{};

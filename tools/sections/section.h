@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "tools/figures/report.h"
@@ -37,11 +39,28 @@ class Section {
   virtual std::vector<TableSample> read() = 0;
 };
 
+// Takes a step of a sample. Where it throws, as for want of memory, what the monitor has of the sample before is not
+// known any more: the monitor goes, and the next sample begins with another.
+template <typename Monitor, typename Step>
+auto orBeginAnew(std::optional<Monitor>& monitor, const Step& step) {
+  try {
+    return step();
+  } catch (...) {
+    monitor.reset();
+    throw;
+  }
+}
+
 struct SectionInfo {
+  using Open = std::unique_ptr<Section>(const Plan& plan);
+
+  SectionInfo(SectionSchema itsSchema, std::vector<Node> itsNodes, Open* itsOpening, bool isOnRequest = false)
+      : schema{std::move(itsSchema)}, nodes{std::move(itsNodes)}, open{itsOpening}, onRequest{isOnRequest} {}
+
   SectionSchema schema;
   std::vector<Node> nodes;  // for the doctor
-  std::unique_ptr<Section> (*open)(const Plan& plan);
-  bool onRequest = false;  // a recording has it only when it is named
+  Open* open;
+  bool onRequest;  // a recording has it only when it is named
 };
 
 // Nanoseconds since the machine started, its sleep included.

@@ -5,12 +5,13 @@
 #include <limits>
 #include <string_view>
 
+#include "tools/figures/time_units.h"
+
 namespace tool {
 
 namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-constexpr double kMillisecondsInSecond = 1000;
 
 // The name where rows have one beside their id.
 std::optional<std::size_t> lastingLabel(const TableInfo& table) {
@@ -23,7 +24,7 @@ std::optional<std::size_t> lastingLabel(const TableInfo& table) {
   return label;
 }
 
-std::optional<double> numberOf(const Value& value) {
+std::optional<double> realOf(const Value& value) {
   if (const auto* const integer = std::get_if<std::int64_t>(&value)) return static_cast<double>(*integer);
   if (const auto* const real = std::get_if<double>(&value)) return *real;
   return std::nullopt;
@@ -101,7 +102,7 @@ RecordedFigure* Recorded::addFigure(const Figure& figure, const TableOf& table) 
 }
 
 void Recorded::put(RecordedFigure& figure, const Value& value) {
-  const std::optional<double> number = numberOf(value);
+  const std::optional<double> number = realOf(value);
   if (!number) {
     if (const auto* const absent = std::get_if<Absent>(&value)) figure.reason = absent->reason;
     return;

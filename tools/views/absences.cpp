@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/text.h"
 #include "tools/views/words.h"
 
 namespace tool {
 
 namespace {
-
-constexpr double kNanosecondsInMillisecond = 1e6;
 
 bool isSame(const Absence& a, const Absence& b) {
   return a.section == b.section && a.reason == b.reason && a.what == b.what;

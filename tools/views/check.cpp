@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/views/escaping.h"
+#include "tools/views/json.h"
 
 namespace tool {
 
@@ -14,17 +15,17 @@ std::string nameOf(const BudgetResult& result) {
   return result.figure != nullptr ? result.figure->name : result.budget->selector.text;
 }
 
-struct Line {
+struct BudgetLine {
   std::string outcome, figure, rule, value;
 };
 
-constexpr Column<Line> kColumns[] = {
-    {"outcome", "budget", kPlain, "", [](const Line& l) -> Value { return l.outcome; }},
-    {"figure", "figure", kPlain, "", [](const Line& l) -> Value { return l.figure; }, kLabel},
-    {"rule", "allowed", kPlain, "", [](const Line& l) -> Value { return l.rule; }},
-    {"value", "measured", kPlain, "", [](const Line& l) -> Value { return l.value; }},
+constexpr Column<BudgetLine> kBudgetColumns[] = {
+    {"outcome", "budget", kPlain, "", [](const BudgetLine& l) -> Value { return l.outcome; }},
+    {"figure", "figure", kPlain, "", [](const BudgetLine& l) -> Value { return l.figure; }, kLabel},
+    {"rule", "allowed", kPlain, "", [](const BudgetLine& l) -> Value { return l.rule; }},
+    {"value", "measured", kPlain, "", [](const BudgetLine& l) -> Value { return l.value; }},
 };
-const Table<Line> kLines{"budgets", "budget", kColumns};
+const Table<BudgetLine> kBudgetLines{"budgets", "budget", kBudgetColumns};
 
 std::string valueText(const BudgetResult& result) {
   if (result.outcome == kNotMeasured) return result.reason;
@@ -76,11 +77,11 @@ std::string caseXml(const BudgetResult& result) {
          "\"/>\n    </testcase>\n";
 }
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-Json resultJson(const BudgetResult& result) {
+OrderedJson resultJson(const BudgetResult& result) {
   const Budget& budget = *result.budget;
-  Json json{{"figure", utf8(nameOf(result))}, {"statistic", statisticName(budget.statistic)}};
+  OrderedJson json{{"figure", utf8(nameOf(result))}, {"statistic", statisticName(budget.statistic)}};
   if (budget.statistic == kOver) {
     json["limit"] = budget.limit;
     json["seconds"] = budget.seconds;
@@ -104,10 +105,10 @@ std::string checkText(const std::vector<CheckedRecording>& checked, const TextSt
   std::size_t all = 0;
   for (const CheckedRecording& recording : checked) {
     const std::string title = printable(recording.name);
-    const SectionSchema schema{"check", title.c_str(), {kLines.info()}};
+    const SectionSchema schema{"check", title.c_str(), {kBudgetLines.info()}};
     SectionSample sample{&schema, {{}}};
     for (const BudgetResult& result : recording.results) {
-      sample.tables[0].rows.push_back(kLines.row(
+      sample.tables[0].rows.push_back(kBudgetLines.row(
           {outcomeName(result.outcome), nameOf(result), ruleText(*result.budget), valueText(result)}));
     }
     text += renderText(sample, style) + "\n";
@@ -118,16 +119,15 @@ std::string checkText(const std::vector<CheckedRecording>& checked, const TextSt
 }
 
 std::string checkJson(const std::vector<CheckedRecording>& checked) {
-  constexpr int kIndent = 2;
-  Json json{{"schema", "tessary-check"}, {"version", 1}};
-  Json& recordings = json["recordings"] = Json::array();
+  OrderedJson json{{"schema", "tessary-check"}, {"version", 1}};
+  OrderedJson& recordings = json["recordings"] = OrderedJson::array();
   for (const CheckedRecording& recording : checked) {
-    Json results = Json::array();
+    OrderedJson results = OrderedJson::array();
     for (const BudgetResult& result : recording.results) results.push_back(resultJson(result));
     recordings.push_back(
         {{"recording", utf8(recording.name)}, {"seconds", recording.seconds}, {"budgets", results}});
   }
-  return json.dump(kIndent) + "\n";
+  return json.dump(kJsonIndent) + "\n";
 }
 
 std::string checkJunit(const std::vector<CheckedRecording>& checked) {

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/views/escaping.h"
+#include "tools/views/json.h"
 
 namespace tool {
 
@@ -36,32 +37,34 @@ std::string changeText(const Change& change, double base, const ComparedFigure& 
 }
 
 // One line of the table, all in words.
-struct Line {
+struct FigureLine {
   std::string figure, verdict;
   std::string baseMean, otherMean, meanChange, meanSmallest;
   std::string baseP95, otherP95, p95Change, p95Smallest;
 };
 
-constexpr Column<Line> kColumns[] = {
-    {"verdict", "verdict", kPlain, "", [](const Line& l) -> Value { return l.verdict; }},
-    {"figure", "figure", kPlain, "", [](const Line& l) -> Value { return l.figure; }, kLabel},
-    {"base_mean", "mean", kPlain, "", [](const Line& l) -> Value { return l.baseMean; }},
-    {"new_mean", "new", kPlain, "", [](const Line& l) -> Value { return l.otherMean; }},
-    {"mean_change", "change", kPlain, "", [](const Line& l) -> Value { return l.meanChange; }},
-    {"mean_smallest", "shown from", kPlain, "", [](const Line& l) -> Value { return l.meanSmallest; },
+constexpr Column<FigureLine> kFigureColumns[] = {
+    {"verdict", "verdict", kPlain, "", [](const FigureLine& l) -> Value { return l.verdict; }},
+    {"figure", "figure", kPlain, "", [](const FigureLine& l) -> Value { return l.figure; }, kLabel},
+    {"base_mean", "mean", kPlain, "", [](const FigureLine& l) -> Value { return l.baseMean; }},
+    {"new_mean", "new", kPlain, "", [](const FigureLine& l) -> Value { return l.otherMean; }},
+    {"mean_change", "change", kPlain, "", [](const FigureLine& l) -> Value { return l.meanChange; }},
+    {"mean_smallest", "shown from", kPlain, "", [](const FigureLine& l) -> Value { return l.meanSmallest; },
      kFigure, kNeither, 1},
-    {"base_p95", "p95", kPlain, "", [](const Line& l) -> Value { return l.baseP95; }, kFigure, kNeither, 2},
-    {"new_p95", "new", kPlain, "", [](const Line& l) -> Value { return l.otherP95; }, kFigure, kNeither, 2},
-    {"p95_change", "change", kPlain, "", [](const Line& l) -> Value { return l.p95Change; }, kFigure,
+    {"base_p95", "p95", kPlain, "", [](const FigureLine& l) -> Value { return l.baseP95; }, kFigure, kNeither,
+     2},
+    {"new_p95", "new", kPlain, "", [](const FigureLine& l) -> Value { return l.otherP95; }, kFigure, kNeither,
+     2},
+    {"p95_change", "change", kPlain, "", [](const FigureLine& l) -> Value { return l.p95Change; }, kFigure,
      kNeither, 2},
-    {"p95_smallest", "shown from", kPlain, "", [](const Line& l) -> Value { return l.p95Smallest; }, kFigure,
-     kNeither, 3},
+    {"p95_smallest", "shown from", kPlain, "", [](const FigureLine& l) -> Value { return l.p95Smallest; },
+     kFigure, kNeither, 3},
 };
-const Table<Line> kLines{"figures", "figure", kColumns};
+const Table<FigureLine> kFigureLines{"figures", "figure", kFigureColumns};
 
-Line lineOf(const ComparedFigure& compared) {
+FigureLine lineOf(const ComparedFigure& compared) {
   const Format& format = compared.column->format;
-  Line line;
+  FigureLine line;
   line.figure = compared.name;
   line.verdict = verdictName(compared.verdict);
   line.baseMean = shown(compared.base.mean, format);
@@ -119,16 +122,16 @@ std::string leftText(const std::vector<NotCompared>& left) {
   return text;
 }
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-Json sideJson(const SideSummary& side) {
+OrderedJson sideJson(const SideSummary& side) {
   return {{"mean", side.mean},
           {"p95", side.p95},
           {"samples", side.samples},
           {"effective_samples", std::round(side.effective)}};
 }
 
-Json changeJson(const Change& change) {
+OrderedJson changeJson(const Change& change) {
   return {{"change", change.value},
           {"margin", change.margin},
           {"smallest", change.smallest},
@@ -136,9 +139,9 @@ Json changeJson(const Change& change) {
           {"matters", change.matters}};
 }
 
-Json figureJson(const ComparedFigure& compared) {
+OrderedJson figureJson(const ComparedFigure& compared) {
   const ColumnInfo& column = *compared.column;
-  Json json{{"figure", utf8(compared.name)}, {"unit", column.format.unit.name}};
+  OrderedJson json{{"figure", utf8(compared.name)}, {"unit", column.format.unit.name}};
   if (column.tendency != kNeither) json["more_is"] = column.tendency == kMoreIsWorse ? "worse" : "better";
   json["verdict"] = verdictName(compared.verdict);
   json["base"] = sideJson(compared.base);
@@ -152,8 +155,8 @@ Json figureJson(const ComparedFigure& compared) {
   return json;
 }
 
-Json namesJson(const std::vector<std::string>& names) {
-  Json json = Json::array();
+OrderedJson namesJson(const std::vector<std::string>& names) {
+  OrderedJson json = OrderedJson::array();
   for (const std::string& name : names) json.push_back(utf8(name));
   return json;
 }
@@ -165,10 +168,10 @@ std::string comparisonText(const Comparison& comparison, const ComparedSide& bas
   std::string text = sideText("base", base) + sideText("new ", other) + "\n";
   const std::vector<const ComparedFigure*> figures = sorted(comparison);
   if (!figures.empty()) {
-    const SectionSchema schema{"compare", "Comparison", {kLines.info()}};
+    const SectionSchema schema{"compare", "Comparison", {kFigureLines.info()}};
     SectionSample sample{&schema, {{}}};
     for (const ComparedFigure* const figure : figures)
-      sample.tables[0].rows.push_back(kLines.row(lineOf(*figure)));
+      sample.tables[0].rows.push_back(kFigureLines.row(lineOf(*figure)));
     text += renderText(sample, style) + "\n";
   }
   return text + countsText(comparison) + leftText(comparison.left);
@@ -176,17 +179,17 @@ std::string comparisonText(const Comparison& comparison, const ComparedSide& bas
 
 std::string comparisonJson(const Comparison& comparison, const ComparedSide& base, const ComparedSide& other,
                            const ComparisonPlan& plan) {
-  constexpr int kIndent = 2;
-  Json json{{"schema", "tessary-compare"},   {"version", 1},        {"base", namesJson(base.names)},
-            {"new", namesJson(other.names)}, {"alpha", plan.alpha}, {"least_percent", 100 * plan.least},
-            {"tests", comparison.tests}};
-  Json& figures = json["figures"] = Json::array();
+  OrderedJson json{{"schema", "tessary-compare"},   {"version", 1},
+                   {"base", namesJson(base.names)}, {"new", namesJson(other.names)},
+                   {"alpha", plan.alpha},           {"least_percent", 100 * plan.least},
+                   {"tests", comparison.tests}};
+  OrderedJson& figures = json["figures"] = OrderedJson::array();
   for (const ComparedFigure& figure : comparison.figures) figures.push_back(figureJson(figure));
-  Json& left = json["not_compared"] = Json::array();
+  OrderedJson& left = json["not_compared"] = OrderedJson::array();
   for (const NotCompared& figure : comparison.left) {
     left.push_back({{"figure", utf8(figure.name)}, {"reason", figure.reason}});
   }
-  return json.dump(kIndent) + "\n";
+  return json.dump(kJsonIndent) + "\n";
 }
 
 }  // namespace tool

@@ -3,6 +3,7 @@
 #include <map>
 #include <utility>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/export.h"
 #include "tools/views/spool.h"
 #include "tools/views/words.h"
@@ -36,7 +37,6 @@ class Times {
   std::string of(const Report& report) const {
     if (report.unixTimeNs) return utcTime(*report.unixTimeNs);
     if (offset_) return utcTime(report.bootTimeNs + *offset_);
-    constexpr double kNanosecondsInSecond = 1e9;
     return wordsOf(static_cast<double>(report.bootTimeNs) / kNanosecondsInSecond);
   }
 

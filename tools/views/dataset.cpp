@@ -7,15 +7,15 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/words.h"
 
 namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
 constexpr double kAbsent = std::numeric_limits<double>::quiet_NaN();
 constexpr char kWholeName[] = "all";
 
@@ -43,7 +43,7 @@ std::string headingsOf(const Figure& figure) {
   return headings;
 }
 
-Json formatJson(const Format& format) {
+OrderedJson formatJson(const Format& format) {
   return {{"shown", format.shown},
           {"decimals", format.decimals},
           {"scale", format.scale},
@@ -153,7 +153,7 @@ std::string Dataset::title() const {
 }
 
 std::string Dataset::json() const {
-  Json facts = Json::array();
+  OrderedJson facts = OrderedJson::array();
   const auto fact = [&](const char* name, const std::string& text) {
     if (!text.empty()) facts.push_back({name, clean(text)});
   };
@@ -167,7 +167,7 @@ std::string Dataset::json() const {
   fact("tool", origin_.tool);
   fact("library", origin_.library);
 
-  Json gaps = Json::array();
+  OrderedJson gaps = OrderedJson::array();
   for (const Gap& gap : gaps_) {
     gaps.push_back({{"section", gap.absence.section->name},
                     {"from", gap.absence.first},
@@ -175,27 +175,27 @@ std::string Dataset::json() const {
                     {"what", gap.absence.what},
                     {"reason", gap.absence.reason}});
   }
-  Json head{{"name", clean(name_)},  {"interval_ms", origin_.intervalMs},
-            {"wall", wallOffsetMs_}, {"facts", facts},
-            {"gaps", gaps},          {"times", timesMs_}};
+  OrderedJson head{{"name", clean(name_)},  {"interval_ms", origin_.intervalMs},
+                   {"wall", wallOffsetMs_}, {"facts", facts},
+                   {"gaps", gaps},          {"times", timesMs_}};
   std::string text = head.dump();
   text.pop_back();
   text += ",\"charts\":[";
   for (const Chart& chart : charts_) {
-    std::string one = Json{{"key", chart.key},
-                           {"section", chart.section->name},
-                           {"title", chart.title},
-                           {"description", chart.description},
-                           {"format", formatJson(chart.format)}}
+    std::string one = OrderedJson{{"key", chart.key},
+                                  {"section", chart.section->name},
+                                  {"title", chart.title},
+                                  {"description", chart.description},
+                                  {"format", formatJson(chart.format)}}
                           .dump();
     one.pop_back();
     text += (&chart == charts_.data() ? "" : ",") + one + ",\"series\":[";
     for (const Series& series : chart.series) {
-      one = Json{{"figure", series.figure},
-                 {"item", series.item},
-                 {"name", series.name},
-                 {"whole", series.isWhole},
-                 {"first", series.first}}
+      one = OrderedJson{{"figure", series.figure},
+                        {"item", series.item},
+                        {"name", series.name},
+                        {"whole", series.isWhole},
+                        {"first", series.first}}
                 .dump();
       one.pop_back();
       text += (&series == chart.series.data() ? "" : ",") + one + ",\"values\":" + valuesText(series.values) +

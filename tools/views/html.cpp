@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 // Within a script, a browser looks for its end before it looks at the data: "<" stands for itself nowhere.
 void writeData(const Write& write, std::string_view text) {
@@ -24,18 +24,24 @@ void writeData(const Write& write, std::string_view text) {
   }
 }
 
-Json sectionsOf(const std::vector<Dataset>& recordings) {
+OrderedJson sectionsOf(const Dataset* recordings, std::size_t count) {
   std::vector<const SectionSchema*> all;
-  for (const Dataset& recording : recordings) {
-    for (const SectionSchema* const section : recording.sections()) {
+  for (std::size_t at = 0; at < count; ++at) {
+    for (const SectionSchema* const section : recordings[at].sections()) {
       if (std::find(all.begin(), all.end(), section) == all.end()) all.push_back(section);
     }
   }
-  Json sections = Json::array();
+  OrderedJson sections = OrderedJson::array();
   for (const SectionSchema* const section : all) {
     sections.push_back({{"name", section->name}, {"title", section->title}});
   }
   return sections;
+}
+
+void begin(const Write& write, const std::string& policy) {
+  write(pageBeforePolicy());
+  write(policy);
+  write(pageBeforeData());
 }
 
 class Html : public Export {
@@ -58,19 +64,35 @@ class Html : public Export {
 
 }  // namespace
 
+bool hasPage() { return !pageBehindData().empty(); }
+
+std::string livePolicy() { return std::string{pagePolicy()} + "; connect-src 'self'"; }
+
 void writePage(const Write& write, const std::string& title, const std::vector<Dataset>& recordings) {
-  if (pageBeforeData().empty()) {
+  if (!hasPage()) {
     throw Failure{"this build has no page of charts: dygraphs was not found (Debian: libjs-dygraphs)"};
   }
-  write(pageBeforeData());
-  writeData(write, "{\"title\":" + Json(title).dump() + ",\"sections\":" + sectionsOf(recordings).dump() +
-                       ",\"recordings\":[");
+  begin(write, std::string{pagePolicy()});
+  writeData(write, "{\"title\":" + OrderedJson(title).dump() + ",\"sections\":" +
+                       sectionsOf(recordings.data(), recordings.size()).dump() + ",\"recordings\":[");
   for (const Dataset& recording : recordings) {
     if (&recording != recordings.data()) write(",");
     writeData(write, recording.json());
   }
   write("]}");
   write(pageBehindData());
+}
+
+void writeLivePage(const Write& write, const std::string& title, const std::string& live) {
+  begin(write, livePolicy());
+  writeData(write, "{\"title\":" + OrderedJson(title).dump() + ",\"sections\":[],\"recordings\":[" +
+                       Dataset{title}.json() + "],\"live\":" + live + "}");
+  write(pageBehindData());
+}
+
+std::string datasetDocument(const Dataset& samples) {
+  return "{\"title\":" + OrderedJson(samples.title()).dump() +
+         ",\"sections\":" + sectionsOf(&samples, 1).dump() + ",\"recording\":" + samples.json() + "}";
 }
 
 std::unique_ptr<Export> openHtml(Write write, const ExportOptions& options) {

@@ -9,38 +9,31 @@ namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-constexpr int kIndent = 2;
 constexpr int kTimeDecimals = 3;
-
-double rounded(double value, int decimals) {
-  const double scale = std::pow(10.0, decimals);
-  const double scaled = std::round(value * scale) / scale;
-  return std::isfinite(scaled) ? scaled : value;
-}
 
 struct CellJson {
   const Format& format;
 
-  Json operator()(const Absent&) const { return nullptr; }
-  Json operator()(bool value) const { return value; }
-  Json operator()(std::int64_t value) const { return value; }
-  Json operator()(double value) const { return rounded(value, format.jsonDecimals); }
-  Json operator()(const std::string& value) const { return utf8(value); }
+  OrderedJson operator()(const Absent&) const { return nullptr; }
+  OrderedJson operator()(bool value) const { return value; }
+  OrderedJson operator()(std::int64_t value) const { return value; }
+  OrderedJson operator()(double value) const { return rounded(value, format.jsonDecimals); }
+  OrderedJson operator()(const std::string& value) const { return utf8(value); }
 };
 
-void addRow(Json& object, const std::vector<ColumnInfo>& columns, const Row& row) {
+void addRow(OrderedJson& object, const std::vector<ColumnInfo>& columns, const Row& row) {
   for (std::size_t position = 0; position < columns.size(); ++position) {
     if (isAbsent(row[position])) continue;
     object[columns[position].key] = std::visit(CellJson{columns[position].format}, row[position]);
   }
 }
 
-Json tableJson(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows) {
-  Json table = Json::array();
+OrderedJson tableJson(const std::vector<ColumnInfo>& columns, const std::vector<Row>& rows) {
+  OrderedJson table = OrderedJson::array();
   for (const Row& row : rows) {
-    Json object = Json::object();
+    OrderedJson object = OrderedJson::object();
     addRow(object, columns, row);
     table.push_back(std::move(object));
   }
@@ -48,8 +41,8 @@ Json tableJson(const std::vector<ColumnInfo>& columns, const std::vector<Row>& r
 }
 
 // What a gap leaves out: *, clock_khz, cores, cores[*].clock_khz, cores[3].clock_khz
-Json itemsJson(const Gap& gap, const std::vector<TableInfo>& tables) {
-  Json items = Json::array();
+OrderedJson itemsJson(const Gap& gap, const std::vector<TableInfo>& tables) {
+  OrderedJson items = OrderedJson::array();
   for (const Gap::Item& item : gap.items) {
     const TableInfo& table = tables[item.table];
     if (item.column == nullptr) {
@@ -67,9 +60,9 @@ Json itemsJson(const Gap& gap, const std::vector<TableInfo>& tables) {
   return items;
 }
 
-Json sectionJson(const SectionSample& sample) {
+OrderedJson sectionJson(const SectionSample& sample) {
   const std::vector<TableInfo>& tables = sample.schema->tables;
-  Json section = Json::object();
+  OrderedJson section = OrderedJson::object();
   for (std::size_t table = 0; table < sample.tables.size(); ++table) {
     const auto& [rows, absent] = sample.tables[table];
     if (tables[table].isFields()) {
@@ -78,7 +71,7 @@ Json sectionJson(const SectionSample& sample) {
       section[tables[table].key] = tableJson(tables[table].columns, rows);
     }
   }
-  Json errors = Json::array();
+  OrderedJson errors = OrderedJson::array();
   for (const Gap& gap : gaps(sample)) {
     errors.push_back({{"items", itemsJson(gap, tables)}, {"error", utf8(gap.reason)}});
   }
@@ -86,17 +79,17 @@ Json sectionJson(const SectionSample& sample) {
   return section;
 }
 
-void addText(Json& object, const char* key, const std::string& text) {
+void addText(OrderedJson& object, const char* key, const std::string& text) {
   if (!text.empty()) object[key] = utf8(text);
 }
 
-Json heading(const char* schema, const Origin& origin) {
-  Json heading{{"schema", schema}, {"version", kJsonVersion}};
+OrderedJson heading(const char* schema, const Origin& origin) {
+  OrderedJson heading{{"schema", schema}, {"version", kJsonVersion}};
   addText(heading, "tool", origin.tool);
   addText(heading, "library", origin.library);
   addText(heading, "host", origin.host);
   addText(heading, "kernel", origin.kernel);
-  Json board = Json::object();
+  OrderedJson board = OrderedJson::object();
   addText(board, "model", origin.model);
   addText(board, "platform", origin.platform);
   addText(board, "soc", origin.soc);
@@ -104,12 +97,12 @@ Json heading(const char* schema, const Origin& origin) {
   return heading;
 }
 
-void addTimes(Json& object, std::int64_t bootTimeNs, const std::optional<std::int64_t>& unixTimeNs) {
+void addTimes(OrderedJson& object, std::int64_t bootTimeNs, const std::optional<std::int64_t>& unixTimeNs) {
   object["boot_time_ns"] = bootTimeNs;
   if (unixTimeNs) object["unix_time_ns"] = *unixTimeNs;
 }
 
-void addReport(Json& object, const Report& report) {
+void addReport(OrderedJson& object, const Report& report) {
   addTimes(object, report.bootTimeNs, report.unixTimeNs);
   object["interval_ms"] = rounded(report.intervalMs, kTimeDecimals);
   if (report.missed != 0) object["missed"] = report.missed;
@@ -118,8 +111,8 @@ void addReport(Json& object, const Report& report) {
   for (const SectionSample& sample : report.sections) object[sample.schema->name] = sectionJson(sample);
 }
 
-Json columnJson(const SectionSchema& section, const TableInfo& table, const ColumnInfo& column) {
-  Json json{{"section", section.name}};
+OrderedJson columnJson(const SectionSchema& section, const TableInfo& table, const ColumnInfo& column) {
+  OrderedJson json{{"section", section.name}};
   if (!table.isFields()) json["table"] = table.key;
   json["key"] = column.key;
   addText(json, "unit", column.format.unit.name);
@@ -133,18 +126,24 @@ Json columnJson(const SectionSchema& section, const TableInfo& table, const Colu
 
 }  // namespace
 
+double rounded(double value, int decimals) {
+  const double scale = std::pow(10.0, decimals);
+  const double scaled = std::round(value * scale) / scale;
+  return std::isfinite(scaled) ? scaled : value;
+}
+
 std::string reportDocument(const Origin& origin, const Report& report) {
-  Json document = heading("tessary-report", origin);
+  OrderedJson document = heading("tessary-report", origin);
   addReport(document, report);
-  return document.dump(kIndent) + "\n";
+  return document.dump(kJsonIndent) + "\n";
 }
 
 std::string recordHeader(const Origin& origin) {
-  Json header = heading("tessary-record", origin);
+  OrderedJson header = heading("tessary-record", origin);
   addTimes(header, origin.bootTimeNs, origin.unixTimeNs);
   header["interval_ms"] = rounded(origin.intervalMs, kTimeDecimals);
-  Json monitors = Json::array();
-  Json columns = Json::array();
+  OrderedJson monitors = OrderedJson::array();
+  OrderedJson columns = OrderedJson::array();
   for (const SectionSchema* const section : origin.sections) {
     monitors.push_back(section->name);
     for (const TableInfo& table : section->tables) {
@@ -157,16 +156,16 @@ std::string recordHeader(const Origin& origin) {
 }
 
 std::string recordLine(const Report& report) {
-  Json line = Json::object();
+  OrderedJson line = OrderedJson::object();
   addReport(line, report);
   return line.dump() + "\n";
 }
 
 std::string doctorDocument(const Origin& origin, const SectionSample& sources) {
-  Json document{{"schema", "tessary-doctor"}, {"version", kJsonVersion}, {"library", origin.library}};
+  OrderedJson document{{"schema", "tessary-doctor"}, {"version", kJsonVersion}, {"library", origin.library}};
   const TableInfo& info = sources.schema->tables[0];
   document[info.key] = tableJson(info.columns, sources.tables[0].rows);
-  return document.dump(kIndent) + "\n";
+  return document.dump(kJsonIndent) + "\n";
 }
 
 }  // namespace tool

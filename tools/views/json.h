@@ -9,8 +9,12 @@
 namespace tool {
 
 constexpr int kJsonVersion = 2;  // of the format: goes up when a key changes its meaning
+constexpr int kJsonIndent = 2;   // of what is one object over several lines
 
-// One object over several lines, for `report --json`.
+// With so many digits behind the point; a number that has no such form as it is.
+double rounded(double value, int decimals);
+
+// For `report --json`.
 std::string reportDocument(const Origin& origin, const Report& report);
 
 // The lines of a recording.

@@ -13,40 +13,16 @@
 #include <utility>
 
 #include "tools/figures/metric.h"
+#include "tools/figures/time_units.h"
 #include "tools/output.h"
 #include "tools/views/export.h"
+#include "tools/views/families.h"
 #include "tools/views/spool.h"
 #include "tools/views/words.h"
 
 namespace tool {
 
 namespace {
-
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
-constexpr std::int64_t kMillisecondsInSecond = 1000;
-
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    if (c == '\\' || c == '"') result += '\\';
-    result += c;
-  }
-  return result;
-}
-
-std::string label(const char* name, const std::string& value) {
-  return std::string{name} + "=\"" + escaped(value) + "\"";
-}
-
-std::string labelSet(const std::string& board, const Figure& figure) {
-  std::string labels = label("board", board);
-  for (std::size_t at = 0; at < figure.row.size(); ++at) {
-    const ColumnInfo& column = figure.table.columns[at];
-    if (column.role != kLabel || isAbsent(figure.row[at])) continue;
-    labels += "," + label(column.key, clean(wordsOf(figure.row[at])));
-  }
-  return "{" + labels + "} ";
-}
 
 class OpenMetrics : public Export {
  public:
@@ -64,10 +40,8 @@ class OpenMetrics : public Export {
     if (report.unixTimeNs && !options_.startUnixNs) offsetNs_ = *report.unixTimeNs - report.bootTimeNs;
     forEachFigure(report, [&](const Figure& figure) {
       if (!isNumber(figure.value)) return;
-      const double value = numberOf(figure.value) * figure.column.format.unit.toBase;
-      char line[64];
-      std::snprintf(line, sizeof line, "%" PRId64 " %.12g\n", report.bootTimeNs, value);
-      spool_.append(seriesOf(figure), line);
+      const std::string value = metricValue(figure.value, figure.column.format.unit);
+      spool_.append(seriesOf(figure), std::to_string(report.bootTimeNs) + " " + value + "\n");
     });
   }
 
@@ -89,18 +63,16 @@ class OpenMetrics : public Export {
   };
 
   Spool::Id seriesOf(const Figure& figure) {
-    const std::string name = metricName(figure.section, figure.table, figure.column);
-    const auto [family, isNew] = families_.try_emplace(name);
-    if (isNew) family->second.head = head(name, figure.column);
-    const auto [series, first] = family->second.series.try_emplace(labelSet(board_, figure), 0);
+    const auto [family, isNew] =
+        families_.try_emplace(metricName(figure.section, figure.table, figure.column));
+    if (isNew) {
+      family->second.head =
+          headOf(familyOf(figure.section, figure.table, figure.column), MetricFormat::kOpenMetrics);
+    }
+    const std::string labels = labelSet(board_, figure.table, figure.row) + " ";
+    const auto [series, first] = family->second.series.try_emplace(labels, 0);
     if (first) series->second = spool_.add();
     return series->second;
-  }
-
-  static std::string head(const std::string& name, const ColumnInfo& column) {
-    const std::string unit = column.format.unit.base;
-    return "# TYPE " + name + " gauge\n" + (unit.empty() ? "" : "# UNIT " + name + " " + unit + "\n") +
-           "# HELP " + name + " " + escaped(column.description) + "\n";
   }
 
   void writeSeries(const std::string& series, Spool::Id id) {

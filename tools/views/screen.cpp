@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/escaping.h"
 #include "tools/views/text.h"
 #include "tools/views/width.h"
@@ -51,11 +52,11 @@ constexpr const char* kHelp[] = {
 };
 
 // A line that is never wider than the screen.
-class Line {
+class ScreenLine {
  public:
-  explicit Line(const ScreenLook& look) : look_{look} {}
+  explicit ScreenLine(const ScreenLook& look) : look_{look} {}
 
-  Line& add(std::string_view text, Style style = kNormal) {
+  ScreenLine& add(std::string_view text, Style style = kNormal) {
     const std::string part = cutTo(text, room());
     width_ += displayWidth(part);
     if (look_.colour && style != kNormal && !part.empty()) {
@@ -73,7 +74,7 @@ class Line {
     return true;
   }
 
-  Line& padTo(std::size_t column) {
+  ScreenLine& padTo(std::size_t column) {
     if (column > width_) add(std::string(column - width_, ' '));
     return *this;
   }
@@ -224,7 +225,7 @@ class SectionView {
   bool hasLines(std::size_t at) const { return !info(at).isFields() && !rows(at).empty() && !isBars(at); }
 
   std::string heading(bool isAlone) const {
-    Line line{look_};
+    ScreenLine line{look_};
     line.add(cutTo(section_.schema->name, kTitle - 1), kBold).padTo(kTitle);
     if (history_ != nullptr && look_.columns >= kTitle + kCurve + 40) {
       line.add(curve(*history_, isMainPercent(*section_.schema), look_), kDim).add(" ");
@@ -241,7 +242,7 @@ class SectionView {
     return line.text();
   }
 
-  void addFields(Line& line, std::size_t at) const {
+  void addFields(ScreenLine& line, std::size_t at) const {
     if (rows(at).empty()) return;
     bool first = true;
     for (const std::size_t column : figureColumns(info(at))) {
@@ -259,7 +260,7 @@ class SectionView {
   }
 
   // A bar an item, in the order of their numbers.
-  void addBars(Line& line, std::size_t at) const {
+  void addBars(ScreenLine& line, std::size_t at) const {
     const std::vector<std::size_t> columns = figureColumns(info(at));
     if (columns.empty() || !isPercent(info(at).columns[columns[0]])) return;
     std::string bars;
@@ -271,7 +272,7 @@ class SectionView {
   }
 
   // As many as there is room for, by their first figure.
-  void addItems(Line& line, std::size_t at) const {
+  void addItems(ScreenLine& line, std::size_t at) const {
     const std::vector<std::size_t> columns = figureColumns(info(at));
     if (columns.empty()) return;
     const ColumnInfo& column = info(at).columns[columns[0]];
@@ -309,7 +310,7 @@ class SectionView {
     std::vector<std::string> lines;
     const std::vector<Cells> columns = fitting(at, shownRows);
     for (std::size_t number = 0; number <= shownRows.size(); ++number) {
-      Line line{look_};
+      ScreenLine line{look_};
       line.add("  ");
       for (const Cells& cells : columns)
         addCell(line, cells, number, number == 0 ? nullptr : shownRows[number - 1], at);
@@ -318,7 +319,8 @@ class SectionView {
     return lines;
   }
 
-  void addCell(Line& line, const Cells& cells, std::size_t number, const Row* row, std::size_t at) const {
+  void addCell(ScreenLine& line, const Cells& cells, std::size_t number, const Row* row,
+               std::size_t at) const {
     const std::string& text = cells.texts[number];
     const std::string blanks(cells.width - displayWidth(text), ' ');
     const bool isLabel = cells.column->role == kLabel;
@@ -394,7 +396,6 @@ std::vector<std::size_t> share(std::size_t room, const std::vector<std::size_t>&
 }
 
 std::string lasting(std::int64_t ns) {
-  constexpr std::int64_t kNanosecondsInSecond = 1000000000;
   const std::int64_t seconds = ns / kNanosecondsInSecond;
   char text[48];
   if (seconds < 60) {
@@ -408,7 +409,7 @@ std::string lasting(std::int64_t ns) {
 
 std::string statusLine(const Origin& origin, const Report& report, const ScreenLook& look,
                        const ScreenChoice& choice) {
-  Line line{look};
+  ScreenLine line{look};
   line.add(name(boardOf(origin), look), kBold).add("  ");
   if (report.unixTimeNs) line.add(utcTime(*report.unixTimeNs)).add("  ");
   char interval[48];
@@ -429,7 +430,7 @@ std::vector<std::string> absenceLines(const std::vector<Absence>& absences, std:
   for (std::size_t at = 0; at < count; ++at) {
     const Absence& absence = absences[at];
     const std::size_t others = at + 1 == count ? absences.size() - count : 0;
-    Line line{look};
+    ScreenLine line{look};
     line.add("NOT READ ", kWarm);
     if (others > 0) line.add("(and " + std::to_string(others) + " more) ");
     line.add(lasting(nowNs - absence.fromNs) + " " + absence.section->name + ": ");
@@ -458,7 +459,7 @@ std::vector<std::string> Screen::lines(const Origin& origin, const Report& repor
                                        const ScreenChoice& choice) const {
   std::vector<std::string> lines{statusLine(origin, report, look, choice)};
   if (choice.help) {
-    for (const char* const text : kHelp) lines.push_back(Line{look}.add(text).text());
+    for (const char* const text : kHelp) lines.push_back(ScreenLine{look}.add(text).text());
     lines.resize(std::min(lines.size(), look.rows));
     return lines;
   }

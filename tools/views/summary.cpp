@@ -4,8 +4,10 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "tools/figures/time_units.h"
 #include "tools/statistics/series.h"
 #include "tools/views/escaping.h"
+#include "tools/views/json.h"
 #include "tools/views/text.h"
 #include "tools/views/words.h"
 
@@ -13,28 +15,22 @@ namespace tool {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-constexpr double kNanosecondsInSecond = 1e9;
 // The short form: of each table so many columns, and of the first of them so many items.
 constexpr std::size_t kShortColumns = 2;
 constexpr std::size_t kShortItems = 2;
 constexpr std::size_t kShortGaps = 5;
 
-struct Statistic {
+struct SpreadColumn {
   const char* name;
   double Spread::*value;
 };
-constexpr Statistic kStatistics[] = {{"mean", &Spread::mean},
-                                     {"p50", &Spread::p50},
-                                     {"p95", &Spread::p95},
-                                     {"max", &Spread::max},
-                                     {"min", &Spread::min}};
-
-double rounded(double value, int decimals) {
-  const double scale = std::pow(10.0, decimals);
-  return std::round(value * scale) / scale;
-}
+constexpr SpreadColumn kSpreadColumns[] = {{"mean", &Spread::mean},
+                                           {"p50", &Spread::p50},
+                                           {"p95", &Spread::p95},
+                                           {"max", &Spread::max},
+                                           {"min", &Spread::min}};
 
 // Lines of cells in columns: the first to the left, figures to the right.
 std::string aligned(const std::vector<std::vector<std::string>>& rows) {
@@ -66,10 +62,12 @@ Spread spreadOf(std::vector<double> values) {
 }
 
 void Summary::add(const Report& report) {
-  const auto intervalNs = static_cast<std::int64_t>(report.intervalMs * 1e6);
+  const auto intervalNs = static_cast<std::int64_t>(report.intervalMs * kNanosecondsInMillisecond);
   if (samples_ == 0) firstNs_ = report.bootTimeNs - intervalNs;
   ++samples_;
   missed_ += report.missed;
+  suspendedMs_ += report.suspendedMs;
+  followWallClock(report);
   forEachFigure(report, [&](const Figure& figure) {
     if (figure.column.role == kFigure && isNumber(figure.value)) {
       seriesOf(figure).values.push_back(numberOf(figure.value));
@@ -79,6 +77,19 @@ void Summary::add(const Report& report) {
   for (const Absence& ended : change.ended)
     gaps_.push_back({ended, report.bootTimeNs - intervalNs - ended.fromNs});
   lastNs_ = report.bootTimeNs;
+}
+
+// A wall clock that is kept right drifts from the other by less than a thousandth; what jumps was set.
+void Summary::followWallClock(const Report& report) {
+  constexpr std::int64_t kLeastStepNs = 100 * kNanosecondsInMillisecond;
+  if (!report.unixTimeNs) return;
+  const std::int64_t offset = *report.unixTimeNs - report.bootTimeNs;
+  if (wallClockOffsetNs_) {
+    const std::int64_t step = offset - *wallClockOffsetNs_;
+    const auto drift = static_cast<std::int64_t>(report.intervalMs * 1000);
+    if (std::abs(step) > kLeastStepNs + drift) clockSteps_.push_back({report.bootTimeNs - firstNs_, step});
+  }
+  wallClockOffsetNs_ = offset;
 }
 
 void Summary::end() {
@@ -148,13 +159,13 @@ std::vector<const Summary::Series*> Summary::largest(const ColumnInfo* column, s
 std::string Summary::text(bool everything) const {
   std::string text = heading();
   std::vector<std::vector<std::string>> rows{{"figure"}};
-  for (const Statistic& statistic : kStatistics) rows[0].emplace_back(statistic.name);
+  for (const SpreadColumn& statistic : kSpreadColumns) rows[0].emplace_back(statistic.name);
   for (const char* const heading : {"samples", "gaps"}) rows[0].emplace_back(heading);
   for (const Series* const series : everything ? ordered() : shortened()) {
     const Spread spread = spreadOf(series->values);
     std::vector<std::string>& row = rows.emplace_back();
     row.push_back(printable(series->path));
-    for (const Statistic& statistic : kStatistics) {
+    for (const SpreadColumn& statistic : kSpreadColumns) {
       row.push_back(shown(spread.*statistic.value, series->column->format));
     }
     row.push_back(std::to_string(series->values.size()));
@@ -177,7 +188,22 @@ std::string Summary::heading() const {
   text += seconds(lastNs_ - firstNs_) + ", " + std::to_string(samples_) + " samples of " +
           wordsOf(origin_.intervalMs) + " ms";
   if (missed_ > 0) text += ", " + std::to_string(missed_) + " missed";
-  return text + ", tool " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n\n";
+  return text + ", tool " + printable(origin_.tool) + ", library " + printable(origin_.library) + "\n" +
+         clockLines() + "\n";
+}
+
+std::string Summary::clockLines() const {
+  std::string lines;
+  for (const ClockStep& step : clockSteps_) {
+    lines += std::string{"the wall clock was set "} + (step.byNs < 0 ? "back" : "forward") + " by " +
+             seconds(std::abs(step.byNs)) + " within the sample that ends after " + seconds(step.afterNs) +
+             "\n";
+  }
+  if (suspendedMs_ > 0) {
+    lines += "suspended for " + seconds(static_cast<std::int64_t>(suspendedMs_ * kNanosecondsInMillisecond)) +
+             " in all\n";
+  }
+  return lines;
 }
 
 // Where something was absent now and then, its times are added up.
@@ -215,18 +241,18 @@ std::string Summary::gapLines(bool everything) const {
 }
 
 std::string Summary::json() const {
-  Json figures = Json::array();
+  OrderedJson figures = OrderedJson::array();
   for (const Series* const series : ordered()) {
-    Json one{{"figure", series->path}, {"unit", series->column->format.unit.name}};
+    OrderedJson one{{"figure", series->path}, {"unit", series->column->format.unit.name}};
     const Spread spread = spreadOf(series->values);
-    for (const Statistic& statistic : kStatistics) {
+    for (const SpreadColumn& statistic : kSpreadColumns) {
       one[statistic.name] = rounded(spread.*statistic.value, series->column->format.jsonDecimals);
     }
     one["samples"] = series->values.size();
     one["gaps"] = samples_ - series->values.size();
     figures.push_back(std::move(one));
   }
-  Json gaps = Json::array();
+  OrderedJson gaps = OrderedJson::array();
   for (const Gap& gap : addedGaps()) {
     gaps.push_back({{"section", gap.absence.section->name},
                     {"what", gap.absence.what},
@@ -234,15 +260,22 @@ std::string Summary::json() const {
                     {"seconds", static_cast<double>(gap.lengthNs) / kNanosecondsInSecond},
                     {"times", gap.times}});
   }
-  const Json document{{"schema", "tessary-summary"},
-                      {"version", 2},
-                      {"board", clean(boardOf(origin_))},
-                      {"samples", samples_},
-                      {"missed", missed_},
-                      {"seconds", static_cast<double>(lastNs_ - firstNs_) / kNanosecondsInSecond},
-                      {"figures", figures},
-                      {"not_read", gaps}};
-  return document.dump(2) + "\n";
+  OrderedJson clockSteps = OrderedJson::array();
+  for (const ClockStep& step : clockSteps_) {
+    clockSteps.push_back({{"after_seconds", static_cast<double>(step.afterNs) / kNanosecondsInSecond},
+                          {"by_seconds", static_cast<double>(step.byNs) / kNanosecondsInSecond}});
+  }
+  const OrderedJson document{{"schema", "tessary-summary"},
+                             {"version", 2},
+                             {"board", clean(boardOf(origin_))},
+                             {"samples", samples_},
+                             {"missed", missed_},
+                             {"seconds", static_cast<double>(lastNs_ - firstNs_) / kNanosecondsInSecond},
+                             {"suspended_seconds", suspendedMs_ / kMillisecondsInSecond},
+                             {"wall_clock_steps", clockSteps},
+                             {"figures", figures},
+                             {"not_read", gaps}};
+  return document.dump(kJsonIndent) + "\n";
 }
 
 }  // namespace tool

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,12 @@ class Summary {
     std::size_t times = 1;
   };
 
+  struct ClockStep {
+    std::int64_t afterNs;  // the recording's start
+    std::int64_t byNs;
+  };
+
+  void followWallClock(const Report& report);
   Series& seriesOf(const Figure& figure);
   std::size_t sectionRank(const SectionSchema* section) const;
   std::vector<const Series*> ordered() const;
@@ -59,6 +66,7 @@ class Summary {
   std::vector<const Series*> largest(const ColumnInfo* column, std::size_t count) const;
   std::vector<Gap> addedGaps() const;
   std::string heading() const;
+  std::string clockLines() const;
   std::string gapLines(bool everything) const;
 
   Origin origin_;
@@ -67,6 +75,9 @@ class Summary {
   Absences absences_;
   std::vector<Gap> gaps_;
   std::size_t samples_ = 0;
+  std::optional<std::int64_t> wallClockOffsetNs_;  // the wall clock's time without the time since boot
+  std::vector<ClockStep> clockSteps_;
+  double suspendedMs_ = 0;
   std::int64_t missed_ = 0;
   std::int64_t firstNs_ = 0;
   std::int64_t lastNs_ = 0;

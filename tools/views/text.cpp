@@ -9,11 +9,11 @@ namespace tool {
 
 namespace {
 
-constexpr char kBold[] = "\033[1m";
-constexpr char kDim[] = "\033[2m";
+constexpr char kBoldText[] = "\033[1m";
+constexpr char kDimText[] = "\033[2m";
 constexpr char kPlainAgain[] = "\033[0m";
 constexpr char kNoValue[] = "-";
-constexpr char kIndent[] = "  ";
+constexpr char kColumnGap[] = "  ";
 
 // 1.5 MiB/s
 std::string withPrefix(double bytes, const Format& format) {
@@ -64,7 +64,7 @@ void addFields(std::string& text, const std::vector<ColumnInfo>& columns, const 
   }
   for (std::size_t position = 0; position < columns.size(); ++position) {
     if (isAbsent(row[position])) continue;  // among the gaps
-    text += kIndent + padded(columns[position].heading, width, false) + kIndent +
+    text += kColumnGap + padded(columns[position].heading, width, false) + kColumnGap +
             shown(row[position], columns[position].format) + "\n";
   }
 }
@@ -93,7 +93,7 @@ TextColumn textColumn(const ColumnInfo& info, const std::vector<Row>& rows, std:
 std::string fit(std::vector<TextColumn>& columns, std::size_t width) {
   const auto total = [&] {
     std::size_t sum = 0;
-    for (const TextColumn& column : columns) sum += std::string_view{kIndent}.size() + column.width;
+    for (const TextColumn& column : columns) sum += std::string_view{kColumnGap}.size() + column.width;
     return sum;
   };
   std::string gone;
@@ -119,7 +119,7 @@ std::string addTable(std::string& text, const TableInfo& info, const std::vector
   std::string gone = width != kAnyWidth ? fit(columns, width) : "";
   for (std::size_t at = 0; at <= rows.size(); ++at) {
     std::string line;
-    for (const TextColumn& column : columns) line += kIndent + column.cells[at];
+    for (const TextColumn& column : columns) line += kColumnGap + column.cells[at];
     dropTrailingBlanks(line);
     text += line + "\n";
   }
@@ -170,7 +170,7 @@ std::string renderText(const SectionSample& sample, const TextStyle& style) {
   const auto styled = [&style](const char* code, const std::string& text) {
     return style.colour ? code + text + kPlainAgain : text;
   };
-  std::string text = styled(kBold, sample.schema->title) + "\n";
+  std::string text = styled(kBoldText, sample.schema->title) + "\n";
   std::string notes;
   for (std::size_t at = 0; at < sample.tables.size(); ++at) {
     const TableInfo& info = sample.schema->tables[at];
@@ -181,12 +181,13 @@ std::string renderText(const SectionSample& sample, const TextStyle& style) {
     }
     const std::string gone = addTable(text, info, rows, style.width);
     if (gone.empty()) continue;
-    notes += kIndent + styled(kDim, "too wide for the terminal: " + gone + " (--wide shows all)") + "\n";
+    notes +=
+        kColumnGap + styled(kDimText, "too wide for the terminal: " + gone + " (--wide shows all)") + "\n";
   }
   text += notes;
   for (const Gap& gap : gaps(sample)) {
-    text +=
-        kIndent + styled(kDim, "absent: " + whatIsAbsent(gap, sample) + ": " + printable(gap.reason)) + "\n";
+    text += kColumnGap +
+            styled(kDimText, "absent: " + whatIsAbsent(gap, sample) + ": " + printable(gap.reason)) + "\n";
   }
   return text;
 }

@@ -3,14 +3,12 @@
 #include <cstdio>
 #include <ctime>
 
+#include "tools/figures/time_units.h"
 #include "tools/views/escaping.h"
 
 namespace tool {
 
 namespace {
-
-constexpr std::int64_t kNanosecondsInSecond = 1000000000;
-constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
 
 struct Number {
   double operator()(const Absent&) const { return 0; }

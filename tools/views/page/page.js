@@ -1,4 +1,5 @@
-// The page of a recording, or of two laid over each other. The data stands in the document; nothing is fetched.
+// The page of a recording, or of two laid over each other. The data stands in the document; nothing is fetched. A server's
+// page begins empty, and is fed: see "live".
 //
 // Time is in milliseconds from a recording's start, so that two recordings lie over each other and the wall
 // clock may step. Where more samples than pixels are in view, they are drawn as the mean of each bucket of time
@@ -145,8 +146,14 @@
 
   // -- what is in view
 
-  const ends = recordings.map((one) => (one.times.length ? one.times[one.times.length - 1] : 0));
-  const whole = [Math.min(0, ...recordings.map((one) => one.times[0] || 0)), Math.max(1, ...ends)];
+  function wholeOf() {
+    const starts = recordings.map((one) => one.times[0] || 0);
+    const ends = recordings.map((one) => (one.times.length ? one.times[one.times.length - 1] : 0));
+    const start = data.live ? starts[0] : Math.min(0, ...starts);
+    return [start, Math.max(start + 1, ...ends)];
+  }
+
+  let whole = wholeOf();
   let view = whole;
 
   // The rows of the view: moments, each with the samples of each recording that it stands for. The ends of the whole
@@ -260,7 +267,14 @@
   function addChart(chart, parent) {
     const plot = element('div', {class: 'plot'});
     const keys = element('ul', {class: 'keys'});
-    parent.append(element('div', {class: 'chart', title: chart.description}, element('h3', {}, chart.title), plot, keys));
+    const box = element('div', {class: 'chart', title: chart.description}, element('h3', {}, chart.title), plot, keys);
+    if (chart.box) {
+      chart.plot.destroy();
+      chart.box.replaceWith(box);
+    } else {
+      parent.append(box);
+    }
+    chart.box = box;
     chart.plot = new Dygraph(plot, rowsOf(chart), {
       ...optionsOf(chart),
       customBars: true,
@@ -292,7 +306,7 @@
     const value = element('span', {class: 'value'});
     const label = element('label', {class: chart.visible[at] ? '' : 'hidden'}, box, mark, series.name, value);
     box.addEventListener('change', () => {
-      chart.visible[at] = box.checked;
+      chart.visible[at] = series.chosen = box.checked;
       label.className = box.checked ? '' : 'hidden';
       chart.plot.setVisibility(at, box.checked);
     });
@@ -372,6 +386,7 @@
 
   function addFacts() {
     document.getElementById('title').textContent = data.title;
+    document.getElementById('facts').replaceChildren();
     for (const recording of recordings) {
       const facts = element('dl', {class: 'facts'});
       for (const [name, text] of recording.facts) {
@@ -382,16 +397,21 @@
   }
 
   function addSections() {
-    const parent = document.getElementById('sections');
     for (const section of data.sections) {
       const own = charts.filter((chart) => chart.section === section.name);
-      const grid = element('div', {class: 'charts'});
-      section.line = element('p', {class: 'gaps'});
-      parent.append(element('section', {id: section.name}, element('h2', {}, section.title), grid, section.line,
-                            ...gapList(section)));
-      for (const chart of own) addChart(chart, grid);
-      if (own.length === 0) grid.replaceWith(element('p', {class: 'nothing'}, 'Nothing was read.'));
+      addSection(section);
+      for (const chart of own) addChart(chart, section.grid);
+      if (own.length === 0) section.grid.replaceWith(element('p', {class: 'nothing'}, 'Nothing was read.'));
     }
+  }
+
+  function addSection(section) {
+    section.grid = element('div', {class: 'charts'});
+    section.line = element('p', {class: 'gaps'});
+    section.list = element('div', {}, ...gapList(section));
+    const box = element('section', {id: section.name}, element('h2', {}, section.title), section.grid, section.line,
+                        section.list);
+    document.getElementById('sections').append(box);
   }
 
   // On paper there is no cursor: what was not read, and when, stands below the charts too.
@@ -411,6 +431,7 @@
 
   function addSummary() {
     const body = document.getElementById('summary');
+    body.replaceChildren();
     for (const chart of charts) {
       chart.series.forEach((one) => {
         const found = statistics(one);
@@ -422,6 +443,155 @@
         body.append(element('tr', {}, ...cells.map((text) => element('td', {}, text))));
       });
     }
+  }
+
+  // -- live: samples come piece by piece, each piece a small recording, and the oldest go
+
+  const kDrawMs = 500;      // from one drawing to the next
+  const kSummaryMs = 2000;  // and from a drawing to its summary, which sorts all that there is
+  const kWallStepMs = 1;    // the two clocks are read one after the other
+
+  function live() {
+    const recording = recordings[0];
+    let drawing = null;
+    let summing = null;
+    let taken = 0;
+
+    function forget() {
+      for (const chart of charts.filter((one) => one.plot)) chart.plot.destroy();
+      charts.length = 0;
+      data.sections.length = 0;
+      document.getElementById('sections').replaceChildren();
+      Object.assign(recording, {times: [], wall: [], gaps: []});
+      taken = 0;
+    }
+
+    function take({title, sections, recording: piece}) {
+      const before = recording.times.length;
+      data.title = title || data.live.board;
+      recording.interval_ms = piece.interval_ms;
+      recording.facts = piece.facts.filter(([name]) => name !== 'samples' && name !== 'start');
+      recording.times.push(...piece.times);
+      for (const [at, offset] of piece.wall) {
+        const last = recording.wall[recording.wall.length - 1];
+        if (!last || Math.abs(last[1] - offset) > kWallStepMs) recording.wall.push([before + at, offset]);
+      }
+      for (const gap of piece.gaps) takeGap({...gap, from: before + gap.from, to: before + gap.to});
+      for (const section of sections) {
+        if (data.sections.some((one) => one.name === section.name)) continue;
+        data.sections.push(section);
+        addSection(section);
+      }
+      for (const chart of piece.charts) takeChart(chart, before);
+      taken += piece.times.length;
+      trim();
+    }
+
+    // What lasts from one piece to the next is one gap.
+    function takeGap(gap) {
+      const same = recording.gaps.find((one) => one.section === gap.section && one.what === gap.what &&
+                                       one.reason === gap.reason && one.to + 1 === gap.from);
+      if (same) same.to = gap.to;
+      else recording.gaps.push(gap);
+    }
+
+    function takeChart(piece, before) {
+      let chart = charts.find((one) => one.key === piece.key);
+      if (!chart) {
+        chart = {...piece, series: []};
+        charts.push(chart);
+      }
+      for (const one of piece.series) {
+        const first = before + one.first;
+        let series = chart.series.find((known) => known.figure === one.figure && known.item === one.item);
+        if (!series) {
+          series = {...one, recording, number: 0, first, values: []};
+          chart.series.push(series);
+          chart.isChanged = true;
+        }
+        while (series.first + series.values.length < first) series.values.push(null);
+        series.values.push(...one.values);
+        series.statistics = null;
+      }
+    }
+
+    // In steps of a tenth, since all indices move.
+    function trim() {
+      const times = recording.times;
+      const old = indexAt(times, times[times.length - 1] - data.live.keep_ms);
+      if (old <= times.length / 10) return;
+      times.splice(0, old);
+      const offset = recording.wall.filter(([from]) => from <= old).pop();
+      recording.wall = recording.wall.filter(([from]) => from > old).map(([from, value]) => [from - old, value]);
+      if (offset) recording.wall.unshift([0, offset[1]]);
+      recording.gaps = recording.gaps.filter((gap) => gap.to >= old)
+                                     .map((gap) => ({...gap, from: Math.max(0, gap.from - old), to: gap.to - old}));
+      for (const chart of charts) trimChart(chart, old);
+    }
+
+    function trimChart(chart, old) {
+      for (const series of chart.series) {
+        series.values.splice(0, Math.max(0, old - series.first));
+        series.first = Math.max(0, series.first - old);
+        series.statistics = null;
+      }
+      const left = chart.series.filter((series) => series.values.some((value) => value !== null));
+      chart.isChanged = chart.isChanged || left.length < chart.series.length;
+      chart.series = left;
+    }
+
+    // Who looks at the end goes on looking at the end.
+    function nextView() {
+      const [from, to] = view;
+      const [start, end] = whole;
+      whole = wholeOf();
+      if (from <= start && to >= end) return whole;
+      return to >= end ? [whole[1] - (to - from), whole[1]] : [Math.max(whole[0], from), Math.max(whole[0] + 1, to)];
+    }
+
+    function sum() {
+      summing = null;
+      addSummary();
+    }
+
+    function draw() {
+      drawing = null;
+      view = nextView();
+      moments = momentsOf(view, charts.length && charts[0].plot ? charts[0].plot.width_ : 600);
+      follows = true;
+      for (const chart of charts.filter((one) => one.isChanged)) {
+        const shown = firstShown(chart.series);
+        chart.visible = chart.series.map((series, at) => (series.chosen === undefined ? shown[at] : series.chosen));
+        chart.isChanged = false;
+        addChart(chart, data.sections.find((one) => one.name === chart.section).grid);
+      }
+      show(view);
+      addFacts();
+      for (const section of data.sections) section.list.replaceChildren(...gapList(section));
+      if (summing === null) summing = setTimeout(sum, kSummaryMs);
+      document.documentElement.dataset.samples = String(taken);
+    }
+
+    function sayBoards(boards) {
+      const list = document.getElementById('boards');
+      list.replaceChildren(...boards.map((board) => {
+        const link = element('a', {href: '?board=' + encodeURIComponent(board.name)}, board.name);
+        if (board.shown) link.setAttribute('aria-current', 'page');
+        return element('li', {class: board.state}, link, element('span', {class: 'state'}, board.state));
+      }));
+      list.hidden = false;
+    }
+
+    const source = new EventSource('events?board=' + encodeURIComponent(data.live.board));
+    const say = (text) => { document.getElementById('server').textContent = text; };
+    source.addEventListener('open', () => say(''));
+    source.addEventListener('error', () => say('The server does not answer.'));
+    source.addEventListener('begin', forget);
+    source.addEventListener('boards', (event) => sayBoards(JSON.parse(event.data)));
+    source.addEventListener('samples', (event) => {
+      take(JSON.parse(event.data));
+      if (drawing === null) drawing = setTimeout(draw, kDrawMs);
+    });
   }
 
   addFacts();
@@ -436,5 +606,6 @@
     }
   });
   show(whole);
+  if (data.live) live();
   document.documentElement.dataset.ready = 'yes';
 })();

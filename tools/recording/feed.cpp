@@ -1,4 +1,4 @@
-#include "tools/commands/feed.h"
+#include "tools/recording/feed.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 // A source that is read on a thread of its own, so that keys are heard while it waits for the next report.
-#ifndef TESSARY_TOOLS_COMMANDS_FEED_H
-#define TESSARY_TOOLS_COMMANDS_FEED_H
+#ifndef TESSARY_TOOLS_RECORDING_FEED_H
+#define TESSARY_TOOLS_RECORDING_FEED_H
 
 #include <exception>
 #include <memory>

@@ -1,6 +1,7 @@
-#include "simulator/notify/records.h"
+#include "simulator/board/records.h"
 
 #include <fcntl.h>
+#include <linux/netlink.h>
 #include <linux/sysinfo.h>
 #include <sys/sysmacros.h>
 
@@ -8,38 +9,32 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <ctime>
 #include <functional>
+
+#include "simulator/board/machine.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr std::int64_t kBlock = 4096;
-
-bool isBelow(const std::string& path, const char* folder) {
-  const std::size_t length = std::strlen(folder);
-  return path.compare(0, length, folder) == 0 && path.size() > length && path[length] == '/';
-}
-
-mode_t modeOf(const Board::Opening& opening) {
-  if (opening.isFolder) return S_IFDIR | 0555;
-  return opening.node.ioctl ? S_IFCHR | 0666 : S_IFREG | 0444;
-}
-
 // Under /proc there are no sizes, an attribute under /sys has that of a page, whatever it holds; elsewhere it
 // is the text's.
-off_t sizeOf(const Board::Opening& opening) {
-  if (opening.isFolder || opening.node.ioctl || isBelow(opening.path, "/proc") || !opening.node.text)
-    return 0;
-  return isBelow(opening.path, "/sys") ? kBlock : static_cast<off_t>(opening.node.text().size());
+off_t sizeOf(const std::string& path, const Node& node) {
+  if (node.isFolder || node.ioctl || isBelow(path, "/proc")) return 0;
+  if (isBelow(path, "/sys")) return kPageBytes;
+  return node.text ? static_cast<off_t>(node.text().size()) : 0;
 }
+
+// /proc of /proc/7/stat
+std::string rootOf(const std::string& path) { return path.substr(0, path.find('/', 1)); }
 
 // That of the machine's file system at the same place, of which the program may see parts.
 dev_t deviceOf(const std::string& path) {
-  struct stat status {};
-  const std::string root = path.substr(0, path.find('/', 1));
-  return ::stat(root.c_str(), &status) == 0 ? status.st_dev : 0;
+  struct statx machine {};
+  const std::string root = rootOf(path);
+  const bool isThere = machineCall(SYS_statx, AT_FDCWD, root.c_str(), 0, STATX_BASIC_STATS, &machine) == 0;
+  return isThere ? makedev(machine.stx_dev_major, machine.stx_dev_minor) : 0;
 }
 
 // MemTotal:        7865432 kB
@@ -66,33 +61,44 @@ void copyText(char (&target)[Size], const std::string& text) {
 
 }  // namespace
 
+bool isBelow(const std::string& path, const std::string& folder) {
+  return path.compare(0, folder.size(), folder) == 0 &&
+         (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+ino_t inodeOf(const std::string& path) { return std::hash<std::string>{}(path); }
+
 std::string textOf(const Board& board, const std::string& path) {
   const Board::Opening opening = board.look(path);
   return opening.mine && opening.error == 0 && opening.node.text ? opening.node.text() : std::string{};
 }
 
-struct stat statusOf(const Board& board, const Board::Opening& opening) {
+mode_t modeOf(const Node& node) {
+  if (node.isFolder) return S_IFDIR | 0555;
+  if (node.isLink) return S_IFLNK | 0777;
+  return node.ioctl ? S_IFCHR | 0666 : S_IFREG | 0444;
+}
+
+struct stat statusOf(const Board& board, const std::string& path, const Node& node) {
   struct stat status {};
-  status.st_dev = deviceOf(opening.path);
-  status.st_mode = modeOf(opening);
+  status.st_dev = deviceOf(path);
+  status.st_ino = inodeOf(path);
+  status.st_mode = modeOf(node);
   status.st_nlink = 1;
-  status.st_blksize = kBlock;
-  status.st_size = sizeOf(opening);
-  // Walks over a tree take two nodes with one number for the same.
-  status.st_ino = std::hash<std::string>{}(opening.path);
+  status.st_size = sizeOf(path, node);
+  status.st_blksize = kPageBytes;
   const Nanoseconds start = board.clock().dateAtStart();
   status.st_atim = {start / kNanosecondsInSecond, start % kNanosecondsInSecond};
   status.st_mtim = status.st_ctim = status.st_atim;
   return status;
 }
 
-struct statx extendedStatusOf(const Board& board, const Board::Opening& opening) {
-  const struct stat status = statusOf(board, opening);
+struct statx extended(const struct stat& status) {
   struct statx extended {};
   extended.stx_mask = STATX_BASIC_STATS;
   extended.stx_mode = static_cast<std::uint16_t>(status.st_mode);
   extended.stx_nlink = 1;
-  extended.stx_blksize = kBlock;
+  extended.stx_blksize = kPageBytes;
   extended.stx_size = static_cast<std::uint64_t>(status.st_size);
   extended.stx_ino = status.st_ino;
   extended.stx_dev_major = major(status.st_dev);
@@ -102,9 +108,18 @@ struct statx extendedStatusOf(const Board& board, const Board::Opening& opening)
   return extended;
 }
 
+int linkError(const Board::Opening& opening) {
+  if (opening.error == ENOENT) return ENOENT;
+  return opening.node.isLink ? opening.error : EINVAL;
+}
+
+int fileSystemOf(const std::string& path, struct statfs& record) {
+  return machineCall(SYS_statfs, rootOf(path).c_str(), &record) == 0 ? 0 : errno;
+}
+
 struct sysinfo systemFigures(const Board& board) {
   struct sysinfo figures {};
-  figures.uptime = std::strtol(textOf(board, "/proc/uptime").c_str(), nullptr, 10);
+  figures.uptime = board.clock().read(CLOCK_BOOTTIME) / kNanosecondsInSecond;
   double loads[3] = {};
   int running = 0;
   int processes = 0;
@@ -126,14 +141,33 @@ struct sysinfo systemFigures(const Board& board) {
 
 utsname systemName(const Board& board) {
   utsname name{};
-  ::uname(&name);
-  const std::string text = textOf(board, "/proc/version");
-  const std::string release = wordAfter(text, "Linux version ");
-  if (!release.empty()) copyText(name.release, release);
+  machineCall(SYS_uname, &name);
+  const auto put = [](auto& field, const std::string& text) {
+    if (!text.empty()) copyText(field, text);
+  };
+  const auto line = [&](const char* node) {
+    const std::string text = textOf(board, node);
+    return text.substr(0, text.find('\n'));
+  };
+  put(name.sysname, line("/proc/sys/kernel/ostype"));
+  put(name.nodename, line("/proc/sys/kernel/hostname"));
+  put(name.release, line("/proc/sys/kernel/osrelease"));
+  put(name.version, line("/proc/sys/kernel/version"));
+  // A board may have been captured, or written, with this node alone.
+  const std::string text = line("/proc/version");
+  put(name.release, wordAfter(text, "Linux version "));
   const std::size_t version = text.rfind('#');
-  if (version != std::string::npos)
-    copyText(name.version, text.substr(version, text.find('\n', version) - version));
+  if (version != std::string::npos) put(name.version, text.substr(version));
   return name;
+}
+
+bool netlinkShowsMachine(int protocol) {
+  // Generic is how the kernel accounts for processes and describes Ethernet and Wi-Fi; the connector tells of
+  // processes that start and end.
+  for (const int other :
+       {NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_GENERIC, NETLINK_CONNECTOR, NETLINK_NETFILTER})
+    if (protocol == other) return true;
+  return false;
 }
 
 std::optional<std::vector<std::uint64_t>> onlineProcessors(const Board& board) {
