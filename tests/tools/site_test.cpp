@@ -240,6 +240,22 @@ TEST_F(SiteTest, ABrokenLineIsCountedAndSaidOnce) {
   EXPECT_EQ(said_, "front: skipped a line: no JSON from byte 8 on\n");
 }
 
+TEST_F(SiteTest, ATimeThatNoMachineHasIsABrokenLine) {
+  feed(1, 2);
+  for (const char* const line : {R"({"boot_time_ns":9223372036854775807})", R"({"boot_time_ns":-1})",
+                                 R"({"boot_time_ns":5,"interval_ms":1e300})",
+                                 R"({"schema":"tessary-record","boot_time_ns":-9223372036854775808})"}) {
+    board().line(line, fleet_.known, now_);
+  }
+  // Leaps that are none each, but have no end together.
+  for (int leap = 0; leap < 100; ++leap) {
+    board().line(R"({"boot_time_ns":1000000000000000000})", fleet_.known, now_);
+    board().line(R"({"boot_time_ns":0})", fleet_.known, now_);
+  }
+  EXPECT_EQ(board().badLines(), 4U);
+  EXPECT_EQ(board().samples(), 201U);
+}
+
 TEST_F(SiteTest, TheRecordingHasTheVeryLines) {
   feed(1, 4);
   const Answer answer = get("/recording?board=front");

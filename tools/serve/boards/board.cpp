@@ -13,6 +13,15 @@ namespace {
 
 constexpr double kUsualIntervalMs = 1000;
 
+// What no machine says: thirty years since its start, and eleven days from one sample to the next. Sums of
+// less are numbers.
+constexpr std::int64_t kLatestNs = 1'000'000'000'000'000'000;
+constexpr double kLongestIntervalMs = 1e9;
+
+bool isTime(std::int64_t bootTimeNs, double intervalMs) {
+  return bootTimeNs >= 0 && bootTimeNs <= kLatestNs && intervalMs >= 0 && intervalMs <= kLongestIntervalMs;
+}
+
 }  // namespace
 
 const char* stateName(BoardState state) {
@@ -41,14 +50,20 @@ Board::Board(const std::string& name, bool isNameFixed, HistoryLimit limit, Tell
 void Board::line(std::string_view text, const Schemas& known, std::int64_t now) {
   std::variant<BadLine, Origin, Report> parsed = parseLine(text, known);
   if (auto* const report = std::get_if<Report>(&parsed)) {
+    if (!isTime(report->bootTimeNs, report->intervalMs)) return skip("its time is none");
     add(std::move(*report), text, now);
   } else if (auto* const origin = std::get_if<Origin>(&parsed)) {
+    if (!isTime(origin->bootTimeNs, origin->intervalMs)) return skip("its time is none");
     begin(*origin, std::string{text});
     warnOfVersion();
   } else {
-    ++badLines_;
-    if (!std::exchange(told_, true)) tell_(name_ + ": skipped a line: " + std::get<BadLine>(parsed).reason);
+    skip(std::get<BadLine>(parsed).reason);
   }
+}
+
+void Board::skip(const std::string& reason) {
+  ++badLines_;
+  if (!std::exchange(told_, true)) tell_(name_ + ": skipped a line: " + reason);
 }
 
 void Board::begin(const Origin& origin, std::string header) {

@@ -59,6 +59,7 @@ class Board {
   std::uint64_t badLines() const { return badLines_; }
 
  private:
+  void skip(const std::string& reason);
   void warnOfVersion();
 
   std::string name_;

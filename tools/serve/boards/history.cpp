@@ -11,6 +11,7 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kBlock = 65536;  // twice what the compression looks back
+constexpr std::int64_t kLatestNs = 1'000'000'000'000'000'000;  // thirty years
 
 std::int64_t intervalOf(const Origin& origin) {
   return static_cast<std::int64_t>(origin.intervalMs) * kNanosecondsInMillisecond;
@@ -57,15 +58,17 @@ void History::add(std::string_view line, std::int64_t bootTimeNs, std::int64_t n
   drop();
 }
 
-// A board's clock begins anew when it starts again: time goes on by this machine's meanwhile.
+// A board's clock begins anew when it starts again: time goes on by this machine's meanwhile. Where clocks leap
+// to and fro until it is no time any more, it begins anew, too.
 void History::open(std::int64_t bootTimeNs, std::int64_t now) {
-  if (end_ == 0) {
+  const std::int64_t gap = std::max(now - lastNs_, intervalOf(header_->origin));
+  const std::int64_t next = lastBootNs_ + shiftNs_ + gap;
+  if (end_ == 0 || next > kLatestNs) {
     const bool hasStart = header_->origin.bootTimeNs != 0;
     shiftNs_ = -(hasStart ? header_->origin.bootTimeNs : bootTimeNs);
-    return;
+  } else {
+    shiftNs_ = next - bootTimeNs;
   }
-  const std::int64_t gap = std::max(now - lastNs_, intervalOf(header_->origin));
-  shiftNs_ += lastBootNs_ + gap - bootTimeNs;
 }
 
 void History::close(Block& block) {

@@ -33,7 +33,8 @@ class History {
   // The samples from here on are of another recording: the board, or its recorder, started again.
   void begin(std::shared_ptr<const HistoryHeader> header);
 
-  // A line, and its clock; `now` is the clock of this machine.
+  // A line, and its clock, which is neither negative nor beyond thirty years; `now` is the clock of this
+  // machine.
   void add(std::string_view line, std::int64_t bootTimeNs, std::int64_t now);
 
   // The numbers of the samples that are here: from first() on, before end(). They are counted from the first

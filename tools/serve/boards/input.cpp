@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <exception>
 
 #include "tools/figures/time_units.h"
 #include "tools/views/json.h"
@@ -75,7 +76,12 @@ bool StreamInput::read(Board& board, std::int64_t now) {
     open(board);
     if (file_.number() < 0) return false;
   }
-  return isFile_ ? readFile(board, now) : readStream(board, now);
+  try {
+    return isFile_ ? readFile(board, now) : readStream(board, now);
+  } catch (const std::exception& exception) {  // the other boards go on
+    fail(exception.what());
+    return false;
+  }
 }
 
 bool StreamInput::readFile(Board& board, std::int64_t now) {
