@@ -10,7 +10,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kBlock = 65536;  // twice what the compression looks back
+constexpr std::size_t kBlock = 65536;                          // twice what the compression looks back
 constexpr std::int64_t kLatestNs = 1'000'000'000'000'000'000;  // thirty years
 
 std::int64_t intervalOf(const Origin& origin) {
