@@ -208,7 +208,7 @@ TEST(TimedWait, OfASignal) {
   ::pthread_sigmask(SIG_BLOCK, &wanted, &before);
   const pthread_t waiter = ::pthread_self();
   expectAllEndings({[&] {
-                      const timespec limit{0, 50 * kMillisecond};
+                      const timespec limit{0, 50 * kNanosecondsInMillisecond};
                       const int signal = ::sigtimedwait(&wanted, nullptr, &limit);
                       EXPECT_TRUE(signal == SIGUSR2 || errno == EAGAIN);
                       return signal == SIGUSR2;

@@ -131,7 +131,7 @@ TEST(WorkingFolder, IsInherited) {
 
 // posix_spawn changes folders and opens files by calls within the C library.
 TEST(WorkingFolder, OfASpawnedCommandMayBeTheBoards) {
-  NetBoard board;
+  WorkingFolderBoard board;
   const int folder = ::open("/sys/class/net", O_RDONLY | O_DIRECTORY);
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
