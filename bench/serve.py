@@ -68,6 +68,13 @@ def measure(bench, boards, hour, seconds, recordings):
     assert last["tessary_serve_bad_lines_total"] == 0, bench.words()
     up = sum(value for series, value in last.items() if series.startswith("tessary_up{"))
 
+    # By the server's own clock, since the system counts in hundredths of a second.
+    own = lambda: bench.metrics()["tessary_serve_cpu_seconds_total"]
+    before = own()
+    for _ in range(19):
+        bench.get("/metrics")
+    scrape = (own() - before) / 20
+
     line = sum(len(lines[hour]) for lines in recordings) / len(recordings)
     rows = [
         ("boards, of which up at the end", "%d, %d" % (boards, up)),
@@ -80,7 +87,7 @@ def measure(bench, boards, hour, seconds, recordings):
         ("samples kept of a board, least", str(kept(bench, bench.boards[0]))),
         ("a scrape, median of %d" % len(scrapes), "%.1f ms" % (1000 * statistics.median(scrapes))),
         ("a scrape, longest", "%.1f ms" % (1000 * max(scrapes))),
-        ("of that, making its text", "%.1f ms" % (1000 * last["tessary_serve_scrape_seconds"])),
+        ("CPU of a scrape", "%.1f ms" % (1000 * scrape)),
         ("bytes of a scrape", "%.1f MB" % (size / 1e6)),
         ("reading the hour of all boards", "%.0f s, %.0f s of CPU" % (filled, filling)),
     ]

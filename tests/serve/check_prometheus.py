@@ -19,7 +19,7 @@ from bench import Bench, until
 
 PORT = 19517
 MODELS = ["vx4490p", "vx2140", "hostile", "vx4410p", "vx4490aa", "vx2200", "vx2210", "vx4400p", "vx4490ab", "vx4490ac"]
-LATE_MS = 500  # that a line may take from the board's clock to the server, on a machine that is busy
+LATE_MS = 1000  # that a line may take from the board's clock to the server, on a machine that is busy
 
 
 def ask(path, **parameters):

@@ -62,7 +62,9 @@ void Server::readReady(std::int64_t now, const std::vector<bool>& ready) {
     const std::uint64_t samples = source.board.samples();
     const bool hasMore = source.input->read(source.board, now);
     hasNews_ = hasNews_ || samples != source.board.samples();
-    source.lookNs = hasMore ? now : now + source.input->lookAfterMs() * kNanosecondsInMillisecond;
+    // All at the same moments: a hundred sources wake the server as often as one.
+    const std::int64_t lookNs = source.input->lookAfterMs() * kNanosecondsInMillisecond;
+    source.lookNs = hasMore || lookNs == 0 ? now : now - now % lookNs + lookNs;
   }
 }
 
