@@ -166,6 +166,7 @@ def run(bench, seconds):
     count = noise(bench, seconds)
     others_are_served(bench)
     until("all descriptors are closed", lambda: descriptors() <= before)
+    until("no viewer is left", lambda: bench.metrics()["tessary_serve_viewers"] == 0)
     assert bench.up() == {"front": True}
     resident = bench.metrics()["tessary_serve_resident_bytes"]
 
