@@ -177,9 +177,22 @@ class CpuSection : public Section {
     if (before_.cores != lines) return Absent{kLinesChanged};
     const auto line = std::find(lines.begin(), lines.end(), static_cast<int>(core));
     if (line == lines.end()) return Absent{"the core is offline: it has no line in /proc/stat"};
-    const std::size_t row = static_cast<std::size_t>(line - lines.begin()) + 1;
-    return row <= cores_ ? percentage(table[row])
-                         : Value{Absent{"/proc/stat: more cores than are configured"}};
+    const auto at = static_cast<std::size_t>(line - lines.begin());
+    if (at >= cores_) return Absent{"/proc/stat: more cores than are configured"};
+    if (isSinceStart(at)) return Absent{"/proc/stat: the library missed one of its two readings"};
+    return percentage(table[at + 1]);
+  }
+
+  // The library takes a text that it cannot read for zeros: what it calls the load is that since the machine started
+  // then, which is seldom that of the interval.
+  bool isSinceStart(std::size_t at) const {
+    constexpr double kSame = 0.5;
+    constexpr double kOther = 5;
+    const CpuTimes::Idle& before = before_.idle[at];
+    const CpuTimes::Idle& after = after_.idle[at];
+    const double sinceStart = 100 - after.idle * 100 / after.total;
+    const double own = 100 - (after.idle - before.idle) * 100 / (after.total - before.total);
+    return std::fabs(usage_[at + 1] - sinceStart) < kSame && std::fabs(usage_[at + 1] - own) > kOther;
   }
 
   static Absent notMeasured() { return absentBecause(kStat, "the library could not measure it"); }
@@ -191,7 +204,12 @@ class CpuSection : public Section {
     if (sharesAreOff()) return Absent{kCapacityMissing};
     std::vector<int> inPlace(cores_);
     std::iota(inPlace.begin(), inPlace.end(), 0);
-    if (before_.cores == inPlace && after_.cores == inPlace) return percentage(table[0]);
+    if (before_.cores == inPlace && after_.cores == inPlace) {
+      for (const int core : inPlace) {
+        if (isSinceStart(static_cast<std::size_t>(core))) return share(static_cast<std::size_t>(core), table);
+      }
+      return percentage(table[0]);
+    }
     double sum = 0;
     for (const int core : after_.cores) {
       const auto online = static_cast<std::size_t>(core);

@@ -36,10 +36,20 @@ std::optional<CpuTimes::Ticks> ticksOf(const std::string& line) {
   return ticks;
 }
 
-std::size_t countWords(const char* text) {
-  std::size_t words = 0;
-  for (char before = ' '; *text != '\0'; before = *text++) words += before == ' ' && *text != ' ' ? 1 : 0;
-  return words;
+// The counters behind a core's label; none when there are fewer than the library takes.
+std::optional<CpuTimes::Idle> idleOf(const char* counters) {
+  constexpr int kCounters = 10;
+  constexpr int kIdle = 3;
+  CpuTimes::Idle times;
+  for (int counter = 0; counter < kCounters; ++counter) {
+    char* end = nullptr;
+    const double ticks = std::strtod(counters, &end);
+    if (end == counters) return std::nullopt;
+    if (counter == kIdle) times.idle = ticks;
+    times.total += ticks;
+    counters = end;
+  }
+  return times;
 }
 
 }  // namespace
@@ -71,7 +81,6 @@ Finding tried(const Node& node, const std::string& name) { return node.check(pat
 Finding tried(const Node& node) { return node.check(node.target); }
 
 CpuTimes cpuTimes() {
-  constexpr std::size_t kCounters = 10;
   std::ifstream stat{"/proc/stat"};
   CpuTimes times;
   std::string line;
@@ -80,8 +89,10 @@ CpuTimes cpuTimes() {
     int core = 0;
     int label = 0;
     if (std::sscanf(line.c_str(), "cpu%d%n", &core, &label) != 1) break;
-    if (countWords(line.c_str() + label) < kCounters) break;
+    const std::optional<CpuTimes::Idle> idle = idleOf(line.c_str() + label);
+    if (!idle) break;
     times.cores.push_back(core);
+    times.idle.push_back(*idle);
   }
   return times;
 }

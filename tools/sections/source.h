@@ -40,7 +40,12 @@ struct CpuTimes {
     std::int64_t ioWait = 0;
     std::int64_t total = 0;
   };
+  struct Idle {
+    double idle = 0;
+    double total = 0;  // with the time of guests, which the library counts twice
+  };
   std::vector<int> cores;    // those that have a line, in its order
+  std::vector<Idle> idle;    // of each of them
   std::optional<Ticks> all;  // of the first line
 };
 CpuTimes cpuTimes();
