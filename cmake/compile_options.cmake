@@ -8,6 +8,10 @@ target_compile_options(tessary_options INTERFACE
   $<$<BOOL:${TESSARY_WARNINGS_AS_ERRORS}>:-Werror>
   # The terminating variadic macro of the log takes a format alone, too.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
+# gcc takes a source that is compiled with others for a header, where an unnamed namespace is a mistake.
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  target_compile_options(tessary_options INTERFACE -Wno-subobject-linkage)
+endif()
 # Android's newest devices map 16 KiB pages, and load no program whose segments are aligned to less.
 target_link_options(tessary_options INTERFACE -Wl,-z,max-page-size=16384)
 
