@@ -61,7 +61,9 @@ add_custom_command(OUTPUT ${linked_from}
   COMMAND ${CMAKE_COMMAND} -E touch ${linked_from}
   DEPENDS $<TARGET_OBJECTS:tessary_base> $<TARGET_OBJECTS:tessary_monitors> ${TESSARY_VERSION_SCRIPT} ${stand_ins}
   VERBATIM)
-set_source_files_properties(version/version.cpp PROPERTIES OBJECT_DEPENDS ${linked_from})
+set_source_files_properties(version/version.cpp PROPERTIES
+  OBJECT_DEPENDS ${linked_from}
+  SKIP_UNITY_BUILD_INCLUSION ON)
 
 add_library(tessary SHARED
   $<TARGET_OBJECTS:tessary_base>
