@@ -24,15 +24,15 @@ Value at(const Traffic& traffic) {
 
 constexpr Column<Traffic> kColumns[] = {
     {"a1", "A1", kPlain, "A1 of the bus, in the driver's unit, from /dev/profiler.", at<0>, kFigure,
-     kMoreIsWorse},
+     kMoreIsWorse, 1},
     {"a2", "A2", kPlain, "A2 of the bus, in the driver's unit, from /dev/profiler.", at<1>, kFigure,
-     kMoreIsWorse},
+     kMoreIsWorse, 1},
     {"a_total", "A total", kPlain, "All of A, in the driver's unit, from /dev/profiler.", at<2>, kFigure,
      kMoreIsWorse},
     {"b1", "B1", kPlain, "B1 of the bus, in the driver's unit, from /dev/profiler.", at<3>, kFigure,
-     kMoreIsWorse},
+     kMoreIsWorse, 1},
     {"b2", "B2", kPlain, "B2 of the bus, in the driver's unit, from /dev/profiler.", at<4>, kFigure,
-     kMoreIsWorse},
+     kMoreIsWorse, 1},
     {"b_total", "B total", kPlain, "All of B, in the driver's unit, from /dev/profiler.", at<5>, kFigure,
      kMoreIsWorse},
 };
