@@ -183,11 +183,13 @@ Ended record(int seconds, const std::string& board, const std::string& tool) {
 
 bool soakRecorder(int samples, const std::string& board, const std::string& tool) {
   constexpr long kLeftBySample = 112;  // of the process monitor
+  constexpr long kPeakSlack =
+      1048576;  // how many pages of its libraries a program touches differs by a third of it
   const int few = samples / 10;
   const Ended first = record(few, board, tool);
   const Ended whole = record(samples, board, tool);
   const long growth = whole.peak - first.peak;
-  const long allowed = (samples - few) * kLeftBySample + kHeapSlack;
+  const long allowed = (samples - few) * kLeftBySample + kPeakSlack;
   if (first.status == 0 && whole.status == 0 && growth <= allowed) return true;
   std::printf("record: status %d and %d, %ld bytes more after %d samples than after %d\n", first.status,
               whole.status, growth, samples, few);
