@@ -13,10 +13,8 @@ namespace {
 
 constexpr double kUsualIntervalMs = 1000;
 
-// What no machine says: thirty years since its start, and eleven days from one sample to the next. Sums of
-// less are numbers.
-constexpr std::int64_t kLatestNs = 1'000'000'000'000'000'000;
-constexpr double kLongestIntervalMs = 1e9;
+constexpr double kLongestIntervalMs =
+    1e9;  // eleven days from one sample to the next: no machine says that, either
 
 bool isTime(std::int64_t bootTimeNs, double intervalMs) {
   return bootTimeNs >= 0 && bootTimeNs <= kLatestNs && intervalMs >= 0 && intervalMs <= kLongestIntervalMs;

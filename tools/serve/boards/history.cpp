@@ -10,8 +10,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kBlock = 65536;                          // twice what the compression looks back
-constexpr std::int64_t kLatestNs = 1'000'000'000'000'000'000;  // thirty years
+constexpr std::size_t kBlock = 65536;  // twice what the compression looks back
 
 std::int64_t intervalOf(const Origin& origin) {
   return static_cast<std::int64_t>(origin.intervalMs) * kNanosecondsInMillisecond;

@@ -15,6 +15,9 @@
 
 namespace tool {
 
+// A clock that no machine has: thirty years since its start. Sums of less are numbers.
+constexpr std::int64_t kLatestNs = 1'000'000'000'000'000'000;
+
 struct HistoryLimit {
   std::int64_t ageNs;  // by the board's clock, back from the last sample
   std::size_t bytes;
