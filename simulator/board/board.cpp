@@ -20,13 +20,14 @@ constexpr const char* kSharedFolders[] = {"/", "/proc", "/sys", "/dev", "/sys/cl
 constexpr char kProcessorsFolder[] = "/sys/devices/system/cpu";
 constexpr char kPropertyFolder[] = "/dev/__properties__/";
 
-bool isShared(const std::string& folder) {
+bool isShared(std::string_view folder) {
   return std::find(std::begin(kSharedFolders), std::end(kSharedFolders), folder) != std::end(kSharedFolders);
 }
 
-std::string folderOf(const std::string& path) {
+// A view of the path, but for what is in the root.
+std::string_view folderOf(std::string_view path) {
   const std::size_t slash = path.rfind('/');
-  return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+  return slash == 0 || slash == std::string_view::npos ? "/" : path.substr(0, slash);
 }
 
 std::string entryOf(std::string folder, const std::string& name) {
@@ -34,7 +35,7 @@ std::string entryOf(std::string folder, const std::string& name) {
   return folder += name;
 }
 
-std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+std::string_view nameOf(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
 // /proc//12/../12/./stat -> /proc/12/stat
 std::string normalized(const std::string& path) {
@@ -121,22 +122,26 @@ Board::~Board() { activeBoard = nullptr; }
 
 Board* Board::active() { return activeBoard; }
 
-void Board::enter(const std::string& path) {
-  for (std::string entry = path; entry != "/"; entry = folderOf(entry)) {
-    const std::string parent = folderOf(entry);
-    if (isShared(parent) && folders_.count(parent) == 0) return;
-    std::vector<std::string>& names = folders_[parent].names;
-    const std::string name = nameOf(entry);
-    // What is listed already is so in a folder that is.
-    if (std::find(names.begin(), names.end(), name) != names.end()) return;
-    names.push_back(name);
+// Lists what is new on the board, and the folders above it that are new with it.
+void Board::enter(std::string_view path) {
+  for (std::string_view entry = path; entry != "/";) {
+    const std::string_view parent = folderOf(entry);
+    auto* folder = folders_.find(parent);
+    const bool isNew = folder == nullptr;
+    if (isNew) {
+      if (isShared(parent)) return;
+      folder = folders_.add(std::string{parent}).first;
+    }
+    folder->value.names.emplace_back(nameOf(entry));
+    if (!isNew || nodes_.has(parent)) return;
+    entry = parent;
   }
 }
 
 Node& Board::node(const std::string& path) {
-  const std::string key = normalized(path);
-  enter(key);
-  return nodes_[key];
+  const auto [node, isNew] = nodes_.add(normalized(path));
+  if (isNew && !folders_.has(node->path)) enter(node->path);
+  return node->value;
 }
 
 void Board::file(const std::string& path, std::string text) {
@@ -153,9 +158,8 @@ void Board::file(const std::string& path, Text text) {
 
 void Board::folder(const std::string& path) {
   const std::lock_guard lock{mutex_};
-  const std::string key = normalized(path);
-  folders_[key];
-  enter(key);
+  const auto [folder, isNew] = folders_.add(normalized(path));
+  if (isNew && !nodes_.has(folder->path)) enter(folder->path);
 }
 
 void Board::device(const std::string& path, std::function<int(unsigned long, void*)> ioctl) {
@@ -181,7 +185,7 @@ void Board::ticksPerSecond(int ticks) {
 void Board::residents(const std::string& path, Residents residents) {
   const std::lock_guard lock{mutex_};
   folder(path);
-  residents_[normalized(path)] = std::move(residents);
+  residents_.add(normalized(path)).first->value = std::move(residents);
 }
 
 void Board::keep(std::shared_ptr<void> companion) {
@@ -193,18 +197,16 @@ void Board::remove(const std::string& path) {
   const std::lock_guard lock{mutex_};
   const std::string key = normalized(path);
   const std::string below = key + "/";
-  const auto isGone = [&](const std::string& other) { return other == key || other.rfind(below, 0) == 0; };
-  for (auto it = nodes_.begin(); it != nodes_.end();)
-    it = isGone(it->first) ? nodes_.erase(it) : std::next(it);
-  for (auto it = folders_.begin(); it != folders_.end();)
-    it = isGone(it->first) ? folders_.erase(it) : std::next(it);
-  const auto parent = folders_.find(folderOf(key));
-  if (parent == folders_.end()) {
+  const auto isGone = [&](std::string_view other) { return other == key || other.rfind(below, 0) == 0; };
+  nodes_.eraseIf(isGone);
+  folders_.eraseIf(isGone);
+  auto* const parent = folders_.find(folderOf(key));
+  if (parent == nullptr) {
     // Under a shared folder the machine's own node would come back.
-    nodes_[key].openError = ENOENT;
+    nodes_.add(key).first->value.openError = ENOENT;
     return;
   }
-  std::vector<std::string>& names = parent->second.names;
+  std::vector<std::string>& names = parent->value.names;
   names.erase(std::remove(names.begin(), names.end(), nameOf(key)), names.end());
 }
 
@@ -215,9 +217,8 @@ void Board::library(const std::string& name, const std::string& file) {
 
 void Board::refuse(const std::string& path, int error) {
   const std::lock_guard lock{mutex_};
-  const auto folder = folders_.find(normalized(path));
-  if (folder != folders_.end()) {
-    folder->second.openError = error;
+  if (auto* const folder = folders_.find(normalized(path))) {
+    folder->value.openError = error;
   } else {
     node(path).openError = error;
   }
@@ -316,26 +317,23 @@ Board::Opening Board::open(const std::string& path) {
 
 // None: the path is the machine's.
 std::optional<Node> Board::find(const std::string& key) const {
+  if (const auto* const node = nodes_.find(key)) return node->value;
   Node found;
-  const auto node = nodes_.find(key);
-  if (node != nodes_.end()) return node->second;
-  const auto folder = folders_.find(key);
-  if (folder != folders_.end()) {
+  if (const auto* const folder = folders_.find(key)) {
     found.isFolder = true;
-    found.openError = folder->second.openError;
+    found.openError = folder->value.openError;
     return found;
   }
   // What is missing from a folder of the board is missing, and so is what would be below it; but a folder may
   // have, beside what is defined in it, what it has as a resident's.
   bool isMine = false;
-  for (std::string parent = key; parent != "/";) {
+  for (std::string_view parent = key; parent != "/";) {
     parent = folderOf(parent);
-    if (folders_.count(parent) == 0) continue;
+    if (!folders_.has(parent)) continue;
     isMine = true;
-    const auto residents = residents_.find(parent);
-    if (residents != residents_.end()) {
+    if (const auto* const residents = residents_.find(parent)) {
       const std::size_t below = parent == "/" ? 1 : parent.size() + 1;
-      if (auto resident = residents->second.find(std::string_view{key}.substr(below))) return resident;
+      if (auto resident = residents->value.find(std::string_view{key}.substr(below))) return resident;
     }
   }
   if (!isMine) return std::nullopt;
@@ -349,18 +347,18 @@ std::optional<Node> Board::findCommon(const std::string& key) const {
   const std::string rest = *ownRest(key);
   constexpr char kNet[] = "/net";
   if (rest == kNet || rest.compare(0, sizeof kNet, "/net/") == 0) return find("/proc" + rest);
-  const auto mounts = nodes_.find("/proc/mounts");
-  if (mounts == nodes_.end() || (rest != "/mounts" && rest != "/mountinfo")) return std::nullopt;
-  Node node = mounts->second;
+  const auto* const mounts = nodes_.find("/proc/mounts");
+  if (mounts == nullptr || (rest != "/mounts" && rest != "/mountinfo")) return std::nullopt;
+  Node node = mounts->value;
   if (rest == "/mountinfo" && node.text) node.text = [text = node.text] { return mountInfo(text()); };
   return node;
 }
 
 std::optional<Node> Board::findResident(const std::string& key) const {
-  const std::string parent = folderOf(key);
-  const auto residents = residents_.find(parent);
-  if (residents == residents_.end()) return std::nullopt;
-  return residents->second.find(std::string_view{key}.substr(parent == "/" ? 1 : parent.size() + 1));
+  const std::string_view parent = folderOf(key);
+  const auto* const residents = residents_.find(parent);
+  if (residents == nullptr) return std::nullopt;
+  return residents->value.find(std::string_view{key}.substr(parent == "/" ? 1 : parent.size() + 1));
 }
 
 void Board::applyChanges(const std::string& key, Node& node) const {
@@ -394,44 +392,42 @@ std::vector<std::string> Board::list(const std::string& path) const {
   const std::lock_guard lock{mutex_};
   const std::string key = normalized(path);
   std::vector<std::string> entries{".", ".."};
-  std::set<std::string> listed;
   const auto append = [&](const std::vector<std::string>& names) {
+    const std::size_t known = entries.size();  // of other origin: the names themselves all differ
+    entries.reserve(known + names.size());
     for (const std::string& name : names) {
-      if (!listed.insert(name).second) continue;
+      const auto others = entries.begin() + static_cast<std::ptrdiff_t>(known);
+      if (std::find(entries.begin(), others, name) != others) continue;
       Node node;
       if (!nodeChanges_.empty()) applyChanges(entryOf(key, name), node);
       if (!node.isGone) entries.push_back(name);
     }
   };
-  const auto folder = folders_.find(key);
-  if (folder != folders_.end()) {
-    append(folder->second.names);
+  if (const auto* const folder = folders_.find(key)) {
+    append(folder->value.names);
     if (const std::optional<Node> resident = findResident(key)) append(resident->entries);
   } else if (const std::optional<Node> found = find(key)) {
     append(found->entries);
   }
-  const auto residents = residents_.find(key);
-  if (residents != residents_.end()) append(residents->second.names());
+  if (const auto* const residents = residents_.find(key)) append(residents->value.names());
   return entries;
 }
 
 std::vector<std::string> Board::listShared(const std::string& path) const {
   const std::lock_guard lock{mutex_};
   const std::string key = normalized(path);
-  if (!isShared(key) || folders_.count(key) != 0) return {};
+  if (!isShared(key) || folders_.has(key)) return {};
   const std::string start = entryOf(key, "");
   std::set<std::string> names;
-  const auto append = [&](const auto& entries) {
-    for (auto entry = entries.lower_bound(start); entry != entries.end(); ++entry) {
-      if (entry->first.compare(0, start.size(), start) != 0) return;
-      const std::string name =
-          entry->first.substr(start.size(), entry->first.find('/', start.size()) - start.size());
-      if (const std::optional<Node> node = find(start + name); !node || node->openError != ENOENT)
-        names.insert(name);
-    }
+  const auto append = [&](const auto& entry) {
+    if (entry.path.compare(0, start.size(), start) != 0) return;
+    const std::string name =
+        entry.path.substr(start.size(), entry.path.find('/', start.size()) - start.size());
+    if (const std::optional<Node> node = find(start + name); !node || node->openError != ENOENT)
+      names.insert(name);
   };
-  append(nodes_);
-  append(folders_);
+  nodes_.forEach(append);
+  folders_.forEach(append);
   return {names.begin(), names.end()};
 }
 
@@ -497,17 +493,19 @@ std::string Board::freeze() const {
   const std::lock_guard lock{mutex_};
   std::vector<std::string> paths;
   std::vector<std::string> folders;
-  for (const auto& [path, node] : nodes_) paths.push_back(path);
-  for (const auto& [path, entries] : folders_) folders.push_back(path);
-  for (const auto& [folder, residents] : residents_) {
-    for (const std::string& name : residents.names()) {
-      const std::optional<Node> resident = residents.find(name);
+  nodes_.forEach([&](const auto& node) { paths.push_back(node.path); });
+  folders_.forEach([&](const auto& folder) { folders.push_back(folder.path); });
+  residents_.forEach([&](const auto& residents) {
+    for (const std::string& name : residents.value.names()) {
+      const std::optional<Node> resident = residents.value.find(name);
       if (!resident) continue;
-      const std::string path = entryOf(folder, name);
+      const std::string path = entryOf(residents.path, name);
       if (!resident->isFolder) paths.push_back(path);
       for (const std::string& entry : resident->entries) paths.push_back(entryOf(path, entry));
     }
-  }
+  });
+  std::sort(paths.begin(), paths.end());
+  std::sort(folders.begin(), folders.end());
 
   std::string frozen;
   putText(frozen, cores_ ? std::to_string(*cores_) : "");

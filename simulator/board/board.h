@@ -29,6 +29,7 @@
 #include "simulator/board/clock.h"
 #include "simulator/board/fork_safe_mutex.h"
 #include "simulator/board/history.h"
+#include "simulator/board/path_map.h"
 
 namespace simulator {
 
@@ -171,7 +172,7 @@ class Board {
   };
 
   Node& node(const std::string& path);
-  void enter(const std::string& path);
+  void enter(std::string_view path);
   std::optional<Node> find(const std::string& key) const;
   std::optional<Node> findResident(const std::string& key) const;
   std::optional<Node> findCommon(const std::string& key) const;
@@ -182,10 +183,10 @@ class Board {
   std::optional<int> cores_;
   std::function<int()> onlineCores_;
   std::optional<int> ticksPerSecond_;
-  std::map<std::string, Node> nodes_;
-  std::map<std::string, FolderEntries> folders_;
+  PathMap<Node> nodes_;
+  PathMap<FolderEntries> folders_;
   std::map<std::string, std::string> libraries_;
-  std::map<std::string, Residents> residents_;
+  PathMap<Residents> residents_;
   std::map<std::string, std::vector<std::function<void(Node&)>>, std::less<>> nodeChanges_;
   std::function<int()> commandError_;
   std::atomic<int> allocationCountdown_{0};
