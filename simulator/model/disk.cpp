@@ -1,5 +1,11 @@
 #include <cctype>
+#include <cerrno>
 #include <cinttypes>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "simulator/model/model.h"
 
@@ -57,6 +63,39 @@ std::string partitionsText(const BoardFile& file) {
   return text;
 }
 
+std::string numberOf(const DiskFile& disk) {
+  return std::to_string(disk.major) + ":" + std::to_string(disk.minor);
+}
+
+std::string folderOf(const DiskFile& disk) { return "/sys/block/" + disk.name; }
+
+std::optional<Node> nodeAt(const Board& board, const std::string& path) {
+  Board::Opening opening = board.look(path);
+  if (!opening.mine || opening.error == ENOENT) return std::nullopt;
+  if (opening.isFolder) {
+    const std::vector<std::string> entries = board.list(path);
+    opening.node.entries.assign(entries.begin() + 2, entries.end());  // without "." and ".."
+  }
+  return std::move(opening.node);
+}
+
+// The disks' folders by another name: on a machine these are links.
+Residents linksToDisks(const Board& board, const SharedFile& file, std::string (*nameOf)(const DiskFile&)) {
+  return {[file, nameOf] {
+            std::vector<std::string> names;
+            for (const DiskFile& disk : file->disks) names.push_back(nameOf(disk));
+            return names;
+          },
+          [&board, file, nameOf](std::string_view below) -> std::optional<Node> {
+            const std::string_view name = below.substr(0, below.find('/'));
+            for (const DiskFile& disk : file->disks) {
+              if (nameOf(disk) == name)
+                return nodeAt(board, folderOf(disk).append(below.substr(name.size())));
+            }
+            return std::nullopt;
+          }};
+}
+
 void wrapDisk(BoardFile& file, Fault& fault) {
   for (DiskFile& disk : file.disks) {
     if (disk.name == fault.name) return wrapCounter(file, fault, kDiskKeys, disk.counters);
@@ -71,26 +110,23 @@ const FaultTarget kDiskFaults{"disk", FaultTarget::Names::kText, "wrap", wrapDis
 void layOutDisks(Board& board, const SharedFile& file) {
   board.file("/proc/diskstats", [&board, file] { return diskstatsText(*file, boardTime(board)); });
   board.file("/proc/partitions", [file] { return partitionsText(*file); });
-  board.folder("/sys/class/block");
-  board.folder("/sys/dev/block");
+  board.residents("/sys/class/block",
+                  linksToDisks(board, file, [](const DiskFile& disk) { return disk.name; }));
+  board.residents("/sys/dev/block", linksToDisks(board, file, numberOf));
   for (const DiskFile& disk : file->disks) {
-    const std::string number = std::to_string(disk.major) + ":" + std::to_string(disk.minor);
-    // By its name, as what it is, and by its number: on a machine the last two are links.
-    for (const std::string& folder : {"/sys/block/" + disk.name + "/", "/sys/class/block/" + disk.name + "/",
-                                      "/sys/dev/block/" + number + "/"}) {
-      board.file(folder + "dev", number + "\n");
-      board.file(folder + "queue/hw_sector_size", "512\n");
-      board.file(folder + "queue/logical_block_size", "512\n");
-      board.file(folder + "queue/rotational", "0\n");
-      board.file(folder + "removable", "0\n");
-      board.file(folder + "ro", "0\n");
-      board.file(folder + "size", "0\n");
-      board.file(folder + "stat", [&board, file, &disk] {
-        std::string text;
-        appendFigures(text, figuresOf(disk, boardTime(board)), 1);
-        return text;
-      });
-    }
+    const std::string folder = folderOf(disk) + "/";
+    board.file(folder + "dev", numberOf(disk) + "\n");
+    board.file(folder + "queue/hw_sector_size", "512\n");
+    board.file(folder + "queue/logical_block_size", "512\n");
+    board.file(folder + "queue/rotational", "0\n");
+    board.file(folder + "removable", "0\n");
+    board.file(folder + "ro", "0\n");
+    board.file(folder + "size", "0\n");
+    board.file(folder + "stat", [&board, file, &disk] {
+      std::string text;
+      appendFigures(text, figuresOf(disk, boardTime(board)), 1);
+      return text;
+    });
   }
 }
 
