@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -53,10 +54,11 @@ fs::path findBoard(const std::string& board) {
 }
 
 // Laid out once, so that every mistake in it shows here.
-BoardFile readWholeBoard(const std::string& path, std::uint64_t seed, Playback playback = {}) {
+SharedFile readWholeBoard(const std::string& path, std::uint64_t seed, Playback playback = {}) {
   Board board;
-  loadBoard(board, path, seed, playback);
-  return readBoardFile(path, seed, playback);
+  auto file = std::make_shared<const BoardFile>(readBoardFile(path, seed, playback));
+  layOut(board, file);
+  return file;
 }
 
 // -- run
@@ -227,7 +229,8 @@ void printFaults(const std::vector<Fault>& faults) {
 int show(const std::string& name, bool asJson) {
   const fs::path path = findBoard(name);
   const ReadableBoard readable{path};
-  const BoardFile board = readWholeBoard(readable.path(), kDefaultSeed);
+  const SharedFile laidOut = readWholeBoard(readable.path(), kDefaultSeed);
+  const BoardFile& board = *laidOut;
   if (asJson) {
     std::cout << std::ifstream{readable.path()}.rdbuf();
     return EXIT_SUCCESS;
