@@ -48,19 +48,20 @@ BoardFolder* boardFolder(DIR* folder) {
 }
 
 // Some programs pass over what is not said to be a file, or a folder.
-unsigned char typeOf(const std::string& folder, const std::string& name) {
+unsigned char typeOf(const std::string& folder, const std::string& name, const std::string& path) {
   const bool isNavigation = name == "." || name == "..";
   const bool isProcess = folder == "/proc" && name.front() >= '0' && name.front() <= '9';  // there are many
   if (isNavigation || isProcess) return DT_DIR;
-  const Board::Opening entry = Board::active()->look(folder + "/" + name);
+  const Board::Opening entry = Board::active()->look(path);
   return static_cast<unsigned char>(IFTODT(modeOf(entry.node)));
 }
 
 dirent entryOf(const std::string& folder, const std::string& name) {
+  const std::string path = name == "." ? folder : folder + "/" + name;
   dirent entry{};
-  entry.d_ino = inodeOf(name == "." ? folder : folder + "/" + name);
+  entry.d_ino = inodeOf(path);
   entry.d_reclen = sizeof entry;
-  entry.d_type = typeOf(folder, name);
+  entry.d_type = typeOf(folder, name, path);
   name.copy(entry.d_name, sizeof entry.d_name - 1);
   return entry;
 }
@@ -94,6 +95,7 @@ std::vector<dirent> listed(const BoardFolder& folder) {
         entries.push_back(entry);
     }
   }
+  entries.reserve(entries.size() + names.size());
   for (const std::string& name : names) entries.push_back(entryOf(folder.path, name));
   return entries;
 }

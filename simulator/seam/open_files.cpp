@@ -11,9 +11,9 @@
 #include <cctype>
 #include <climits>
 #include <filesystem>
-#include <map>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include "simulator/board/fork_safe_mutex.h"
 #include "simulator/seam/interpose.h"
@@ -29,7 +29,7 @@ std::array<std::atomic<bool>, kTrackedDescriptors> tracked;
 
 struct OpenTable {
   ForkSafeMutex mutex;
-  std::map<int, std::shared_ptr<OpenFile>> files;
+  std::vector<std::shared_ptr<OpenFile>> files;  // by descriptor; null: not the board's
 };
 
 struct TableOwner {
@@ -82,19 +82,19 @@ bool writeText(int descriptor, const std::string& text) {
   return true;
 }
 
-int openPlaceholder(int flags, OpenFile file) {
+int openPlaceholder(int flags, std::shared_ptr<OpenFile> file) {
   const int descriptor = NEXT(open)("/dev/null", O_RDWR | (flags & O_CLOEXEC));
-  track(descriptor, std::make_shared<OpenFile>(std::move(file)));
+  track(descriptor, std::move(file));
   return descriptor;
 }
 
-int openText(Board& board, OpenFile file, int flags) {
-  const int descriptor = ::memfd_create(file.path.c_str(), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
+int openText(Board& board, std::shared_ptr<OpenFile> file, int flags) {
+  const int descriptor = ::memfd_create(file->path.c_str(), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0U);
   if (descriptor < 0) return descriptor;
-  file.isText = true;
-  file.rendered = board.clock().now();
-  writeText(descriptor, file.node.text ? file.node.text() : std::string{});
-  track(descriptor, std::make_shared<OpenFile>(std::move(file)));
+  file->isText = true;
+  file->rendered = board.clock().now();
+  writeText(descriptor, file->node.text ? file->node.text() : std::string{});
+  track(descriptor, std::move(file));
   return descriptor;
 }
 
@@ -137,33 +137,35 @@ bool isTracked(int descriptor) {
 
 void track(int descriptor, std::shared_ptr<OpenFile> file) {
   if (descriptor < 0 || descriptor >= kTrackedDescriptors) return;
-  const std::lock_guard lock{openTable().mutex};
-  openTable().files[descriptor] = std::move(file);
-  tracked[static_cast<std::size_t>(descriptor)] = true;
+  const auto index = static_cast<std::size_t>(descriptor);
+  OpenTable& table = openTable();
+  const std::lock_guard lock{table.mutex};
+  if (table.files.size() <= index) table.files.resize(index + 1);
+  table.files[index] = std::move(file);
+  tracked[index] = true;
 }
 
 void untrackFrom(int first, int last) {
   if (!isOurTable()) return;
-  const std::lock_guard lock{openTable().mutex};
-  auto& files = openTable().files;
-  for (auto file = files.lower_bound(first); file != files.end() && file->first <= last;) {
-    tracked[static_cast<std::size_t>(file->first)] = false;
-    file = files.erase(file);
+  OpenTable& table = openTable();
+  const std::lock_guard lock{table.mutex};
+  const std::size_t end = std::min(table.files.size(), static_cast<std::size_t>(last) + 1);
+  for (auto index = static_cast<std::size_t>(std::max(first, 0)); index < end; ++index) {
+    tracked[index] = false;
+    table.files[index].reset();
   }
 }
 
 void untrack(int descriptor) {
-  if (!isTracked(descriptor) || !isOurTable()) return;
-  const std::lock_guard lock{openTable().mutex};
-  openTable().files.erase(descriptor);
-  tracked[static_cast<std::size_t>(descriptor)] = false;
+  if (isTracked(descriptor)) untrackFrom(descriptor, descriptor);
 }
 
 std::shared_ptr<OpenFile> openFile(int descriptor) {
   if (!isTracked(descriptor)) return nullptr;
-  const std::lock_guard lock{openTable().mutex};
-  const auto file = openTable().files.find(descriptor);
-  return file != openTable().files.end() ? file->second : nullptr;
+  OpenTable& table = openTable();
+  const std::lock_guard lock{table.mutex};
+  const auto index = static_cast<std::size_t>(descriptor);
+  return index < table.files.size() ? table.files[index] : nullptr;
 }
 
 std::string absolutePath(int folder, const char* path) {
@@ -199,21 +201,16 @@ bool boardOpens(int folder, const char* path, int flags, int& descriptor) {
   if (absolute.empty()) return false;
   Board::Opening opening = board->open(absolute);
   if (!opening.mine) return false;
-  OpenFile file;
-  file.path = std::move(opening.path);
-  file.node = std::move(opening.node);
-  if (opening.error != 0) {
-    descriptor = fail(opening.error);
-  } else if (opening.isFolder) {
-    file.folder = file.path;
-    descriptor = openPlaceholder(flags, std::move(file));
-  } else if ((flags & O_DIRECTORY) != 0) {
-    descriptor = fail(ENOTDIR);
-  } else if (file.node.ioctl) {
-    descriptor = openPlaceholder(flags, std::move(file));
-  } else {
-    descriptor = openText(*board, std::move(file), flags);
+  if (opening.error != 0 || (!opening.isFolder && (flags & O_DIRECTORY) != 0)) {
+    descriptor = fail(opening.error != 0 ? opening.error : ENOTDIR);
+    return true;
   }
+  auto file = std::make_shared<OpenFile>();
+  file->path = std::move(opening.path);
+  file->node = std::move(opening.node);
+  if (opening.isFolder) file->folder = file->path;
+  const bool isText = !opening.isFolder && !file->node.ioctl;
+  descriptor = isText ? openText(*board, std::move(file), flags) : openPlaceholder(flags, std::move(file));
   return true;
 }
 
