@@ -113,6 +113,7 @@ class Schedule::HeldSignals {
   bool areWaiting() {
     sigset_t waiting;
     ::sigpending(&waiting);
+    if (::sigisemptyset(&waiting) == 1) return false;
     bool areAny = false;
     for (int signal = 1; signal < NSIG; ++signal) {
       if (::sigismember(&waiting, signal) != 1 || ::sigismember(&before_, signal) == 1) continue;
@@ -209,17 +210,22 @@ bool Schedule::areAsleep(const std::vector<Thread*>& threads) const {
   return false;
 }
 
-// No other thread can act before the thread's limit.
-bool Schedule::isTurn(const Thread& next) {
+// No other thread can act before the thread's limit. The kernel's word on a thread that was never found asleep is
+// mostly that it runs, and not cheap: whoever has only just begun to wait leaves that question to the one that
+// looks again and again.
+bool Schedule::isTurn(const Thread& next, Asking asking) {
   std::vector<Thread*> unsure;
   for (auto place = threads_.rbegin(); place != threads_.rend(); ++place) {  // the youngest are the busiest
     Thread* const thread = *place;
     if (thread == &next || thread->state == State::kAway) continue;
+    if (thread->isEntering) return false;  // it looks for itself once it has the lock
     const bool waits = thread->state == State::kWaiting || thread->state == State::kInKernel;
     const bool isBefore =
         thread->limit < next.limit || (thread->limit == next.limit && thread->goesFirst && !next.goesFirst);
     if (waits && isBefore) return false;
-    if (thread->state != State::kWaiting && thread->time < next.limit) unsure.push_back(thread);
+    if (thread->state == State::kWaiting || thread->time >= next.limit) continue;
+    if (asking == Asking::kOfKnownSleepers && !thread->seen.isAsleep) return false;
+    unsure.push_back(thread);
   }
   return unsure.empty() || areAsleep(unsure) || machineClock(CLOCK_MONOTONIC) - lastChange_ > kPatience;
 }
@@ -259,10 +265,10 @@ Schedule::Thread* Schedule::next() {
 }
 
 // Something has changed: it may be the next one's turn. One that waits in the kernel looks for itself.
-void Schedule::callNext() {
+void Schedule::callNext(Asking asking) {
   Thread* const thread = next();
   if (thread == nullptr || thread->state != State::kWaiting || thread->call != Call::kNone) return;
-  if (isTurn(*thread)) {
+  if (isTurn(*thread, asking)) {
     tell(*thread, Call::kTurn);
   } else if (thread != mine && !thread->looks) {
     wake(*thread);  // to look for itself from now on
@@ -297,7 +303,7 @@ Schedule::End Schedule::waitForCall(Lock& lock, Thread& self, HeldSignals* signa
     lock.lock();
     slice = self.looks ? std::min(kGrowth * slice, kLongestSlice) : kShortestSlice;
     // The others may have begun to wait without a word.
-    if (self.call == Call::kNone && next() == &self) callNext();
+    if (self.call == Call::kNone && next() == &self) callNext(Asking::kOfAll);
   }
   self.call = Call::kNone;
   return End::kInTime;
@@ -359,7 +365,7 @@ bool Schedule::waitInKernel(Nanoseconds limit, const Attempt& attempt) {
   callNext();
   bool hasEnded = false;
   for (Nanoseconds slice = kShortestSlice; !hasEnded; slice = std::min(kGrowth * slice, kLongestSlice)) {
-    if (limit != kNever && isTurn(self)) {
+    if (limit != kNever && isTurn(self, Asking::kOfAll)) {
       // Nobody else runs: what was to come in time is here.
       hasEnded = attempt(0);
       if (!hasEnded) pass(self);

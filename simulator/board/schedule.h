@@ -73,7 +73,23 @@ class Schedule {
   enum class State { kRunning, kWaiting, kInKernel, kAway };
 
   Schedule();
-  using Lock = std::unique_lock<std::mutex>;
+  // Held for moments, and wanted by all threads at once: a thread looks for a while before it sleeps.
+  class Mutex {
+   public:
+    Mutex() {
+      pthread_mutexattr_t attributes;
+      ::pthread_mutexattr_init(&attributes);
+      ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ADAPTIVE_NP);
+      ::pthread_mutex_init(&mutex_, &attributes);
+      ::pthread_mutexattr_destroy(&attributes);
+    }
+    void lock() { ::pthread_mutex_lock(&mutex_); }
+    void unlock() { ::pthread_mutex_unlock(&mutex_); }
+
+   private:
+    pthread_mutex_t mutex_{};
+  };
+  using Lock = std::unique_lock<Mutex>;
   class HeldSignals;
   enum class Call : int;
 
@@ -83,17 +99,18 @@ class Schedule {
   void drop(Thread& thread);
   End waitForCall(Lock& lock, Thread& self, HeldSignals* signals);
   void setState(Thread& thread, State state, Nanoseconds limit = kNever);
-  bool isTurn(const Thread& next);
+  enum class Asking { kOfAll, kOfKnownSleepers };
+  bool isTurn(const Thread& next, Asking asking);
   bool areAsleep(const std::vector<Thread*>& threads) const;
   void tell(Thread& thread, Call call);
   static void wake(Thread& thread);
   void pass(Thread& self);
   Thread* next();
-  void callNext();
+  void callNext(Asking asking = Asking::kOfKnownSleepers);
   int finishJoin(pthread_t thread, const std::function<int()>& machineJoin);
   void onlyCurrentIsLeft();
 
-  std::mutex mutex_;
+  Mutex mutex_;
   std::list<Thread*> threads_;
   std::multimap<const void*, Thread*> waiting_;  // for notice, first come first
   std::map<pthread_t, Nanoseconds> ended_;       // of threads that nobody has joined
