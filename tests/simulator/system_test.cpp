@@ -18,6 +18,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "simulator/board/board.h"
 #include "simulator/model/model.h"
@@ -78,6 +79,22 @@ TEST(SystemCalls, MasksOfManyCoresAreInGroups) {
   simulator::loadBoardText(board, R"({"model": "x", "cores": [{"count": 40}]})");
   EXPECT_EQ(textOf("/sys/devices/system/node/node0/cpumap"), "ff,ffffffff\n");
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu33/topology/core_cpus"), "2,00000000\n");
+}
+
+// On a machine the other names are links to the disk's folder.
+TEST(Disks, HaveOneFolderByThreeNames) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "disks": [{"name": "sda", "reads": 5}]})");
+  ::usleep(2000000);
+  EXPECT_EQ(textOf("/sys/block/sda/dev"), "8:0\n");
+  for (const std::string link : {"/sys/class/block/sda", "/sys/dev/block/8:0"}) {
+    EXPECT_EQ(board.list(link), board.list("/sys/block/sda")) << link;
+    EXPECT_EQ(textOf(link + "/stat"), textOf("/sys/block/sda/stat")) << link;
+    EXPECT_EQ(textOf(link + "/queue/rotational"), "0\n") << link;
+    EXPECT_EQ(::access((link + "/queue/none").c_str(), F_OK), -1) << link;
+  }
+  EXPECT_EQ(board.list("/sys/class/block"), (std::vector<std::string>{".", "..", "sda"}));
+  EXPECT_EQ(::access("/sys/class/block/sdb", F_OK), -1);
 }
 
 TEST(Network, HasTheBoardsInterfacesAlone) {
