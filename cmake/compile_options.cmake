@@ -16,17 +16,23 @@ endif()
 target_link_options(tessary_options INTERFACE -Wl,-z,max-page-size=16384)
 
 add_library(tessary_sanitizers INTERFACE)
-if(TESSARY_FUZZ)
-  target_compile_options(tessary_sanitizers INTERFACE
-    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -shared-libasan)
-  target_link_options(tessary_sanitizers INTERFACE -fsanitize=address,undefined -shared-libasan)
-elseif(TESSARY_SANITIZE_THREADS)
+if(TESSARY_SANITIZE_THREADS)
   target_compile_options(tessary_sanitizers INTERFACE -fsanitize=thread)
   target_link_options(tessary_sanitizers INTERFACE -fsanitize=thread)
-elseif(TESSARY_SANITIZE)
+elseif(TESSARY_SANITIZE OR TESSARY_FUZZ)
   target_compile_options(tessary_sanitizers INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tessary_sanitizers INTERFACE -fsanitize=address,undefined)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    # The runtime as a library of its own, as gcc has it, so that the simulator's calls come before its own.
+    set(asan_runtime libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${asan_runtime}
+      OUTPUT_VARIABLE asan_runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    get_filename_component(asan_runtime_folder ${asan_runtime} DIRECTORY)
+    list(APPEND CMAKE_BUILD_RPATH ${asan_runtime_folder})
+    target_compile_options(tessary_sanitizers INTERFACE -shared-libasan)
+    target_link_options(tessary_sanitizers INTERFACE -shared-libasan)
+  endif()
 endif()
 
 # The environment of every test: what leaks by design is no failure.

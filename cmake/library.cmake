@@ -46,6 +46,12 @@ set_target_properties(tessary_monitors PROPERTIES CXX_VISIBILITY_PRESET hidden V
 target_include_directories(tessary_monitors PRIVATE ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(tessary_monitors PRIVATE tessary_options tessary_sanitizers)
 
+if(TESSARY_FUZZ)
+  # Which branches an input has reached leads to the next input.
+  target_compile_options(tessary_base PRIVATE -fsanitize=fuzzer-no-link)
+  target_compile_options(tessary_monitors PRIVATE -fsanitize=fuzzer-no-link)
+endif()
+
 # The build stamp is the date and the time at which its file was compiled (SOURCE_DATE_EPOCH, where it is set): it
 # compiles anew whenever anything does that the library is linked from.
 set(TESSARY_VERSION_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/tessary.map)

@@ -27,9 +27,13 @@ constexpr int kTrackedDescriptors = 65536;
 
 std::array<std::atomic<bool>, kTrackedDescriptors> tracked;
 
+constexpr std::size_t kUsualDescriptors = 1024;  // the limit that most programs have
+
 struct OpenTable {
   ForkSafeMutex mutex;
   std::vector<std::shared_ptr<OpenFile>> files;  // by descriptor; null: not the board's
+
+  OpenTable() { files.reserve(kUsualDescriptors); }
 };
 
 struct TableOwner {

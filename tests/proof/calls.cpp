@@ -31,12 +31,12 @@ std::atomic<long> blockBytes{0};
 // Functions that do not fail, or whose failure has no effect that anybody could see: arithmetic, texts, numbers, the
 // standard streams and the thread's own affairs.
 constexpr std::string_view kHarmless[] = {
-    "abort", "atoi", "cbrt", "ceil", "floor", "ldexp", "trunc", "clock_gettime", "cos", "deflate",
+    "abort", "abs", "atoi", "cbrt", "ceil", "floor", "ldexp", "trunc", "clock_gettime", "cos", "deflate",
     "deflateEnd", "exp", "fflush", "fileno", "getenv", "gettimeofday", "gmtime_r", "inflate", "inflateEnd",
-    "inflateReset", "eventfd_read", "isatty", "isspace", "lgamma_r", "localeconv", "log", "log10", "log1p",
-    "lround", "mbrtowc", "memchr", "memcmp", "memcpy", "memmove", "memset", "nl_langinfo", "perror", "pow",
-    "printf", "pthread_kill", "pthread_mutex_lock", "pthread_mutex_unlock", "pthread_once", "putchar", "puts",
-    "raise", "round", "setenv", "setlocale", "sigaction", "signal", "snprintf", "sqrt", "strcasecmp",
+    "inflateReset", "eventfd_read", "isatty", "isdigit", "isspace", "lgamma_r", "localeconv", "log", "log10",
+    "log1p", "lround", "mbrtowc", "memchr", "memcmp", "memcpy", "memmove", "memset", "nl_langinfo", "perror",
+    "pow", "printf", "pthread_kill", "pthread_mutex_lock", "pthread_mutex_unlock", "pthread_once", "putchar",
+    "puts", "raise", "round", "setenv", "setlocale", "sigaction", "signal", "snprintf", "sqrt", "strcasecmp",
     "strchr", "strcmp", "strcspn", "strerror", "strftime", "strlen", "strncmp", "strnlen", "strptime",
     "strtod", "strtol", "strtold", "strtoll", "strtoul", "strtoull", "timegm", "uname", "vsnprintf",
     "wcwidth", "eventfd_write", "strtof",
