@@ -1,5 +1,5 @@
-// A profiling service: every second what all monitors say, as a line of JSON, until SIGTERM, Ctrl-C or as many lines as its
-// argument says. A figure that could not be read is not in the line.
+// A profiling service: every second what all monitors say, as a line of JSON, until SIGTERM, Ctrl-C or as many
+// lines as its argument says. A figure that could not be read is not in the line.
 #include <signal.h>
 #include <tessary/cpu_mon.h>
 #include <tessary/ddr_mon.h>
@@ -16,231 +16,152 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
+#include <future>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kPeriod{1};
-constexpr int kWindowMs =
-    50;  // in which CPU and DSPs are measured; no stop has to wait for longer than three of them
-constexpr std::size_t kTop = 3;
-constexpr double kNotRead = std::numeric_limits<double>::quiet_NaN();
-
-using Figures = std::vector<std::pair<std::string, double>>;
+// In which CPU and DSPs are measured; a stop waits no longer than three of them.
+constexpr int kWindowMs = 50;
+constexpr int kTop = 3;
 
 int goOn(int) { return 110; }  // instead of a monitor's own waiting: the service has waited already
 bool wentBack(std::uint64_t growth) { return growth > INT64_MAX; }
-double real(std::uint64_t figure) { return static_cast<double>(figure); }
 
-std::string json(const Figures& figures) {
-  std::string text;
-  for (const auto& [name, figure] : figures) {
-    if (!std::isfinite(figure)) continue;
-    text += text.empty() ? "{\"" : ",\"";
+struct Line {
+  std::string text, end;
+  explicit Line(double seconds) : text{"{\"seconds\":" + std::to_string(seconds)} {}
+  void section(const char* name) {
+    text += end + ",\"" + name + "\":{";
+    end = "}";
+  }
+  void figure(const std::string& name, double figure) {
+    if (!std::isfinite(figure)) return;
+    text += text.back() == '{' ? "\"" : ",\"";
     for (const char c : name) text += c < ' ' || c > '~' || c == '"' || c == '\\' ? '?' : c;
     text += "\":" + std::to_string(figure);
   }
-  return text.empty() ? "{}" : text + "}";
-}
+  // The first few by what `figureOf` says of them: 0 is none, or one that could not be read.
+  template <typename Rows, typename FigureOf>
+  void largest(Rows rows, FigureOf figureOf) {
+    const auto isLarger = [&](const auto& a, const auto& b) { return figureOf(a) > figureOf(b); };
+    std::sort(rows.begin(), rows.end(), isLarger);
+    int left = kTop;
+    for (auto row = rows.begin(); left-- > 0 && row != rows.end() && figureOf(*row) > 0; ++row)
+      figure(std::to_string(row->pid) + " " + row->name, figureOf(*row));
+  }
+};
 
-// The monitors are constructed, used and destroyed on one thread.
-class Sampler {
- public:
-  Sampler() { cpu_.implementation->samplingTime = kWindowMs; }
+// Of one thread: the monitors are constructed, used and destroyed there.
+struct Sampler {
+  cpu::CPU_MON cpu;
+  process::PROCESS_MON processes{goOn};
+  procmem::PERPROCMEM_MON processMemory;
+  memory::MEMORY_MON memory;
+  thermal::THERMAL_MON zones;
+  diskio::DISK_MON disks;
+  net::NET_MON interfaces{goOn};
+  gpu::GPU_MON gpu;
+  dsp::DSP_MON adsp{2, long{kWindowMs}}, cdsp{3, long{kWindowMs}};
+  std::optional<ddr::DDR_MON> bus;
+  std::map<std::string, std::uint64_t> sectors;  // of each disk, at the sample before
+  std::map<std::string, bool> isAway;            // interfaces
 
-  // What happened in so many seconds since the sample before. Those that wait come last.
+  Sampler() { cpu.implementation->samplingTime = kWindowMs; }
+
+  // What happened in so many seconds since the sample before; what has to be waited for comes last.
   std::string sample(double seconds) {
-    const std::pair<const char*, Figures> sections[] = {{"disk", disks(seconds)},
-                                                        {"net", interfaces(seconds)},
-                                                        {"process", processes(seconds)},
-                                                        {"procmem", processMemory()},
-                                                        {"memory", memory()},
-                                                        {"thermal", zones()},
-                                                        {"gpu", gpu()},
-                                                        {"ddr", bus()},
-                                                        {"dsp", dsps()},
-                                                        {"cpu", cpu()}};
-    std::string line = "{\"seconds\":" + std::to_string(seconds);
-    for (const auto& [name, figures] : sections) line += std::string{",\""} + name + "\":" + json(figures);
-    return line + "}\n";
-  }
-
- private:
-  // Bytes a second of raw counts that are paired by name: a disk may come or go at any time.
-  Figures disks(double seconds) {
-    Figures figures;
-    std::map<std::string, std::uint64_t> now;
-    for (const diskio::_iostats_t& disk : disks_.tessary_getRawIOStats()) {
-      const std::uint64_t sectors = now[disk.deviceName] = disk.sectorsRead + disk.sectorsWritten;
-      const auto before = sectors_.find(disk.deviceName);
-      if (before == sectors_.end() || wentBack(sectors - before->second)) continue;
-      figures.emplace_back(disk.deviceName, real(sectors - before->second) * 512 / seconds);
+    Line line{seconds};
+    line.section("disk");
+    std::map<std::string, std::uint64_t> now;  // a disk may come or go at any time: they are paired by name
+    for (const diskio::_iostats_t& disk : disks.tessary_getRawIOStats()) {
+      now[disk.deviceName] = disk.sectorsRead + disk.sectorsWritten;
+      const std::uint64_t growth = now[disk.deviceName] - sectors[disk.deviceName];
+      const bool isKnown = sectors[disk.deviceName] != 0 && !wentBack(growth);
+      line.figure(disk.deviceName, isKnown ? static_cast<double>(growth) * 512 / seconds : NAN);
     }
-    sectors_ = std::move(now);
-    return figures;
-  }
+    sectors = std::move(now);
 
-  // The counters of an interface that is away are 0: in the sample in which it is back they have grown by all they hold.
-  Figures interfaces(double seconds) {
-    Figures figures;
-    for (const net::netStats& one : interfaces_.tessary_getNetstats()) {
-      bool& isAway = away_[one.name];
-      const bool wasAway = isAway;
-      isAway = wentBack(one.rx_bytes) || (wasAway && one.rx_bytes == 0);
-      if (isAway || wasAway || wentBack(one.tx_bytes)) continue;
-      figures.emplace_back(one.name, real(one.rx_bytes + one.tx_bytes) / seconds);
+    line.section("net");
+    // The counters of one that is away are 0: in the sample in which it is back they grow by all that they hold.
+    for (const net::netStats& one : interfaces.tessary_getNetstats()) {
+      const bool wasAway = isAway[one.name];
+      isAway[one.name] = wentBack(one.rx_bytes) || (wasAway && one.rx_bytes == 0);
+      const bool isKnown = !isAway[one.name] && !wasAway && !wentBack(one.tx_bytes);
+      line.figure(one.name, isKnown ? static_cast<double>(one.rx_bytes + one.tx_bytes) / seconds : NAN);
     }
-    return figures;
-  }
 
-  // Percent of a processor. Behind a sample without processes, as when /proc could not be listed, all are new, and come with
-  // all they ever used; those that have ended do so, too, and have no share.
-  Figures processes(double seconds) {
-    Figures figures;
-    const bool isComparable = !processes_.implementation->previousSample.empty();
-    auto used = *processes_.tessary_getProcessStats();
-    std::sort(used.begin(), used.end(),
-              [](const auto& a, const auto& b) { return a.totalTime > b.totalTime; });
-    for (const process::resultProcInfo& one : used) {
-      if (!isComparable || figures.size() == kTop) break;
-      if (one.cpuShare > 0)
-        figures.emplace_back(std::to_string(one.pid) + " " + one.name, 100 * one.totalTime / seconds);
+    line.section("process");  // percent of a processor
+    // Behind a sample without processes, as when /proc could not be listed, all are new, with all they ever used.
+    const bool isComparable = !processes.implementation->previousSample.empty();
+    line.largest(*processes.tessary_getProcessStats(), [&](const process::resultProcInfo& one) {
+      return isComparable && one.cpuShare > 0 ? 100 * one.totalTime / seconds : 0;
+    });
+    line.section("procmem");  // KiB
+    const auto pss = [](const auto& one) { return static_cast<double>(one.pss); };
+    line.largest(*processMemory.tessary_getPerProcessMemStats(), pss);
+
+    line.section("memory");
+    // What cannot be read keeps its value: so it gets one that no machine has.
+    if (memory.implementation->memStats != nullptr) *memory.implementation->memStats = {};
+    const memory::finalMemStats* const kib = memory.tessary_getMemStats();
+    if (kib != nullptr && kib->totalMem != 0) {
+      line.figure("total_kib", static_cast<double>(kib->totalMem));
+      line.figure("available_kib", static_cast<double>(kib->availableMem));
     }
-    return figures;
-  }
-
-  // KiB; 0 where it could not be read.
-  Figures processMemory() {
-    Figures figures;
-    auto all = *processMemory_.tessary_getPerProcessMemStats();
-    std::sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a.pss > b.pss; });
-    for (const procmem::processMemoryMap& one : all) {
-      if (figures.size() == kTop || one.pss == 0) break;
-      figures.emplace_back(std::to_string(one.pid) + " " + one.name, real(one.pss));
-    }
-    return figures;
-  }
-
-  // What cannot be read keeps its value: so it gets one that no machine has.
-  Figures memory() {
-    if (memory_.implementation->memStats != nullptr) *memory_.implementation->memStats = {};
-    const memory::finalMemStats* now = memory_.tessary_getMemStats();
-    if (now == nullptr || now->totalMem == 0) return {};
-    return {{"total_kib", real(now->totalMem)}, {"available_kib", real(now->availableMem)}};
-  }
-
-  Figures zones() {
-    Figures figures;
-    const std::vector<std::string> names = zones_.tessary_getSensorNames();
-    const std::vector<int>& temperatures = *zones_.tessary_getThermalStats();  // may be fewer
+    line.section("thermal");
+    const std::vector<std::string> names = zones.tessary_getSensorNames();
+    const std::vector<int>& temperatures = *zones.tessary_getThermalStats();  // may be fewer
     for (std::size_t at = 0; at < temperatures.size(); ++at)
-      figures.emplace_back(names[at], temperatures[at] / 1000.0);
-    return figures;
-  }
+      line.figure(names[at], temperatures[at] / 1000.0);
 
-  Figures gpu() {
-    const float busy = gpu_.tessary_getGPUBusyPercent();
-    gpu_.implementation->clocksPerSecond = static_cast<float>(kNotRead);  // stays where nothing is read
+    line.section("gpu");
+    const float busy = gpu.tessary_getGPUBusyPercent();
+    gpu.implementation->clocksPerSecond = NAN;  // stays where nothing is read
     try {
-      gpu_.tessary_getGPUSample();
+      gpu.tessary_getGPUSample();
     } catch (const std::out_of_range&) {  // there is no profiler
     }
-    return {{"busy_percent", busy < 0 ? kNotRead : busy}, {"clock_mhz", gpu_.tessary_getGPUFrequency()}};
-  }
+    line.figure("busy_percent", busy < 0 ? NAN : busy);
+    line.figure("clock_mhz", gpu.tessary_getGPUFrequency());
 
-  // After a failure a monitor fails for ever: the next sample gets another.
-  Figures bus() {
-    if (!bus_) bus_.emplace();
-    const std::uint64_t* now = bus_->tessary_getDDRStats();
-    if (now != nullptr) return {{"a_total", real(now[2])}, {"b_total", real(now[5])}};
-    bus_.reset();
-    return {};
-  }
+    line.section("ddr");
+    if (!bus) bus.emplace();
+    const std::uint64_t* const words = bus->tessary_getDDRStats();
+    line.figure("a_total", words != nullptr ? static_cast<double>(words[2]) : NAN);
+    line.figure("b_total", words != nullptr ? static_cast<double>(words[5]) : NAN);
+    if (words == nullptr) bus.reset();  // after a failure it fails for ever: the next sample gets another
 
-  Figures dsps() {
-    const auto load = [](dsp::DSP_MON& dsp) {
-      return dsp.tessary_getDSPSample() == 0 ? dsp.tessary_getDSPUtilization() : kNotRead;
-    };
-    return {{"adsp", load(adsp_)}, {"cdsp", load(cdsp_)}};
-  }
+    line.section("dsp");
+    line.figure("adsp", adsp.tessary_getDSPSample() == 0 ? adsp.tessary_getDSPUtilization() : NAN);
+    line.figure("cdsp", cdsp.tessary_getDSPSample() == 0 ? cdsp.tessary_getDSPUtilization() : NAN);
 
-  // A core that goes on- or offline in between moves the rows of the others: that gives loads that none can have.
-  Figures cpu() {
-    const double* load = cpu_.tessary_getPerCoreUsage();
-    const std::int64_t* clocks = cpu_.tessary_getCPUFrequency();
-    return {{"load_percent", load != nullptr && load[0] >= 0 && load[0] <= 100 ? load[0] : kNotRead},
-            {"highest_khz", clocks != nullptr
-                                ? static_cast<double>(*std::max_element(clocks, clocks + cpu_.numCores))
-                                : kNotRead}};
+    line.section("cpu");
+    // A core that goes on- or offline in between moves the rows of the others: loads that none can have.
+    const double* const load = cpu.tessary_getPerCoreUsage();
+    if (load != nullptr && load[0] >= 0 && load[0] <= 100) line.figure("load_percent", load[0]);
+    const std::int64_t* const clocks = cpu.tessary_getCPUFrequency();
+    if (clocks != nullptr)
+      line.figure("highest_khz", static_cast<double>(*std::max_element(clocks, clocks + cpu.numCores)));
+    return line.text + line.end + "}\n";
   }
-
-  cpu::CPU_MON cpu_;
-  process::PROCESS_MON processes_{goOn};
-  procmem::PERPROCMEM_MON processMemory_;
-  memory::MEMORY_MON memory_;
-  thermal::THERMAL_MON zones_;
-  diskio::DISK_MON disks_;
-  net::NET_MON interfaces_{goOn};
-  gpu::GPU_MON gpu_;
-  dsp::DSP_MON adsp_{2, long{kWindowMs}};
-  dsp::DSP_MON cdsp_{3, long{kWindowMs}};
-  std::optional<ddr::DDR_MON> bus_;
-  std::map<std::string, std::uint64_t> sectors_;  // of each disk, at the sample before
-  std::map<std::string, bool> away_;              // interfaces
 };
 
-class Service {
- public:
-  Service(std::FILE* out, long samples) : out_{out}, left_{samples}, thread_{[this] { run(); }} {}
-
-  ~Service() {
-    {
-      const std::lock_guard<std::mutex> lock{mutex_};
-      isStopping_ = true;
-    }
-    wake_.notify_one();
-    thread_.join();
+void serve(std::FILE* out, long samples, const std::shared_future<void>& stop) {
+  Sampler sampler;
+  auto last = std::chrono::steady_clock::now();
+  while (samples-- != 0 && stop.wait_until(last + std::chrono::seconds{1}) == std::future_status::timeout) {
+    const auto now = std::chrono::steady_clock::now();
+    std::fputs(sampler.sample(std::chrono::duration<double>{now - last}.count()).c_str(), out);
+    std::fflush(out);
+    last = now;
   }
-
- private:
-  void run() {
-    Sampler sampler;
-    for (Clock::time_point last = Clock::now(); left_ != 0 && waitUntil(last + kPeriod); --left_) {
-      const std::chrono::duration<double> elapsed = Clock::now() - last;
-      last += std::chrono::duration_cast<Clock::duration>(elapsed);
-      std::fputs(sampler.sample(elapsed.count()).c_str(), out_);
-      std::fflush(out_);
-    }
-    kill(getpid(), SIGTERM);
-  }
-
-  bool waitUntil(Clock::time_point time) {
-    std::unique_lock<std::mutex> lock{mutex_};
-    return !wake_.wait_until(lock, time, [this] { return isStopping_; });
-  }
-
-  std::FILE* const out_;
-  long left_;  // samples; below 0 there is no end
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool isStopping_ = false;
-  std::thread thread_;
-};
-
-// The library has words of its own on standard output. They go to standard error, so that ours are JSON alone.
-std::FILE* ownOutput() {
-  const int own = dup(STDOUT_FILENO);
-  dup2(STDERR_FILENO, STDOUT_FILENO);
-  return fdopen(own, "w");
+  kill(getpid(), SIGTERM);
 }
 
 }  // namespace
@@ -251,10 +172,13 @@ int main(int argc, char** argv) {
   sigaddset(&ends, SIGINT);
   sigaddset(&ends, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);  // before there is a second thread, which then has it, too
-
-  std::FILE* const out = ownOutput();
-  if (out == nullptr) return 1;
-  const Service service{out, argc > 1 ? std::atol(argv[1]) : -1};
+  // The library has words of its own on standard output. They go to standard error: ours are JSON alone.
+  std::FILE* const out = fdopen(dup(STDOUT_FILENO), "w");
+  if (out == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) return 1;
+  std::promise<void> stop;
+  std::thread service{serve, out, argc > 1 ? std::atol(argv[1]) : -1, stop.get_future().share()};
   int got = 0;
   sigwait(&ends, &got);
+  stop.set_value();
+  service.join();
 }
