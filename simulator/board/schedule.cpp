@@ -373,7 +373,7 @@ bool Schedule::waitInKernel(Nanoseconds limit, const Attempt& attempt) {
     }
     lock.unlock();
     hasEnded = attempt(slice);
-    self.isEntering = hasEnded;
+    self.isEntering = true;
     lock.lock();
     self.isEntering = false;
   }

@@ -405,6 +405,14 @@ TEST(TimedWait, OfATimerWithAFile) {
   ::usleep(30000);
   EXPECT_EQ(::read(timer, &expirations, sizeof expirations), 8);
   EXPECT_EQ(expirations, 3U);
+
+  // However the threads are held up, the timer does not expire again before the one that it has woken has run.
+  for (int times = 1; times <= 200; ++times) {
+    ASSERT_EQ(::poll(&polled, 1, 1000), 1);
+    ASSERT_EQ(::read(timer, &expirations, sizeof expirations), 8);
+    ASSERT_EQ(expirations, 1U) << times;
+  }
+  EXPECT_EQ(millisecondsOf(board), 65 + 200 * 10);
   ::close(timer);
 }
 
