@@ -57,6 +57,18 @@ lacks out 'tessary_cpu_load_ratio'
 get /recording
 sed '1,/^$/d' "$work/out" | grep -F boot_time_ns >"$work/kept"
 diff <(cat "$work/drive") "$work/kept" >"$work/difference" || fail "/recording: $(head -c 300 "$work/difference")"
+
+# Pages for 80 MB, which is more than are on their way at a time: one that was sent makes room for the next. Of each the
+# head alone, since it counts as much.
+exec 9<>"/dev/tcp/127.0.0.1/$port"
+{
+  printf 'HEAD / HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n%.0s' {1..499}
+  printf 'HEAD / HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n'
+} >&9
+cat <&9 >"$work/out"
+exec 9>&-
+[ "$(grep -c '^HTTP/1\.. ' "$work/out")" -eq 500 ] || fail "500 pages: $(grep -c '^HTTP/1\.. ' "$work/out") answers"
+lacks out 'Retry-After'
 stop TERM
 
 # A file that grows, a stream, and one that never comes; both formats.

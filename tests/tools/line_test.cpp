@@ -100,7 +100,7 @@ TEST(RecordedLine, KeepsNumbersOfAnySize) {
 TEST(RecordedLine, PassesOverWhatItDoesNotKnow) {
   const Report report = parsed(
       R"({"new":{"schema":1,"boot_time_ns":[1]},"boot_time_ns":5,"npu":{"cores":[{"errors":[{"items":["*"]}]}]},)"
-      R"("cpu":{"errors":[{"items":["cores[7].clock_khz","cores[x].clock_khz","cores[0].hue","cores[","gone",4,["*"]],)"
+      R"("cpu":{"errors":[{"items":["cores[1].clock_khz","cores[x].clock_khz","cores[0].hue","cores[","gone",4,["*"]],)"
       R"("error":"?"},[{"items":["*"]}],7],"load_percent":1.5,"hue":{"load_percent":9},"cores":[{"clock_khz":[9],)"
       R"("core":3,"hue":[{}]},[1]],"cores_too":[{"core":1}]},"x":null,"interval_ms":20})");
   EXPECT_EQ(report.bootTimeNs, 5);

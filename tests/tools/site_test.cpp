@@ -335,8 +335,9 @@ TEST_F(SiteTest, ThereIsAnEndOfViewersAndDownloads) {
     EXPECT_EQ(status, 503U) << path;
   }
   answers.clear();
-  EXPECT_EQ(get("/events").status, 200U);
+  for (const char* const path : {"/events", "/recording"}) EXPECT_EQ(get(path).status, 200U) << path;
   EXPECT_EQ(fleet_.viewers, 0U);
+  EXPECT_EQ(fleet_.downloads, 0U);
 }
 
 }  // namespace
