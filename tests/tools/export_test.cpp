@@ -76,6 +76,14 @@ TEST(OpenMetrics, NeedsToKnowWhenARecordingWithoutAWallClockBegan) {
   EXPECT_NE(exported("openmetrics", old, options).find("} 0.1 51.000\n"), std::string::npos);
 }
 
+TEST(Formats, TakeTheStartThatTheyAreToldForARecordingsOwn) {
+  ExportOptions options;
+  options.startUnixNs = 50 * kNanosecondsInSecond;
+  const std::vector<Report> wrong = {sampleAt(1, 10.0)};
+  EXPECT_NE(exported("openmetrics", wrong, options).find("} 0.1 51.000\n"), std::string::npos);
+  EXPECT_NE(exported("csv", wrong, options).find("\n1970-01-01T00:00:51.000Z,"), std::string::npos);
+}
+
 TEST(Page, AName_ThatEndsTheScript_IsText) {
   Report report = sampleAt(1, 10.0);
   report.sections[0].tables[1].rows = {kFans.row({"</script><b>", std::int64_t{5}, Absent{"<i>"}})};

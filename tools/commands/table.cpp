@@ -295,7 +295,8 @@ const Option kFormat{"--format", "FORMAT",
                      formatNames};
 const Option kWideCsv{"--wide", nullptr, "csv: a column a figure, not a line", takeWide};
 const Option kStart{"--start", "TIME",
-                    "When it began, for recordings without a wall clock: 2026-11-21T18:36:22Z", takeStart};
+                    "When it began, where its wall clock is missing or wrong: 2026-11-21T18:36:22Z",
+                    takeStart};
 const Option kWatched{
     "FILE",        "FILE",  "A recording, also one that is still being written; - for standard input",
     takeRecording, nullptr, true};

@@ -27,7 +27,8 @@ std::string valueCell(const Value& value) {
   return cell(clean(wordsOf(value)));
 }
 
-// The wall clock where the recording has it, else the seconds since the machine's start.
+// By the wall clock: from the start that is told, else the recording's own; without one the seconds since the machine's
+// start.
 class Times {
  public:
   void begin(const Origin& origin, const ExportOptions& options) {
@@ -35,8 +36,8 @@ class Times {
   }
 
   std::string of(const Report& report) const {
-    if (report.unixTimeNs) return utcTime(*report.unixTimeNs);
     if (offset_) return utcTime(report.bootTimeNs + *offset_);
+    if (report.unixTimeNs) return utcTime(*report.unixTimeNs);
     return wordsOf(static_cast<double>(report.bootTimeNs) / kNanosecondsInSecond);
   }
 

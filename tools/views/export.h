@@ -19,7 +19,7 @@ using Write = std::function<void(std::string_view)>;
 
 struct ExportOptions {
   bool wide = false;  // csv: a column a figure
-  // The wall clock at a recording's start, for those that have none.
+  // The wall clock at a recording's start, for those that have none or a wrong one.
   std::optional<std::int64_t> startUnixNs;
   std::string name;  // of the recording
 };
