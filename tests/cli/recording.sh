@@ -99,6 +99,13 @@ for first in 1 3; do
   gunzip -cf "$work/part-000$first.jsonl$gz" >"$file" || fail "gunzip does not take part $first"
   check_file "part $first"
 done
+# PART: when it begins, by both clocks.
+begin_of() {
+  gunzip -cf "$work/part-000$1.jsonl$gz" | sed -n '1s/.*"boot_time_ns":\([0-9]*\),"unix_time_ns":\([0-9]*\),.*/\1 \2/p'
+}
+read -r boot unix < <(begin_of 1)
+read -r later_boot later_unix < <(begin_of 2)
+[ "$later_boot" -gt "$boot" ] && [ "$later_unix" -gt "$unix" ] || fail "the second part begins with the first"
 run 2 record -o - --rotate 1K
 run 2 record -o "$file" --rotate 5m
 holds err "--rotate: '5m' is no size (500K, 64M, 2G) and no time"
