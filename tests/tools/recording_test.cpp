@@ -1,6 +1,7 @@
 #include "tools/recording/recording.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <filesystem>
 #include <fstream>
@@ -8,6 +9,7 @@
 #include "tests/tools/machine.h"
 #include "tests/tools/temporary_folder.h"
 #include "tools/output.h"
+#include "tools/recording/feed.h"
 #include "tools/recording/gzip.h"
 #include "tools/views/json.h"
 
@@ -157,6 +159,29 @@ TEST_F(RecordingTest, GivesWayToTheStop) {
   EXPECT_FALSE(recording->next(readable.number()));
   append(sample(1).substr(40));
   EXPECT_EQ(recording->next()->bootTimeNs, 3601'000'000'000) << "half a line is not lost by a stop";
+}
+
+std::ptrdiff_t openDescriptors() {
+  return std::distance(std::filesystem::directory_iterator{"/proc/self/fd"}, {});
+}
+
+TEST_F(RecordingTest, IsFedToTheEndAndLeavesNothingOpen) {
+  append(header() + sample(1) + sample(2));
+  const std::ptrdiff_t before = openDescriptors();
+  {
+    const tool::Feed stopped{open(tool::kFollowed)};  // while it waits for what does not come
+    tool::Feed feed{open()};
+    std::size_t reports = 0;
+    for (bool ended = false; !ended;) {
+      pollfd ready{feed.ready(), POLLIN, 0};
+      ASSERT_EQ(::poll(&ready, 1, 60000), 1);
+      const tool::Feed::News news = feed.take();
+      reports += news.reports.size();
+      ended = news.ended;
+    }
+    EXPECT_EQ(reports, 2U);
+  }
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 }  // namespace
