@@ -95,6 +95,8 @@ TEST(Scanner, RealsFollowScanf) {
       {"1e400", infinity, ""},
       {"-1e400", -infinity, ""},
       {"1e-400", 0, ""},
+      {"0x1p5000", infinity, ""},
+      {"0x1p-5000", 0, ""},
       {std::string(400, '9'), infinity, ""},
       {"inf", infinity, ""},
       {"cpu1", 7, "cpu1"},
