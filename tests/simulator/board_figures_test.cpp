@@ -25,7 +25,8 @@ TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
   simulator::loadBoardText(board, R"({"model": "x", "ticks_per_second": 1000, "cores": [
     {"capacity": 256, "load": {"user": 25, "system": 12.5}},
     {"capacity": 256, "load": {"user": {"square": [100, 0], "period_ms": 400, "first_ms": 100}}},
-    {"capacity": 512, "load": {"user": {"ramp": [0, 80], "over_ms": 4000}, "iowait": 12.5, "steal": 2.5}}]})");
+    {"capacity": 512, "load": {"user": {"ramp": [0, 80], "over_ms": 4000}, "iowait": 12.5, "steal": 2.5}},
+    {"capacity": 1024, "load": {"user": {"ramp": [60, 0], "over_ms": 3000}}}]})");
   cpu::CPU_MON monitor;
   ::usleep(kMicrosecondsInSecond);
   monitor.implementation->samplingTime = 2000;
@@ -35,7 +36,8 @@ TEST(BoardFigures, LoadsComeOutExactlyOverEveryStepOfWholeTicks) {
   EXPECT_EQ(load[1], 37.5);
   EXPECT_EQ(load[2], 25);
   EXPECT_EQ(load[3], 40 + 12.5 + 2.5);  // the ramp from 20 to 60
-  EXPECT_EQ(load[0], 37.5 / 4 + 25.0 / 4 + 55.0 / 2);
+  EXPECT_EQ(load[4], 20);               // from 40 to 0, by thirds, which are no whole numbers
+  EXPECT_EQ(load[0], 37.5 / 8 + 25.0 / 8 + 55.0 / 4 + 20.0 / 2);
   EXPECT_EQ(monitor.tessary_getPerCoreStealTime()[3], 2.5);
   monitor.implementation->samplingTime = 40;
   EXPECT_EQ(monitor.tessary_getPerCoreUsage()[1], 37.5);

@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <mutex>
 #include <thread>
 
 #include "simulator/board/board.h"
@@ -35,6 +37,27 @@ TEST(BoardClock, RunsSideBySideInThreadsAndMeetsAtTheJoin) {
   EXPECT_EQ(board.clock().now(), 3 * kMillisecond);
   longer.join();
   EXPECT_EQ(board.clock().now(), 6 * kMillisecond);
+}
+
+// A thread that has waited for a process is where that has ended.
+TEST(BoardClock, WakesNobodyIntoThePast) {
+  Board board;
+  std::mutex mutex;
+  std::condition_variable condition;
+  bool isLater = false;
+  std::thread other{[&] {
+    std::unique_lock lock{mutex};
+    condition.wait(lock, [&] { return isLater; });
+    EXPECT_EQ(board.clock().now(), 5 * kMillisecond);
+  }};
+  ::usleep(1000);
+  board.clock().advanceTo(5 * kMillisecond);
+  {
+    const std::lock_guard lock{mutex};
+    isLater = true;
+    condition.notify_one();
+  }
+  other.join();
 }
 
 TEST(BoardClock, StepsOverATimeLimitThatNothingBeats) {
