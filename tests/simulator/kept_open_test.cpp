@@ -59,6 +59,9 @@ TEST(KeptOpen, ADescriptorRendersAnewAtItsStart) {
   iovec parts[] = {{text, 3}, {text + 10, 20}};
   EXPECT_EQ(::preadv(file, parts, 2, 0), 7);
   EXPECT_EQ(std::string(text, 3), "109");
+  board.limitReads(kUptime, 2);
+  EXPECT_EQ(::preadv(file, parts, 2, 0), 2);  // no second part behind a first that is not full
+  board.limitReads(kUptime, 0);
 
   const int duplicate = ::dup(file);
   ::usleep(1000);
