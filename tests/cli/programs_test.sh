@@ -61,13 +61,14 @@ expect status 0 $'100444 4096 agree\n100444 0 agree\n40555 0 agree\nNo such file
   still "$reader" status
 expect system 0 '4000000 kB, 5.15.41-board, 3 processors by affinity, 3 online' still "$reader" system
 expect 'kept open' 0 moves still "$reader" kept-open
+expect 'closed for others' 0 '0 1 0 1 ' still "$reader" closing
 expect threads 0 '800 right, child 0' still "$reader" threads
 expect 'failing reads' 1 'cat: read error: Resource temporarily unavailable' \
   run "$scratch/failing.json" -- busybox cat /sys/class/thermal/thermal_zone0/temp
 
 # No signal reaches a process of the machine that has the number of one of the board's.
-expect signals 0 'Operation not permitted, No such process, there, there, child ended by 9' \
-  still "$reader" signals "$victim" $$
+expect signals 0 "Operation not permitted, No such process, there, there,\
+ Operation not permitted, No such process, priority, child ended by 9" still "$reader" signals "$victim" $$
 kill -0 "$victim" || { echo 'FAILED: a process of the machine was hit' >&2; failures=$((failures + 1)); }
 
 # The machine's network is refused, or asked for.
@@ -83,6 +84,9 @@ expect top 0 '500 navigation' still busybox sh -c 'busybox top -bn1 | awk "/navi
 expect commands 0 $'/sys/class/net\neth7\n500' still busybox sh -c 'cd /sys/class/net; pwd; ls; ls /proc | grep 500'
 expect 'of a preloaded shell' 0 '500 4000000' run "$scratch/still.json" -- \
   sh -c 'busybox ps | awk "/navig/ {printf \$1 \" \"}"; env busybox free | awk "/Mem/ {print \$2}"'
+printf '#! %s sh\ncat /proc/version\n' "$busybox" >"$scratch/script"
+chmod +x "$scratch/script"
+expect 'by its interpreter' 0 'Linux version 5.15.41-board (builder) #1 SMP' still "$scratch/script"
 expect 'seam of choice' 0 'Linux version 5.15.41-board (builder) #1 SMP' \
   run "$scratch/still.json" --seam notify -- cat /proc/version
 
@@ -91,7 +95,15 @@ expect 'exit code' 7 '' still busybox sh -c 'exit 7'
 expect signal 143 '' sh -c "{ '$tessary_board' run '$scratch/still.json' -- busybox sh -c 'kill \$\$'; } 2>/dev/null"
 expect 'not found' 127 'tessary-board: nosuch: No such file or directory' \
   run "$scratch/still.json" --seam notify -- nosuch
-mkfifo "$scratch/ready"
+# Who reads what it prints does not wait for what it has started beside itself.
+mkfifo "$scratch/output" "$scratch/ready"
+still busybox sh -c 'sleep 1000 >/dev/null 2>&1 & echo $!' >"$scratch/output" &
+exec 9<"$scratch/output"
+read -r sleeper <&9
+read -r -t 20 <&9  # until its end
+[ $? -eq 1 ] || { echo 'FAILED: the output was held open' >&2; failures=$((failures + 1)); }
+exec 9<&-
+kill "$sleeper"
 "$tessary_board" run "$scratch/still.json" -- \
   busybox sh -c "echo >'$scratch/ready'; while :; do read -r _ </proc/version; done" &
 read -r _ <"$scratch/ready"

@@ -108,6 +108,10 @@ done
 expect list 0 11 sh -c "'$tessary_board' list | wc -l"
 expect show 0 'faults           at 2.000 s for 3.000 s, core 3: offline' sh -c "'$tessary_board' show hostile | grep ^faults"
 
+# What is preloaded already stays in front, as a sanitizer's runtime wants it.
+expect 'preloaded before' 0 libm.so.6 env LD_PRELOAD=libm.so.6 "$tessary_board" run vx4490p -- \
+  sh -c 'echo "${LD_PRELOAD%%:*}"'
+
 # Preloaded without a board, nothing is different; an installed copy finds its own files.
 expect inactive 1 'cat: /sys/devices/soc0/machine: No such file or directory' \
   env LD_PRELOAD="$library" cat /sys/devices/soc0/machine

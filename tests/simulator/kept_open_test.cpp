@@ -67,6 +67,9 @@ TEST(KeptOpen, ADescriptorRendersAnewAtItsStart) {
   ::usleep(1000);
   ::lseek(duplicate, 0, SEEK_SET);
   EXPECT_EQ(readText(file), "110 ms\n");
+  board.file(kUptime, "1\n");
+  ::lseek(duplicate, 0, SEEK_SET);
+  EXPECT_EQ(readText(file), "1\n");  // and nothing of the longer text behind it
   ::close(duplicate);
   ::close(file);
 }

@@ -413,6 +413,10 @@ TEST(TimedWait, OfATimerWithAFile) {
     ASSERT_EQ(expirations, 1U) << times;
   }
   EXPECT_EQ(millisecondsOf(board), 65 + 200 * 10);
+
+  ::usleep(20000);
+  ASSERT_EQ(::timerfd_settime(timer, 0, &everyTen, nullptr), 0);
+  EXPECT_EQ(::poll(&polled, 1, 0), 0) << "what was not read is forgotten";
   ::close(timer);
 }
 

@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <linux/netlink.h>
 #include <sched.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
@@ -39,6 +41,18 @@ int say(const std::string& text) {
   return 0;
 }
 
+// By a path that ends with its page, behind which there is nothing.
+std::string textByTheEndOfAPage(const std::string& path) {
+  const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  void* const pages = ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  char* const end = static_cast<char*>(pages) + page;
+  ::munmap(end, page);
+  char* const place = end - path.size() - 1;
+  std::memcpy(place, path.c_str(), path.size() + 1);
+  const int file = ::open(place, O_RDONLY);
+  return file < 0 ? std::strerror(errno) : textOf("/proc/self/fd/" + std::to_string(file));
+}
+
 // Every way to the same two nodes: absolute, from a folder that is open, from a working folder that the
 // machine has and from one that it has not, through the program's own links, and through a link on the disk.
 int showPaths(const std::string& scratch) {
@@ -54,6 +68,7 @@ int showPaths(const std::string& scratch) {
   const std::string link = scratch + "/link";
   ::symlink("/proc/version", link.c_str());
   texts.insert(textOf(link));
+  texts.insert(textByTheEndOfAPage("/proc/version"));
   say(std::to_string(texts.size()) + " text: " + *texts.begin());
 
   char name[PATH_MAX] = {};
@@ -98,6 +113,15 @@ int showSystem() {
   std::printf("%lu kB, %s, %d processors by affinity, %ld online\n", system.totalram * system.mem_unit / 1024,
               name.release, CPU_COUNT(&processors), ::sysconf(_SC_NPROCESSORS_ONLN));
   return 0;
+}
+
+// Whether what is open closes when the program starts another: a node and a folder, without asking for it and with.
+int showClosing() {
+  for (const char* const path : {"/proc/version", "/proc/500"}) {
+    for (const int flags : {O_RDONLY, O_RDONLY | O_CLOEXEC})
+      std::printf("%d ", ::fcntl(::open(path, flags), F_GETFD));
+  }
+  return say("");
 }
 
 // A node that stays open tells the present when it is read from its start: the uptime passes hundredths of a
@@ -153,6 +177,11 @@ int showSignals(pid_t boards, pid_t machines) {
   }
   for (const pid_t process : {boards, machines, ::getpid(), child})
     std::printf("%s, ", ::kill(process, 0) == 0 ? "there" : std::strerror(errno));
+  for (const pid_t process : {boards, machines, ::getpid()}) {
+    errno = 0;
+    ::getpriority(PRIO_PROCESS, static_cast<id_t>(process));
+    std::printf("%s, ", errno == 0 ? "priority" : std::strerror(errno));
+  }
   ::kill(boards, SIGKILL);
   ::kill(child, SIGKILL);
   int status = 0;
@@ -168,6 +197,7 @@ int main(int count, char** values) {
   if (what == "folder") return showFolder(values[2]);
   if (what == "status") return showStatus();
   if (what == "system") return showSystem();
+  if (what == "closing") return showClosing();
   if (what == "kept-open") return showKeptOpen();
   if (what == "threads") return showThreads();
   if (what == "netlink") return showNetlink();
