@@ -74,6 +74,13 @@ TEST(BoardFaults, CountersPassThroughZeroWhenTheyWrap) {
   EXPECT_EQ(textOf("/sys/class/net/a/statistics/tx_bytes"), "5\n");
 }
 
+TEST(BoardFaults, CutWithinALineAlsoWhereTheMiddleIsAtItsEnd) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "nodes": {"/proc/lines": "ab\ncd\n"},
+    "faults": [{"node": "/proc/lines", "kind": "cut"}]})");
+  EXPECT_EQ(textOf("/proc/lines"), "ab");
+}
+
 TEST(BoardFaults, ReachDevicesAndTheProfilerThatAreOpen) {
   Board board;
   simulator::loadBoard(board, boardPath("hostile"));

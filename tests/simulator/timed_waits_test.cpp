@@ -114,17 +114,22 @@ TEST(TimedWait, OfAConditionVariableOnItsOwnClock) {
 }
 
 TEST(TimedWait, OfAFuture) {
-  std::promise<int> promise;
-  std::future<int> future = promise.get_future();
-  expectAllEndings({[&] {
-                      const bool inTime = future.wait_for(kLimit) == std::future_status::ready;
-                      if (inTime) {
-                        promise = {};
-                        future = promise.get_future();
-                      }
-                      return inTime;
-                    },
-                    [&] { promise.set_value(1); }});
+  for (const bool isDated : {false, true}) {
+    std::promise<int> promise;
+    std::future<int> future = promise.get_future();
+    expectAllEndings({[&] {
+                        const auto status = isDated
+                                                ? future.wait_until(std::chrono::system_clock::now() + kLimit)
+                                                : future.wait_for(kLimit);
+                        const bool inTime = status == std::future_status::ready;
+                        if (inTime) {
+                          promise = {};
+                          future = promise.get_future();
+                        }
+                        return inTime;
+                      },
+                      [&] { promise.set_value(1); }});
+  }
 }
 
 TEST(TimedWait, OfASemaphore) {
