@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -352,6 +353,12 @@ TEST_F(GpuMon, AppendsTheBasicHeadersOnRequest) {
       "Clocks / Second\nGPU % Utilization\nGPU % Bus Busy\nRead Total (Bytes/sec)\nWrite Total (Bytes/sec)\n";
   EXPECT_EQ(output(), "Setting all the basic headers\nGPU\n" + basic +
                           "Setting all the basic headers\nGPU\n" + basic + basic);
+}
+
+TEST_F(GpuMon, LeavesNoProfilerRunningWhenItIsRefusedMemory) {
+  profiler->answerListing([](auto**, auto*) -> ztResultCode { throw std::bad_alloc{}; }, 1);
+  EXPECT_THROW(GPU_MON{}, std::bad_alloc);
+  EXPECT_EQ(profiler->calls().back(), "Shutdown()");
 }
 
 }  // namespace
