@@ -82,6 +82,9 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
             " 179       0 mmcblk0 0 0 2003 0 0 0 0 0 3 0 0 0 0 0 0 0 0\n"
             " 179       1 mmcblk0p1 0 0 1001 0 0 0 0 0 1 0 0 0 0 0 0 0 0\n"
             " 179       2 mmcblk0p2 0 0 1001 0 0 0 0 0 1 0 0 0 0 0 0 0 0\n");
+  EXPECT_EQ(textOf("/proc/partitions"),
+            "major minor  #blocks  name\n\n 179        0          0 mmcblk0\n"
+            " 179        1          0 mmcblk0p1\n 179        2          0 mmcblk0p2\n");
   EXPECT_EQ(textOf("/sys/class/net/eth0/statistics/rx_bytes"), "2000\n");
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "1500\n");
   EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone0/temp"),

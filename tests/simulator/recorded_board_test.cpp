@@ -46,17 +46,22 @@ TEST(Series, TakesTheNodeOrTheLineAwayWhileItIsAbsent) {
   simulator::loadBoardText(board,
                            R"({"model": "x", "cores": [{"max_khz": 9, "clock_khz": {"series": [[0, 5]]}}],
     "thermal_zones": [{"type": "a", "temperature": {"series": [[0, 40], [1000, null], [2000, -2.5]]}}],
+    "interfaces": [{"name": "a", "rx_bytes": {"series": [[0, 7], [1000, null], [2000, 5]]}}],
     "memory": {"total_kb": 8, "free_kb": {"series": [[1000, 4]]}}})");
   constexpr char kZone[] = "/sys/class/thermal/thermal_zone0/temp";
   EXPECT_EQ(textOf(kZone), "40000\n");
+  constexpr char kBytes[] = "/sys/class/net/a/statistics/rx_bytes";
+  EXPECT_EQ(textOf(kBytes), "0\n");
   EXPECT_EQ(textOf("/proc/meminfo").find("MemFree"), std::string::npos);
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "5\n");
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(::access(kZone, R_OK), -1);
   EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(textOf(kBytes), "ENOENT");
   EXPECT_NE(textOf("/proc/meminfo").find("MemFree:               4 kB"), std::string::npos);
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(textOf(kZone), "-2500\n");
+  EXPECT_EQ(textOf(kBytes), "7\n");
 }
 
 constexpr char kRecordingHeader[] = R"({"schema":"tessary-record","version":2,"boot_time_ns":5000000000})";

@@ -61,6 +61,14 @@ TEST(RecordedLine, KeepsWhyFiguresAreAbsent) {
   EXPECT_EQ(back.sections[1].tables[0].absent, "/proc: Permission denied");
 }
 
+TEST(RecordedLine, TellsATableWithoutRowsFromOneThatWasNotRead) {
+  Report report = machine::report(1);
+  report.sections[1].tables[0] = {};
+  EXPECT_NE(tool::recordLine(report).find("\"top\":[]"), std::string::npos);
+  report.sections[1].tables[0].absent = "no /proc";
+  EXPECT_EQ(tool::recordLine(report).find("\"top\":["), std::string::npos);
+}
+
 TEST(RecordedLine, TellsAllFieldsFromPartsOfThem) {
   Report report = machine::report(1);
   report.sections[0] = tool::allAbsent(machine::kCpu, "no /proc");
