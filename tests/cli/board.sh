@@ -90,6 +90,14 @@ echo '{"model": "x", "cores": [{"count": 1}], "nodes":
 on "$work/no_swap_free.json" 1 record -o - --duration 1 --monitors memory >"$work/out" || fail "no SwapFree: exit code $?"
 grep -q '"swap_total_kib":2048,"errors"' "$work/out" || fail "no SwapFree: $(cat "$work/out")"
 
+# A core whose idle time went back by more than the kernel corrects it has no load.
+echo '{"model": "x", "processors": 1, "frames": [
+  {"at_ms": 0, "nodes": {"/proc/stat": "cpu 100 0 0 1000 0 0 0 0 0 0\ncpu0 100 0 0 1000 0 0 0 0 0 0\n"}},
+  {"at_ms": 500, "nodes": {"/proc/stat": "cpu 250 0 0 950 0 0 0 0 0 0\ncpu0 250 0 0 950 0 0 0 0 0 0\n"}}]}' \
+  >"$work/idle_back.json"
+on "$work/idle_back.json" 1 record -o - --duration 1 --monitors cpu >"$work/out" || fail "idle time: exit code $?"
+grep -q '"cores\[\*\].load_percent".*"error":"/proc/stat: its counters went back"' "$work/out" || fail "idle: $(cat "$work/out")"
+
 # A monitor that cannot read does not wait; the recording does.
 on hostile 1 record -o "$work/alone" --duration 16 --monitors cpu || fail "record of the CPU alone: exit code $?"
 [ "$(wc -l <"$work/alone")" -eq 17 ] || fail "the recording of the CPU alone has $(wc -l <"$work/alone") lines"

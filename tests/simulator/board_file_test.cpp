@@ -94,12 +94,18 @@ TEST(BoardFile, AnIdMayComeAgainInAnotherLife) {
 TEST(BoardFile, NodesAreAddedToWhatTheBoardHas) {
   Board board;
   simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "processes": [
-    {"pid": 931, "name": "a-name-of-more-than-15-characters", "threads": 2}],
+    {"pid": 2, "name": "kthreadd", "ppid": 0},
+    {"pid": 931, "name": "a-name-of-more-than-15-characters", "threads": 2, "user": 50}],
     "nodes": {"/proc/931/io": "rchar: 7\n", "/proc/931/wchan": "0"}})");
   EXPECT_EQ(textOf("/proc/931/io"), "rchar: 7\n");
   EXPECT_EQ(textOf("/proc/931/stat").substr(0, 24), "931 (a-name-of-more-) S ");
   EXPECT_EQ(textOf("/proc/931/task/932/comm"), "a-name-of-more-\n");
   EXPECT_EQ(textOf("/proc/931/task/933/comm"), "ENOENT");
+  EXPECT_EQ(textOf("/proc/931/cmdline"), std::string("a-name-of-more-than-15-characters\0", 34));
+  EXPECT_EQ(textOf("/proc/2/cmdline"), "");
+  ::usleep(1000000);
+  EXPECT_NE(textOf("/proc/931/task/931/stat").find(" 0 0 0 0 50 0 0 0 20 0 2 0 "), std::string::npos);
+  EXPECT_NE(textOf("/proc/931/task/932/stat").find(" 0 0 0 0 0 0 0 0 20 0 2 0 "), std::string::npos);
   const auto names = board.list("/proc/931");
   EXPECT_EQ(std::count(names.begin(), names.end(), "io"), 1);
   EXPECT_EQ(std::count(names.begin(), names.end(), "wchan"), 1);

@@ -111,6 +111,8 @@ TEST(RecordedBoard, NamesTheLineOfAMistake) {
             "board:1: version: must be from 1 to 2");
   EXPECT_EQ(mistakeIn(R"({"model": "x", "cores": [{}], "ddr": {"a1": {"series": [[5, 1], [5, 2]]}}})"),
             "board:1: ddr.a1.series[1]: is not after the one before it");
+  EXPECT_EQ(mistakeIn(R"({"model": "x", "frames": [{"at_ms": 5, "nodes": {}}, {"at_ms": 5, "nodes": {}}]})"),
+            "board:1: frames[1].at_ms: is not after the frame before");
 }
 
 TEST(CapturedBoard, GivesTheTextsOfEachFrameAndNothingElse) {

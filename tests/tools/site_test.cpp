@@ -40,6 +40,7 @@ TEST(Negotiation, GivesTheFormatOfTheGreatestWeight) {
       {"application/openmetrics-text;version=0.0.1,text/plain;q=0.5",
        "application/openmetrics-text; version=0.0.1; charset=utf-8"},
       {"text/plain;q=0.9,application/openmetrics-text;q=0.3", kPlain},
+      {"text/plain;q=0.9,application/openmetrics-text;q=0.9", kOpen},
       {"application/openmetrics-text;q=0.5,text/plain;q=0,*/*;q=0.9", kOpen},
       {"application/openmetrics-text;q=0", kPlain},
       {"application/openmetrics-text;version=2.0.0", kPlain},
