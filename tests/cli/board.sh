@@ -104,6 +104,13 @@ on hostile 1 record -o "$work/alone" --duration 16 --monitors cpu || fail "recor
 
 on hostile 1 doctor --monitors thermal,ddr >"$work/out" || fail "doctor: exit code $?"
 grep -qE 'thermal +/sys/class/thermal/thermal_zone#/temp +5 +read +0.000 ms$' "$work/out" || fail "$(cat "$work/out")"
+# Nodes of a source that fail in several ways are told apart.
+echo '{"model": "x", "cores": [{}], "thermal_zones": [{"type": "a"}, {"type": "b"}, {"type": "c"}], "faults": [
+  {"node": "/sys/class/thermal/thermal_zone0/temp", "kind": "read", "error": "EAGAIN"},
+  {"node": "/sys/class/thermal/thermal_zone2/temp", "kind": "read", "error": "EIO"}]}' >"$work/two_ways.json"
+on "$work/two_ways.json" 1 doctor --monitors thermal >"$work/out" || fail "doctor: exit code $?"
+holds out 'Resource temporarily unavailable'
+holds out 'Input/output error'
 
 # What the library prints stands between the name of a test run and its verdict, also when the output is a file.
 on hostile 1 selftest >"$work/out" || fail "selftest: exit code $?"

@@ -34,6 +34,12 @@ holds out "NOT READ"
 screen 0 80 24 "see:0:00:01" size:30x8 "see:2024-01-01" see:$'\033[J' type:q -- "$TESSARY" watch "$work/drive"
 screen 0 80 24 see:0:00:01 "type: " "see:0:00:03" "type: " type:q -- "$TESSARY" watch "$work/drive"
 
+# More room for one section after the other, and then for none: of five zones two are seen without.
+"$BOARD" run hostile --time stepped -- "$TESSARY" record -o "$work/zones" --duration 1 --monitors process,thermal \
+  2>/dev/null </dev/null || fail "record: exit code $?"
+screen 0 80 10 see:0:00:01 type:$'\t' type:$'\t' see:frost type:$'\t' type:$'\t' type:$'\t' see:frost type:q -- \
+  "$TESSARY" watch "$work/zones"
+
 # Every way out, of this machine's screen and of a stream's.
 for signal in 2 15 1; do
   screen 0 80 24 "see:memory" "signal:$signal" -- "$TESSARY" watch --interval 20

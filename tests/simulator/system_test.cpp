@@ -61,6 +61,11 @@ TEST(SystemCalls, AnswerForTheBoard) {
   utsname names{};
   ASSERT_EQ(::uname(&names), 0);
   EXPECT_STREQ(names.release, "6.1.0-car");
+  char host[sizeof "board"];
+  EXPECT_EQ(::gethostname(host, sizeof host - 1), -1);
+  EXPECT_EQ(errno, ENAMETOOLONG);
+  ASSERT_EQ(::gethostname(host, sizeof host), 0);
+  EXPECT_STREQ(host, "board");
 }
 
 // What programs take the number of processors, and which of them are there, from.
@@ -118,6 +123,8 @@ TEST(Network, HasTheBoardsInterfacesAlone) {
   EXPECT_EQ(::if_nametoindex("wlan7"), 0U);
   char name[IFNAMSIZ];
   EXPECT_STREQ(::if_indextoname(1, name), "lo");
+  EXPECT_EQ(::if_indextoname(9, name), nullptr);
+  EXPECT_EQ(errno, ENXIO);
 
   const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
   ASSERT_GE(socket, 0);

@@ -80,9 +80,10 @@ TEST(WorkingFolder, IsRefusedAsByTheKernel) {
   EXPECT_EQ(errorOf(::chdir("/sys/class/net/eth0")), EACCES);
   EXPECT_EQ(WorkingFolderBoard::here(), board.before);
   ASSERT_EQ(::chdir("/sys/class/net"), 0);
-  char path[4];
-  EXPECT_EQ(::getcwd(path, sizeof path), nullptr);
+  char path[sizeof "/sys/class/net"];
+  EXPECT_EQ(::getcwd(path, sizeof path - 1), nullptr);
   EXPECT_EQ(errno, ERANGE);
+  EXPECT_STREQ(::getcwd(path, sizeof path), "/sys/class/net");
 }
 
 TEST(WorkingFolder, ComesFromAnOpenFolder) {
