@@ -6,11 +6,13 @@
 //   signal:N     sends the command a signal
 //   hang up      closes the terminal
 //
-// Ends as the command ends; with 99 when something was not seen within half a minute.
+// Ends as the command ends; with 99 when something was not seen within half a minute, with 98 when the terminal's modes are
+// others than before.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -23,6 +25,7 @@
 namespace {
 
 constexpr int kNotSeen = 99;
+constexpr int kNotGivenBack = 98;
 constexpr std::chrono::seconds kPatience{30};
 
 class Terminal {
@@ -30,6 +33,7 @@ class Terminal {
   explicit Terminal(const winsize& size) : master_{::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)} {
     if (master_ < 0 || ::grantpt(master_) != 0 || ::unlockpt(master_) != 0) std::exit(kNotSeen);
     resize(size);
+    modes_ = modes();
   }
 
   void resize(const winsize& size) const { ::ioctl(master_, TIOCSWINSZ, &size); }
@@ -75,6 +79,7 @@ class Terminal {
     int status = 0;
     while (std::chrono::steady_clock::now() < end) {
       if (::waitpid(child_, &status, WNOHANG) == child_) {
+        if (modes() != modes_) return kNotGivenBack;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
       }
       ::poll(nullptr, 0, 10);
@@ -86,6 +91,12 @@ class Terminal {
   std::string output;
 
  private:
+  // How it takes what is typed; of one that has hung up as it was.
+  tcflag_t modes() const {
+    termios terminal{};
+    return ::tcgetattr(master_, &terminal) == 0 ? terminal.c_lflag : modes_;
+  }
+
   // False when nobody writes any more.
   bool read() {
     pollfd event{master_, POLLIN, 0};
@@ -99,6 +110,7 @@ class Terminal {
   int master_;
   pid_t child_ = -1;
   std::size_t seen_ = 0;
+  tcflag_t modes_ = 0;
 };
 
 winsize sizeOf(const char* columns, const char* rows) {

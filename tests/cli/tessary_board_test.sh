@@ -112,6 +112,9 @@ expect show 0 'faults           at 2.000 s for 3.000 s, core 3: offline' sh -c "
 expect 'preloaded before' 0 libm.so.6 env LD_PRELOAD=libm.so.6 "$tessary_board" run vx4490p -- \
   sh -c 'echo "${LD_PRELOAD%%:*}"'
 
+expect 'without a path' 0 'brindle /usr/bin:/bin' env -u PATH "$tessary_board" run vx4490p -- \
+  /bin/sh -c 'echo $(getprop ro.board.platform) ${PATH#*:}'
+
 # Preloaded without a board, nothing is different; an installed copy finds its own files.
 expect inactive 1 'cat: /sys/devices/soc0/machine: No such file or directory' \
   env LD_PRELOAD="$library" cat /sys/devices/soc0/machine
