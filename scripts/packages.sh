@@ -38,6 +38,14 @@ readonly BUILD_PACKAGES=(g++ cmake ninja-build pkg-config nlohmann-json3-dev lib
 readonly TEST_PACKAGES=(clang clang-tidy clang-format dpkg-dev lintian abigail-tools valgrind)
 readonly ARM64_PACKAGES=(g++-aarch64-linux-gnu qemu-user googletest)
 
+# The file is shown when the script ends with a failure. "{ .. } >log || cat log" is none of that: in front of "||" the
+# shell goes on after a command that fails.
+show_when_failing() {
+  shown=$1
+  exec 3>&2
+  trap '[ $? -eq 0 ] || cat "$shown" >&3' EXIT
+}
+
 # Configures and builds a preset; shows the compiler's words only when something is wrong. Further arguments are
 # targets.
 build_preset() {
