@@ -46,6 +46,9 @@ set_target_properties(tessary_monitors PROPERTIES CXX_VISIBILITY_PRESET hidden V
 target_include_directories(tessary_monitors PRIVATE ${PROJECT_SOURCE_DIR}/include)
 target_link_libraries(tessary_monitors PRIVATE tessary_options tessary_sanitizers)
 
+if(TESSARY_LIBRARY_ALONE)
+  set_target_properties(tessary_base tessary_monitors PROPERTIES UNITY_BUILD OFF)
+endif()
 if(TESSARY_FUZZ)
   # Which branches an input has reached leads to the next input.
   target_compile_options(tessary_base PRIVATE -fsanitize=fuzzer-no-link)
