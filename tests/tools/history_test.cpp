@@ -76,7 +76,7 @@ TEST(History, IsNeverLargerThanItsBound) {
       ASSERT_LE(history.bytes(), bound) << second;
       ASSERT_EQ(history.end(), static_cast<std::uint64_t>(second));
     }
-    EXPECT_GE(history.end() - history.first(), bound / 10000) << "and not much smaller";
+    EXPECT_GE(history.end() - history.first(), bound / 12000) << "and not much smaller";
   }
   // Recordings that begin again and again have headers, too.
   History flapping{{kHour, 20000}};
