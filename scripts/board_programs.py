@@ -203,14 +203,14 @@ MORE = [
       (r"^net_connections (.*)$", "[]"), (r"^virtual_memory .*total=(\d+)", 7516192768),
       (r"^swap_memory .*used=(\d+)", 268435456), (r"^memory_info .*rss=(\d+)", 41943040),
       (r"^refused .*(cwd environ exe)", None)]),
-    ("htop", "htop", "processes, CPU, memory",
+    ("htop", "htop python3-pyte", "processes, CPU, memory",
      "sh -c 'TERM=xterm script -qc \"stty cols 200 rows 40; timeout 3 htop\" /dev/null'",
      [(r"(3\.90G/7\.00G)", None), (r"770931 root.* 81920 +(\d+) .*navprobe", 40960),
-      (r"\|(\d+\.\d)(?=\|)", About(40, 10))]),
+      (r"0\[\|+ *(\d+\.\d)%", About(40, 10))]),
     ("atop", "atop", "processes, CPU, memory, network, no accounting of the machine's", "atop 1 2",
      [(r"CPL . numcpu +(\d+)", 6), (r"MEM . tot +([\d.]+)G . free +([\d.]+)G", "7.0", "1.0"),
       (r"NET . probe0 .* pcki +(\d+)", RATE), (r"(\d+)% navprobe", NAV), (r"(no +procacct)", None)]),
-    ("btop", "btop", "processes, memory, temperature",
+    ("btop", "btop python3-pyte", "processes, memory, temperature",
      "sh -c 'TERM=xterm script -qc \"stty cols 200 rows 50; timeout 4 btop\" /dev/null'",
      [(r"(navprobe)", None), (r"(7\.00 GiB)", None), (r"(47)°C", None)]),
     ("glances", "glances", "CPU, memory, load", "glances --stdout cpu.user,mem.total,load --stop-after 2",
@@ -333,7 +333,16 @@ def run(board, command, work):
     except subprocess.TimeoutExpired as expired:
         return (expired.stdout or b"").decode(errors="replace") + "\n(did not end)"
     text = result.stdout.replace(b"\0", b" ").replace(b"\r", b"").decode(errors="replace")
-    return re.sub(r"\x1b[\[(][0-9;?]*[A-Za-z]", "", text)
+    return on_screen(text) if "TERM=xterm" in command else re.sub(r"\x1b[\[(][0-9;?]*[A-Za-z]", "", text)
+
+
+def on_screen(text):
+    """What a terminal shows in the end of a program that writes here and there."""
+    import pyte
+
+    screen = pyte.Screen(200, 50)
+    pyte.Stream(screen).feed(text)
+    return "\n".join(screen.display)
 
 
 def is_there(name):
