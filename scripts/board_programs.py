@@ -324,7 +324,7 @@ def faults_of(output, expressions, forbidden):
             yield f"the machine's {word}"
 
 
-def run(board, command, work):
+def run(board, command, work, has_screen):
     environment = {**os.environ, "LC_ALL": "C", "TERM": "dumb", "GOCACHE": work + "/go"}
     words = [word.replace("WORK", work) for word in shlex.split(command)]
     try:
@@ -333,7 +333,7 @@ def run(board, command, work):
     except subprocess.TimeoutExpired as expired:
         return (expired.stdout or b"").decode(errors="replace") + "\n(did not end)"
     text = result.stdout.replace(b"\0", b" ").replace(b"\r", b"").decode(errors="replace")
-    return on_screen(text) if "TERM=xterm" in command else re.sub(r"\x1b[\[(][0-9;?]*[A-Za-z]", "", text)
+    return on_screen(text) if has_screen else re.sub(r"\x1b[\[(][0-9;?]*[A-Za-z]", "", text)
 
 
 def on_screen(text):
@@ -366,10 +366,10 @@ def main(board, mode):
             subprocess.run(["go", "build", "-o", "reads", "reads.go"], cwd=work, check=True,
                            env={**os.environ, "CGO_ENABLED": "0", "GOCACHE": work + "/go"})
         forbidden = machine_words()
-        for name, _, sees, command, expressions in rows:
+        for name, packages, sees, command, expressions in rows:
             if mode == "quick" and not is_there(name):
                 continue
-            output = run(board, command, work)
+            output = run(board, command, work, "pyte" in packages)
             faults = list(faults_of(output, expressions, forbidden))
             if faults:
                 print(f"{name} on a board: {'; '.join(faults)}\n{output[-2000:]}", file=sys.stderr)
