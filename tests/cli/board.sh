@@ -17,6 +17,24 @@ same "$golden/report.txt" "$work/out" "the report of the hostile board is anothe
 on hostile 1 report --json >"$work/out"
 valid report "$work/out"
 
+# Each figure under its name, in its unit, of its item: no two are alike on this board.
+every=$(dirname "$0")/boards/every_figure.json
+on "$every" 1 record -o "$work/every" --duration 1 --monitors cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr ||
+  fail "record: exit code $?"
+for format in csv openmetrics; do
+  tessary export "$work/every" --format $format | grep -v '^#' >"$work/out"
+  [ -z "${UPDATE_GOLDEN:-}" ] || cp "$work/out" "$golden/every_figure.$format"
+  same "$golden/every_figure.$format" "$work/out" "the $format of a board with each figure is another"
+done
+
+# Processes that have ended, and wait for their parent, are asked for their memory once: the library leaves that open.
+echo '{"model": "x", "cores": [{}], "processes": [{"pid": 1, "ppid": 0, "name": "init", "rss_kb": 400, "pss_kb": 300},
+  {"count": 3, "pid": 700, "name": "ended", "state": "Z", "rss_kb": 400}],
+  "nodes": {"/proc/700/smaps_rollup": "", "/proc/701/smaps_rollup": "", "/proc/702/smaps_rollup": ""}}' >"$work/ended.json"
+(ulimit -n 60 && on "$work/ended.json" 1 record -o "$work/recording" --duration 100 --monitors procmem) ||
+  fail "ended processes: exit code $?"
+tail -n 1 "$work/recording" | grep -q '"pss_kib":300' || fail "ended processes: $(tail -n 1 "$work/recording")"
+
 # The same seed, the same figures.
 for seed in 7 7 8; do on vx4490p $seed report >>"$work/seed$seed"; done
 half=$(($(wc -l <"$work/seed7") / 2))
