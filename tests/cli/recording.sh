@@ -42,6 +42,19 @@ for signal in INT TERM HUP; do
   done
 done
 
+# What is begun to outlive its terminal does.
+rm -f "$file"
+(
+  trap '' HUP
+  exec "$TESSARY" record -o "$file" --interval 10 --monitors memory 2>"$work/err"
+) &
+recorder=$!
+until_true lines 2
+kill -s HUP $recorder
+until_true lines $(($(wc -l <"$file") + 3))
+kill -s INT $recorder
+wait $recorder || fail "a recording that goes on without its terminal: exit code $?"
+
 # A reader that stalls holds the first Ctrl-C up, but not the second.
 mkfifo "$work/pipe"
 sleep 1000 <"$work/pipe" &

@@ -31,6 +31,12 @@ lacks out " samples, "
 on_terminal 80 record -o "$work/recording" --interval 10 --duration "$(seconds 0.03)" --monitors memory
 holds out " samples, "
 
+# Colour is for a terminal that knows it and a reader who wants it.
+coloured() { on_terminal 80 report --interval 20 --monitors memory && grep -q $'\033' "$work/out"; }
+TERM=xterm NO_COLOR='' coloured || fail "no colour on a terminal"
+TERM=dumb NO_COLOR='' coloured && fail "colour on a dumb terminal"
+TERM=xterm NO_COLOR=1 coloured && fail "colour in spite of NO_COLOR"
+
 # A reader that has gone is no error, and no noise.
 tessary report --interval 20 2>"$work/err" | true
 [ "${PIPESTATUS[0]}" -eq 0 ] || fail "a closed pipe is an error"

@@ -2,9 +2,25 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "tests/tools/temporary_folder.h"
 #include "tools/figures/time_units.h"
 #include "tools/recording/gzip.h"
+
+namespace {
+
+int timesSynchronized = 0;
+int synchronizingError = 0;
+
+}  // namespace
+
+// In place of the C library's, for all of this program: what a power cut would leave is not to be seen otherwise.
+extern "C" int fdatasync(int) {
+  ++timesSynchronized;
+  errno = synchronizingError;
+  return synchronizingError == 0 ? 0 : -1;
+}
 
 namespace {
 
@@ -68,6 +84,31 @@ TEST_F(RecordingFileTest, CanBeReadAfterEachSampleWhenCompressed) {
   EXPECT_EQ(textOf("drive.jsonl"), "header 1\nsample 1\n");
 }
 
+TEST_F(RecordingFileTest, IsOnTheDiskAsOftenAsIsAskedFor) {
+  const auto times = [this](std::int64_t syncSeconds) {
+    FilePlan plan;
+    plan.syncNs = syncSeconds * kNanosecondsInSecond;
+    RecordingFile file = open(plan);
+    timesSynchronized = 0;
+    std::string after;
+    for (int second = 1; second <= 5; ++second) {
+      file.add("sample\n", second * kNanosecondsInSecond);
+      after += std::to_string(timesSynchronized);
+    }
+    file.finish();
+    return after + " " + std::to_string(timesSynchronized);
+  };
+  EXPECT_EQ(times(2), "01122 3");
+  EXPECT_EQ(times(0), "12345 6");
+  EXPECT_EQ(times(3600), "00000 1");
+
+  synchronizingError = EINVAL;  // a pipe
+  EXPECT_NO_THROW(times(0));
+  synchronizingError = ENOSPC;
+  EXPECT_THROW(times(0), tool::Failure);
+  synchronizingError = 0;
+}
+
 TEST_F(RecordingFileTest, HasOneWriter) {
   const RecordingFile file = open({});
   EXPECT_EQ(failure(), folder_.file("drive.jsonl") + ": another recording is being written to it");
@@ -112,6 +153,7 @@ TEST_F(RecordingFileTest, BeginsAPartAfterItsTime) {
   file.finish();
   EXPECT_EQ(folder_.read("drive-0001.jsonl"), "header 1\n1\n2\n");
   EXPECT_EQ(folder_.read("drive-0002.jsonl"), "header 2\n3\n4\n");
+  EXPECT_EQ(file.written(), 26u) << "of all parts";
   EXPECT_FALSE(std::filesystem::exists(folder_.file("drive-0003.jsonl"))) << "no part without a sample";
 }
 

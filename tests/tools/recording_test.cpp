@@ -90,7 +90,7 @@ TEST_F(RecordingTest, IsRefusedWhenThereIsNone) {
 TEST_F(RecordingTest, MayHoldSeveralOneBehindTheOther) {
   tool::Origin other = machine::origin();
   other.host = "bench8";
-  append(header() + sample(1) + tool::recordHeader(other) + sample(5));
+  append(header() + sample(1) + header() + tool::recordHeader(other) + sample(5));  // one of them is empty
   const auto recording = open();
   recording->next();
   EXPECT_EQ(recording->origin().host, "bench7");
