@@ -19,6 +19,10 @@ done
 [ "$(wc -l <"$work/texts1")" -gt 5000 ] || fail "the board has $(wc -l <"$work/texts1") lines"
 cmp -s "$work/texts1" "$work/texts2" || fail "the texts are others: $(diff "$work/texts1" "$work/texts2" | head -n 20)"
 
+head -n 1 "$work/captured.json" | grep -qF '"platform":"brindle","processors":8,"ticks_per_second":1000,"frames":[' ||
+  fail "the capture begins with $(head -n 1 "$work/captured.json")"
+[ "$(grep -c '"at_ms"' "$work/captured.json")" -eq 17 ] || fail "$(grep -c '"at_ms"' "$work/captured.json") frames of 16 s"
+
 # Only what changes is in a frame: most of a board stands still.
 [ "$(grep -c thermal_zone0/type "$work/captured.json")" -eq 1 ] || fail "a text that does not change is there again"
 

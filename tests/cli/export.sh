@@ -52,4 +52,7 @@ run 1 export "$work/old" --format openmetrics
 holds err "--start"
 run 0 export "$work/old" --format openmetrics --start 2026-11-21T18:36:22Z
 holds out "tessary_memory_available_bytes"
+mv "$work/out" "$work/by_date"
+run 0 export "$work/old" --format openmetrics --start "$(date -d 2026-11-21T18:36:22Z +%s)"
+cmp -s "$work/out" "$work/by_date" || fail "--start in seconds: $(cat "$work/out")"
 finish

@@ -34,6 +34,11 @@ holds out "NOT READ"
 screen 0 80 24 "see:0:00:01" size:30x8 "see:2024-01-01" see:$'\033[J' type:q -- "$TESSARY" watch "$work/drive"
 screen 0 80 24 see:0:00:01 "type: " "see:0:00:03" "type: " type:q -- "$TESSARY" watch "$work/drive"
 
+# Beyond an hour.
+"$BOARD" run hostile --time stepped -- "$TESSARY" record -o "$work/hours" --interval 60000 --duration 5000 --monitors memory \
+  2>/dev/null </dev/null || fail "record: exit code $?"
+screen 0 80 24 "see:1:12:00" type:$'\033[B' "see:1:13:00" type:q -- "$TESSARY" watch "$work/hours" --at 1:12:00
+
 # More room for one section after the other, and then for none: of five zones two are seen without.
 "$BOARD" run hostile --time stepped -- "$TESSARY" record -o "$work/zones" --duration 1 --monitors process,thermal \
   2>/dev/null </dev/null || fail "record: exit code $?"
@@ -72,5 +77,15 @@ empty err
 run 1 watch "$work/nothing"
 holds err "nothing: No such file or directory"
 run 1 watch --once /dev/null
+# Without a figure nothing was read, whoever looks.
+{
+  echo '{"schema":"tessary-record","version":2,"interval_ms":1000,"monitors":["ddr"]}'
+  echo '{"boot_time_ns":1000000000,"interval_ms":1000.0,"ddr":{"errors":[{"items":["*"],"error":"no device"}]}}'
+} >"$work/empty"
+for command in watch "watch --once" report; do
+  # shellcheck disable=SC2086
+  run 1 $command "$work/empty"
+  holds out "no device"
+done
 run 2 watch --at noon "$work/drive"
 finish

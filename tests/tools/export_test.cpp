@@ -6,6 +6,7 @@
 #include "tools/figures/time_units.h"
 #include "tools/output.h"
 #include "tools/views/absences.h"
+#include "tools/views/dataset.h"
 #include "tools/views/spool.h"
 #include "tools/views/summary.h"
 
@@ -92,6 +93,18 @@ TEST(Page, AName_ThatEndsTheScript_IsText) {
   EXPECT_NE(page.find("\\u003c/script>\\u003cb>"), std::string::npos);
 }
 
+TEST(Page, FollowsAWallClockThatWasSetByLessThanASecond) {
+  Dataset page{"drive"};
+  page.begin({});
+  for (const auto& [second, laterMs] : {std::pair{1, 0}, {2, 1}, {3, 400}, {4, 400}}) {
+    Report report = sampleAt(second, 10.0);
+    *report.unixTimeNs += laterMs * kNanosecondsInMillisecond;
+    page.add(report);
+  }
+  page.end();
+  EXPECT_NE(page.json().find("\"wall\":[[0,1000000],[2,1000400]]"), std::string::npos) << page.json();
+}
+
 TEST(Formats, FollowFromNames) {
   EXPECT_STREQ(formatOfFile("a.b/drive.csv")->name, "csv");
   EXPECT_STREQ(formatOfFile("drive.board.json")->name, "board");
@@ -147,18 +160,30 @@ TEST(Summary, CountsGapsAndAddsTheirTimesUp) {
       << summary.text(true);
 }
 
-TEST(Summary, TellsWhenTheWallClockWasSet) {
+TEST(Summary, TellsWhenTheWallClockWasSetAndTheBoardSlept) {
   Summary summary;
   summary.begin({});
   for (const auto& [second, offset] : {std::pair{1, 5000}, {2, 5000}, {3, 1400}, {4, 1400}, {5, 1500}}) {
-    summary.add(sampleAt(second, 10.0, offset));
+    Report report = sampleAt(second, 10.0, offset);
+    report.suspendedMs = second == 3 ? 600 : second == 5 ? 900 : 0;
+    report.missed = second == 5 ? 2 : 0;
+    summary.add(report);
   }
   summary.end();
   const std::string text = summary.text(false);
   EXPECT_NE(text.find("the wall clock was set back by 3600 s within the sample that ends after 3 s\n"
-                      "the wall clock was set forward by 100 s within the sample that ends after 5 s\n"),
+                      "the wall clock was set forward by 100 s within the sample that ends after 5 s\n"
+                      "suspended for 1.5 s in all\n"),
             std::string::npos)
       << text;
+  EXPECT_NE(text.find("5 s, 5 samples of 0 ms, 2 missed, tool "), std::string::npos) << text;
+  const std::string json = summary.json();
+  EXPECT_NE(
+      json.find(
+          "  \"missed\": 2,\n  \"seconds\": 5.0,\n  \"suspended_seconds\": 1.5,\n  \"wall_clock_steps\": [\n"
+          "    {\n      \"after_seconds\": 3.0,\n      \"by_seconds\": -3600.0\n    },"),
+      std::string::npos)
+      << json;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <clocale>
 #include <string>
 
+#include "tests/tools/drive.h"
 #include "tests/tools/sample_tables.h"
 #include "tools/views/width.h"
 
@@ -91,6 +92,22 @@ TEST(Screen, GivesRoomToTheSectionThatWasChosen) {
   ASSERT_EQ(lines.size(), 10U);
   EXPECT_EQ(lines[2].substr(0, 7), "cooling");
   EXPECT_EQ(lines[3].substr(0, 5), "  fan");
+}
+
+TEST(Screen, DrawsTheLargestOfASectionThatHasItemsAlone) {
+  Screen screen;
+  Report report;
+  for (const double hottest : {40.0, 80.0, 60.0}) {
+    report = drive::sample(
+        {1.0, 1.0, 1.0}, {},
+        {{"thermal_zone0", "a", 20}, {"thermal_zone1", "b", hottest}, {"thermal_zone2", "c", 30}});
+    screen.add(report);
+  }
+  const std::vector<std::string> lines = screen.lines({}, report, {80, 24, false, false}, {});
+  const auto line = std::find_if(lines.begin(), lines.end(),
+                                 [](const std::string& text) { return text.compare(0, 8, "thermal ") == 0; });
+  ASSERT_NE(line, lines.end());
+  EXPECT_EQ(line->substr(0, 26), "thermal                =#+");
 }
 
 TEST(Width, CutsBetweenCharacters) {

@@ -58,6 +58,13 @@ TEST(Text, SaysWhatIsAbsentAndWhatIsPartial) {
             "  absent: part of the sums, part of fans: 1 of 3\n");
 }
 
+TEST(Text, EndsEachColourThatItBegins) {
+  EXPECT_EQ(renderText(cooling({50.0, Absent{"gone"}}, {}), {true}),
+            "\033[1mCooling\033[0m\n"
+            "  load   50.0 %\n"
+            "  \033[2mabsent: limit: gone\033[0m\n");
+}
+
 TEST(Ranges, JoinThreeAndMoreInARow) {
   const std::vector<std::string> names{"0", "1", "2", "3", "4", "5", "6"};
   EXPECT_EQ(ranges({0, 1, 2, 5}, names), "0 to 2, 5");
