@@ -47,9 +47,10 @@ TEST(Budgets, SayWhereTheMistakeIs) {
 
 constexpr char kBudgets[] = R"({
   "$schema": "budgets.schema.json",
-  "cpu.load_percent": {"mean": {"min": 10, "max": 60}, "p95": {"max": 80}, "over": {"limit": 90, "seconds": 2}},
+  "cpu.load_percent": {"mean": {"min": 10, "max": 60}, "p95": {"max": 80}, "p99": {"max": 90}, "over": {"limit": 90, "seconds": 2}},
   "cpu.free_kib": {"min": {"min": 500}},
   "thermal.zones[type=gpu].temperature_celsius": {"max": {"max": 95}},
+  "thermal.zones.temperature_celsius": {"mean": {"min": 98}},
   "process.top[name=map].cpu_percent": {"p50": {"max": 40}, "present": 50},
   "cpu.laod_percent": {"p95": {"max": 80}}
 })";
@@ -79,9 +80,11 @@ TEST(Check, EachLimitIsJudged) {
             "kept: 51.8, allowed mean >= 10\n"
             "kept: 51.8, allowed mean <= 60\n"
             "kept: 50, allowed p95 <= 80\n"
+            "exceeded: 95, allowed p99 <= 90\n"
             "exceeded: 4 s, allowed at most 2 s above 90\n"
             "exceeded: 400, allowed min >= 500\n"
             "exceeded: 97, allowed max <= 95\n"
+            "exceeded: 60, allowed mean >= 98\n"
             "kept: 39, allowed p50 <= 40\n"
             "not measured: there is no figure cpu.laod_percent\n");
 }
@@ -106,7 +109,7 @@ TEST(Check, BuildServersGetACaseABudget) {
   const std::string xml = checkJunit({{"a<b>&\"\n.jsonl", 100, check(recorded, budgets, drive::kSchemas)}});
   EXPECT_NE(
       xml.find(
-          R"(<testsuite name="a&lt;b&gt;&amp;&quot;\x0a.jsonl" tests="8" failures="3" errors="1" time="100.000">)"),
+          R"(<testsuite name="a&lt;b&gt;&amp;&quot;\x0a.jsonl" tests="10" failures="5" errors="1" time="100.000">)"),
       std::string::npos)
       << xml;
   EXPECT_NE(xml.find(R"(<testcase classname="cpu.load_percent" name="p95 &lt;= 80"/>)"), std::string::npos)

@@ -110,7 +110,22 @@ TEST(Comparison, ALoadThatHardlyMovesNeedsALongerRecording) {
       compare(side(recording(1, 40, 600, 0.99)), side(recording(2, 60, 600, 0.99)), {});
   const ComparedFigure& load = figureOf(comparison, "cpu.load_percent");
   EXPECT_EQ(load.verdict, kNotEnough);
-  EXPECT_EQ(load.needs.rfind("about ", 0), 0U) << load.needs;
+  EXPECT_EQ(load.needs, "about 23 min a recording");
+
+  // The same at an interval of a minute, which makes hours of minutes.
+  const auto slow = [](std::uint64_t seed) {
+    Recorded recorded{drive::any};
+    std::mt19937_64 engine{seed};
+    double walk = 40;
+    for (int minute = 0; minute < 60; ++minute) {
+      walk += static_cast<double>(engine() >> 40) / 0x1p24 - 0.5;
+      Report report = drive::sample({walk, 1.0, 1.0});
+      report.intervalMs = 60000;
+      recorded.add(report);
+    }
+    return side(std::move(recorded));
+  };
+  EXPECT_EQ(figureOf(compare(slow(1), slow(2), {}), "cpu.load_percent").needs, "about 3 h a recording");
 }
 
 TEST(Comparison, ConstantsAreTheSameOrChanged) {
@@ -181,7 +196,8 @@ TEST(Comparison, WhatIsSeldomThereIsNamedAndLeft) {
 }
 
 TEST(Comparison, WhatMattersStandsFirst) {
-  const Comparison comparison = compare(side(recording(1, 40)), side(recording(2, 46)), {});
+  Comparison comparison = compare(side(recording(1, 40)), side(recording(2, 46)), {});
+  comparison.left.assign(23, {"a.b", "in no sample"});
   const std::string text =
       comparisonText(comparison, {{"base.jsonl"}, 600, 600}, {{"new\n.jsonl"}, 600, 600}, {});
   EXPECT_NE(text.find("base base.jsonl: 600 samples, 600 s\n"), std::string::npos) << text;
@@ -190,6 +206,7 @@ TEST(Comparison, WhatMattersStandsFirst) {
   EXPECT_NE(text.find("2 worse, 0 better, 1 changed, 0 same, 0 not enough data; 0 did not move at all\n"),
             std::string::npos)
       << text;
+  EXPECT_EQ(text.substr(text.rfind("a.b")), "a.b: in no sample\nnot compared: 3 more\n");
 }
 
 }  // namespace
