@@ -96,6 +96,13 @@ until_true answers /metrics 'tessary_up{board="front"} 0'
 lacks out 'board="front",'
 stop INT
 
+# The memory is that of all boards together: what each may have is not enough for a block of these.
+start --keep 40K "front=$work/drive" "rear=$work/drive"
+until_true answers /metrics 'tessary_serve_samples_total 10'
+kept=$(sed -n 's/^tessary_serve_kept_bytes //p' "$work/out")
+[ "$kept" -le 40960 ] || fail "$kept bytes are kept, which are more than 40 KiB"
+stop TERM
+
 # Standard input, and an address that others reach.
 "$TESSARY" serve --listen 0.0.0.0:0 - < <(tail -n 3 "$work/drive") 2>"$work/err" &
 server=$!

@@ -304,6 +304,10 @@ TEST_F(SiteTest, AViewerGetsWhatIsKeptAndThenWhatComes) {
   const std::string rest = sent(again);
   EXPECT_EQ(rest.find("event: begin"), std::string::npos);
   EXPECT_NE(rest.find("\"times\":[4000]"), std::string::npos) << rest;
+  // What it cannot have seen yet it does not wait for.
+  Viewer ahead{fleet_, board(), std::to_string(fleet_.startNs) + "-999"};
+  feed(5, 6);
+  EXPECT_NE(sent(ahead).find("\"times\":[5000]"), std::string::npos);
   for (const char* const place : {"1-2", "", "-", "0-99999999999999999999999"}) {
     Viewer other{fleet_, board(), place};
     EXPECT_EQ(sent(other).find("retry: 1000\n\nevent: begin\n"), 0U) << place;
