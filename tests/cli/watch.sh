@@ -37,7 +37,7 @@ screen 0 80 24 see:0:00:01 "type: " "see:0:00:03" "type: " type:q -- "$TESSARY" 
 # Beyond an hour.
 "$BOARD" run hostile --time stepped -- "$TESSARY" record -o "$work/hours" --interval 60000 --duration 5000 --monitors memory \
   2>/dev/null </dev/null || fail "record: exit code $?"
-screen 0 80 24 "see:1:12:00" type:$'\033[B' "see:1:13:00" type:q -- "$TESSARY" watch "$work/hours" --at 1:12:00
+screen 0 80 24 "see: 1:12:00" type:$'\033[B' "see: 1:13:00" type:q -- "$TESSARY" watch "$work/hours" --at 1:12:00
 
 # More room for one section after the other, and then for none: of five zones two are seen without.
 "$BOARD" run hostile --time stepped -- "$TESSARY" record -o "$work/zones" --duration 1 --monitors process,thermal \
