@@ -27,13 +27,21 @@ for format in csv openmetrics; do
   same "$golden/every_figure.$format" "$work/out" "the $format of a board with each figure is another"
 done
 
+# Which way is good: of what stands below it more is better, or neither; of all others more is worse.
+columns() {
+  head -n 1 "$work/every" | sed 's/.*"columns"://; s/"description":"[^"]*"//g; s/}/\n/g' | grep "$@" |
+    sed -n 's/.*"key":"\([a-z0-9_]*\)".*/\1/p' | tr '\n' ' '
+}
+[ "$(columns '"more_is":"better"')" = "available_kib swap_free_kib " ] || fail "better: $(columns '"more_is":"better"')"
+[ "$(columns -v '"more_is"\|"role"')" = "clock_khz clock_mhz max_clock_mhz clock " ] || fail "neither: $(columns -v '"more_is"\|"role"')"
+
 # Processes that have ended, and wait for their parent, are asked for their memory once: the library leaves that open.
 echo '{"model": "x", "cores": [{}], "processes": [{"pid": 1, "ppid": 0, "name": "init", "rss_kb": 400, "pss_kb": 300},
   {"count": 3, "pid": 700, "name": "ended", "state": "Z", "rss_kb": 400}],
   "nodes": {"/proc/700/smaps_rollup": "", "/proc/701/smaps_rollup": "", "/proc/702/smaps_rollup": ""}}' >"$work/ended.json"
-(ulimit -n 60 && on "$work/ended.json" 1 record -o "$work/recording" --duration 100 --monitors procmem) ||
+(ulimit -n 60 && on "$work/ended.json" 1 record -o "$work/ended" --duration 100 --monitors procmem) ||
   fail "ended processes: exit code $?"
-tail -n 1 "$work/recording" | grep -q '"pss_kib":300' || fail "ended processes: $(tail -n 1 "$work/recording")"
+tail -n 1 "$work/ended" | grep -q '"pss_kib":300' || fail "ended processes: $(tail -n 1 "$work/ended")"
 
 # The same seed, the same figures.
 for seed in 7 7 8; do on vx4490p $seed report >>"$work/seed$seed"; done
@@ -91,6 +99,11 @@ at 15 '{"disk":"sdb","write_bytes_per_second":0.0}'
 at 15 '"items":["disks[1].read_bytes_per_second"],"error":"/proc/diskstats: its counter went back"'
 at 16 '"processes":26,"cpu_percent":85.0,'
 
+# The versions stand at the end of the second line.
+tessary summary "$work/recording" | sed '2s/, tool .*//' >"$work/out"
+[ -z "${UPDATE_GOLDEN:-}" ] || cp "$work/out" "$golden/summary.txt"
+same "$golden/summary.txt" "$work/out" "the summary of the hostile board is another"
+
 # What was recorded is what was reported: on every board, by the same seed, the first sample of a recording is the report.
 for board in $("$BOARD" list | awk '{print $1}'); do
   sections=cpu,process,procmem,memory,thermal,disk,net,gpu,dsp,ddr
@@ -99,6 +112,7 @@ for board in $("$BOARD" list | awk '{print $1}'); do
   on "$board" 3 report "$work/recorded$gz" --json >"$work/back"
   [ -s "$work/live" ] && same "$work/live" "$work/back" "$board: the recording gives another report"
   tessary report "$work/recorded$gz" --monitors cpu >"$work/back" || fail "$board: no text of the recording"
+  [ "$(grep -v '^ ' "$work/back")" = CPU ] || fail "$board: sections: $(grep -v '^ ' "$work/back")"
 done
 [ "$board" ] || fail "no boards"
 
@@ -123,12 +137,15 @@ on hostile 1 record -o "$work/alone" --duration 16 --monitors cpu || fail "recor
 on hostile 1 doctor --monitors thermal,ddr >"$work/out" || fail "doctor: exit code $?"
 grep -qE 'thermal +/sys/class/thermal/thermal_zone#/temp +5 +read +0.000 ms$' "$work/out" || fail "$(cat "$work/out")"
 # Nodes of a source that fail in several ways are told apart.
-echo '{"model": "x", "cores": [{}], "thermal_zones": [{"type": "a"}, {"type": "b"}, {"type": "c"}], "faults": [
+echo '{"model": "x", "cores": [{}], "thermal_zones": [{"type": "a"}, {"type": "b"}, {"type": "c"}, {"type": "d"}],
+  "faults": [{"node": "/sys/class/thermal/thermal_zone3/temp", "kind": "open", "error": "EACCES"},
   {"node": "/sys/class/thermal/thermal_zone0/temp", "kind": "read", "error": "EAGAIN"},
   {"node": "/sys/class/thermal/thermal_zone2/temp", "kind": "read", "error": "EIO"}]}' >"$work/two_ways.json"
 on "$work/two_ways.json" 1 doctor --monitors thermal >"$work/out" || fail "doctor: exit code $?"
 holds out 'Resource temporarily unavailable'
 holds out 'Input/output error'
+grep -qE '/thermal_zone3/temp +1 +denied +Permission denied' "$work/out" || fail "denied: $(cat "$work/out")"
+holds out '/sys/class/thermal/thermal_zone3/temp: run it as root'
 
 # What the library prints stands between the name of a test run and its verdict, also when the output is a file.
 on hostile 1 selftest >"$work/out" || fail "selftest: exit code $?"

@@ -24,6 +24,7 @@ if [ ! -e /dev/profiler ]; then
   valid report "$work/out"
   lacks out '"a1"'
   run 1 record --monitors ddr --interval 10 --duration 0.01 -o "$work/recording"
+  run 1 doctor --monitors ddr
   run 0 doctor --monitors ddr,memory
   grep -qE '/dev/profiler +1 +absent +No such file or directory' "$work/out" || fail "$(cat "$work/out")"
   holds out "/dev/profiler: the kernel needs"

@@ -167,6 +167,8 @@ tessary report - <"$file" >"$work/out" 2>"$work/err" || got=$?
 holds out "2.0 MiB"
 holds out "no swap"
 holds err "tessary: standard input:3: skipped: no JSON"
+run 2 report "$file" --pid 1
+holds err "--pid is for this machine"
 run 1 report /dev/null
 holds err "tessary: /dev/null: holds no recording"
 run 1 report "$work/none"

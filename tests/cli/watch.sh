@@ -56,6 +56,10 @@ got=0
 "$TERMINAL" 80 24 "see:memory" "hang up" -- "$TESSARY" watch --interval 20 >"$work/out" 2>"$work/err" || got=$?
 [ "$got" -lt 99 ] || fail "without its terminal the screen goes on: $got"
 
+# The keys change the interval of what is measured here.
+screen 0 80 24 "see: 100 ms" type:+ "see: 200 ms" type:- "see: 100 ms" type:q -- \
+  "$BOARD" run hostile --time stepped -- "$TESSARY" watch --interval 100 --monitors memory
+
 # A recording that is being written, from its start to where it is.
 "$TESSARY" record -o "$work/growing" --interval 20 --monitors memory 2>/dev/null &
 recorder=$!
