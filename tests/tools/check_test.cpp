@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/tools/drive.h"
 #include "tools/output.h"
 #include "tools/verdict/live_check.h"
@@ -87,6 +89,27 @@ TEST(Check, EachLimitIsJudged) {
             "exceeded: 60, allowed mean >= 98\n"
             "kept: 39, allowed p50 <= 40\n"
             "not measured: there is no figure cpu.laod_percent\n");
+}
+
+TEST(Check, IsSaidInWordsAndInJson) {
+  const std::vector<Budget> budgets = parseBudgets(
+      R"({"cpu.free_kib": {"min": {"min": 500}}, "cpu.load_percent": {"over": {"limit": 90, "seconds": 5}, "mean": {"max": 60}}})",
+      "b.json");
+  const Recorded recorded = drive100(budgets);
+  const std::vector<CheckedRecording> checked{{"a.jsonl", 100, check(recorded, budgets, drive::kSchemas)}};
+  EXPECT_EQ(checkText(checked, {}),
+            "a.jsonl\n"
+            "  budget    figure            allowed               measured\n"
+            "  exceeded  cpu.free_kib      min >= 500            400.0 KiB\n"
+            "  kept      cpu.load_percent  at most 5 s above 90  4.00 s\n"
+            "  kept      cpu.load_percent  mean <= 60            51.8 %\n"
+            "\n"
+            "1 of 3 budgets not kept\n");
+  EXPECT_EQ(nlohmann::json::parse(checkJson(checked)), nlohmann::json::parse(R"({
+    "schema": "tessary-check", "version": 1, "recordings": [{"recording": "a.jsonl", "seconds": 100.0, "budgets": [
+      {"figure": "cpu.free_kib", "statistic": "min", "min": 500.0, "outcome": "exceeded", "value": 400.0},
+      {"figure": "cpu.load_percent", "statistic": "over", "limit": 90.0, "seconds": 5.0, "outcome": "kept", "value": 4.0},
+      {"figure": "cpu.load_percent", "statistic": "mean", "max": 60.0, "outcome": "kept", "value": 51.8}]}]})"));
 }
 
 TEST(Check, WhatIsSeldomThereFails) {

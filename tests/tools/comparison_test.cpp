@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/tools/drive.h"
 #include "tools/verdict/selector.h"
 #include "tools/views/comparison.h"
@@ -140,8 +142,10 @@ TEST(Comparison, ConstantsAreTheSameOrChanged) {
   EXPECT_TRUE(figureOf(same, "cpu.load_percent").constant);
   EXPECT_EQ(same.tests, 0U);
   EXPECT_EQ(figureOf(compare(constant(40), constant(43), {}), "cpu.load_percent").verdict, kWorse);
-  EXPECT_EQ(figureOf(compare(constant(0), constant(1), {}), "cpu.load_percent").verdict, kWorse)
-      << "more than nothing";
+  const Comparison more = compare(constant(0), constant(1), {});
+  EXPECT_EQ(figureOf(more, "cpu.load_percent").verdict, kWorse) << "more than nothing";
+  const std::string text = comparisonText(more, {}, {}, {});
+  EXPECT_NE(text.find("0.0 %  1.0 %  +1.0 % +-0.0 %"), std::string::npos) << text;
 }
 
 // The new side peaks in 4 percent of its samples where the base did in 6, by chance: all resamples of either
@@ -195,17 +199,60 @@ TEST(Comparison, WhatIsSeldomThereIsNamedAndLeft) {
   EXPECT_EQ(comparison.left[0].reason, "in 34 percent of the samples of the new side");
 }
 
+nlohmann::json jsonOf(const Change& change) {
+  return {{"change", change.value},
+          {"margin", change.margin},
+          {"smallest", change.smallest},
+          {"probability", change.probability},
+          {"matters", change.matters}};
+}
+
+TEST(Comparison, InJsonEachNumberHasItsName) {
+  ComparisonPlan plan;
+  plan.least = 0.03;
+  const Comparison comparison = compare(side(recording(1, 40)), side(recording(2, 46)), plan);
+  const auto json =
+      nlohmann::json::parse(comparisonJson(comparison, {{"a", "b"}, 600, 600}, {{"c"}, 600, 600}, plan));
+  EXPECT_EQ(json["base"], (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(json["new"], std::vector<std::string>{"c"});
+  EXPECT_EQ(json["alpha"], 0.01);
+  EXPECT_EQ(json["least_percent"], 3);
+  EXPECT_EQ(json["tests"], 6);
+  const nlohmann::json& free = json["figures"][1];
+  const ComparedFigure& figure = comparison.figures[1];
+  EXPECT_EQ(free["figure"], "cpu.free_kib");
+  EXPECT_EQ(free["unit"], "KiB");
+  EXPECT_EQ(free["more_is"], "better");
+  EXPECT_EQ(free["verdict"], "worse");
+  EXPECT_EQ(free["base"]["mean"], figure.base.mean);
+  EXPECT_EQ(free["base"]["p95"], figure.base.p95);
+  EXPECT_EQ(free["new"]["mean"], figure.other.mean);
+  EXPECT_EQ(free["new"]["samples"], 600);
+  EXPECT_NEAR(free["new"]["effective_samples"].get<double>(), figure.other.effective, 0.5);
+  EXPECT_EQ(free["mean"], jsonOf(figure.mean));
+  EXPECT_EQ(free["p95"], jsonOf(figure.p95));
+}
+
 TEST(Comparison, WhatMattersStandsFirst) {
   Comparison comparison = compare(side(recording(1, 40)), side(recording(2, 46)), {});
   comparison.left.assign(23, {"a.b", "in no sample"});
   const std::string text =
       comparisonText(comparison, {{"base.jsonl"}, 600, 600}, {{"new\n.jsonl"}, 600, 600}, {});
-  EXPECT_NE(text.find("base base.jsonl: 600 samples, 600 s\n"), std::string::npos) << text;
-  EXPECT_NE(text.find("new\\x0a.jsonl"), std::string::npos) << text;
-  EXPECT_LT(text.find("worse"), text.find("changed")) << text;
-  EXPECT_NE(text.find("2 worse, 0 better, 1 changed, 0 same, 0 not enough data; 0 did not move at all\n"),
-            std::string::npos)
-      << text;
+  EXPECT_EQ(text.substr(0, text.find("not compared")),
+            "base base.jsonl: 600 samples, 600 s\n"
+            "new  new\\x0a.jsonl: 600 samples, 600 s\n"
+            "\n"
+            "Comparison\n"
+            "  verdict  figure            mean     new      change         shown from  p95      new      "
+            "change         shown from\n"
+            "  worse    cpu.load_percent  40.2 %   46.0 %   +14.5 +-5.5 %  7.6 %       50.9 %   56.8 %   "
+            "+11.6 +-5.3 %  7.3 %\n"
+            "  worse    cpu.free_kib      2.9 GiB  2.6 GiB  -9.7 +-3.7 %   5.1 %       3.3 GiB  3.1 GiB  "
+            "-8.6 +-6.1 %   8.2 %\n"
+            "  changed  cpu.clock_khz     802 MHz  860 MHz  +7.3 +-2.8 %   5.0 %       909 MHz  968 MHz  "
+            "+6.5 +-3.0 %   5.0 %\n"
+            "\n"
+            "2 worse, 0 better, 1 changed, 0 same, 0 not enough data; 0 did not move at all\n");
   EXPECT_EQ(text.substr(text.rfind("a.b")), "a.b: in no sample\nnot compared: 3 more\n");
 }
 
