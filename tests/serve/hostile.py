@@ -65,6 +65,7 @@ def hosts(bench):
                  "127.0.0.1:80:80", "127.0.0.1@evil.example", "[::1", "10.0.0.1", "0.0.0.0", "localhost:port", "a" * 4000):
         expect("host %.40s" % host, status(exchange(bench, request("/", host))), 403)
     expect("two hosts", status(exchange(bench, request(more="Host: evil.example\r\n"))), 400, 403)
+    expect("two hosts", status(exchange(bench, request(host="evil.example", more="Host: 127.0.0.1\r\n"))), 400, 403)
     expect("no host", status(exchange(bench, b"GET /metrics HTTP/1.1\r\n\r\n")), 400, 403)
     expect("another's address", status(exchange(bench, request("http://evil.example/metrics"))), 400, 404)
 

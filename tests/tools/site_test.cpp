@@ -257,6 +257,12 @@ TEST_F(SiteTest, ATimeThatNoMachineHasIsABrokenLine) {
   EXPECT_EQ(board().samples(), 201U);
 }
 
+TEST_F(SiteTest, ARecordingsFileHasANameThatIsNothingElse) {
+  addBoard("../re\"ar");
+  EXPECT_EQ(header(get("/recording?board=../re\"ar"), "Content-Disposition"),
+            "attachment; filename=\"___re_ar.jsonl\"");
+}
+
 TEST_F(SiteTest, TheRecordingHasTheVeryLines) {
   feed(1, 4);
   const Answer answer = get("/recording?board=front");
