@@ -93,16 +93,34 @@ TEST(Page, AName_ThatEndsTheScript_IsText) {
   EXPECT_NE(page.find("\\u003c/script>\\u003cb>"), std::string::npos);
 }
 
-TEST(Page, FollowsAWallClockThatWasSetByLessThanASecond) {
+TEST(Page, HasTheRecordingsFactsItsGapsAndItsTimesByBothClocks) {
   Dataset page{"drive"};
-  page.begin({});
+  Origin origin;
+  origin.model = "VX";
+  origin.platform = "brindle";
+  origin.host = "bench7";
+  origin.kernel = "5.15.0";
+  origin.tool = "2.0";
+  origin.library = "1.0";
+  origin.intervalMs = 1000;
+  page.begin(origin);
   for (const auto& [second, laterMs] : {std::pair{1, 0}, {2, 1}, {3, 400}, {4, 400}}) {
     Report report = sampleAt(second, 10.0);
     *report.unixTimeNs += laterMs * kNanosecondsInMillisecond;
+    if (second >= 3) report.sections[0].tables[1].rows[1] = kFans.row({"idle", std::int64_t{7}, Absent{"x"}});
     page.add(report);
   }
   page.end();
-  EXPECT_NE(page.json().find("\"wall\":[[0,1000000],[2,1000400]]"), std::string::npos) << page.json();
+  const std::string json = page.json();
+  EXPECT_EQ(
+      json.substr(0, json.find(",\"charts\"")),
+      R"json({"name":"drive","interval_ms":1000.0,"wall":[[0,1000000],[2,1000400]],)json"
+      R"json("facts":[["recording","drive"],["board","VX (brindle)"],["host","bench7"],["kernel","5.15.0"],)json"
+      R"json(["samples","4"],["interval","1000 ms"],["tool","2.0"],["library","1.0"]],)json"
+      R"json("gaps":[{"section":"cooling","from":0,"to":1,"what":"clock (fan idle)","reason":"off"},)json"
+      R"json({"section":"cooling","from":0,"to":3,"what":"driver","reason":"x"}],"times":[1000,2000,3000,4000])json");
+  EXPECT_NE(json.find(R"("name":"load","whole":false,"first":0,"values":[10,10,10,10])"), std::string::npos);
+  EXPECT_NE(json.find(R"("name":"idle","whole":false,"first":2,"values":[7,7])"), std::string::npos) << json;
 }
 
 TEST(Formats, FollowFromNames) {

@@ -241,6 +241,13 @@ TEST_F(SiteTest, ABrokenLineIsCountedAndSaidOnce) {
   EXPECT_EQ(said_, "front: skipped a line: no JSON from byte 8 on\n");
 }
 
+TEST_F(SiteTest, ARecordingOfALaterVersionIsReadWithAWarning) {
+  board().line(R"({"schema":"tessary-record","version":9})", fleet_.known, now_);
+  feed(2, 3);
+  EXPECT_EQ(board().samples(), 1U);
+  EXPECT_EQ(said_, "front: of version 9, which is newer than this tool's 2\n");
+}
+
 TEST_F(SiteTest, ATimeThatNoMachineHasIsABrokenLine) {
   feed(1, 2);
   for (const char* const line : {R"({"boot_time_ns":9223372036854775807})", R"({"boot_time_ns":-1})",
