@@ -37,19 +37,21 @@ void layOutThermal(Board& board, const SharedFile& file) {
     board.file(folder + "mode", "enabled\n");
     board.file(folder + "temp",
                [&board, file, &zone] { return line(temperature(zone, *file, boardTime(board))); });
-    if (zone.temperature) hideWhileAbsent(board, file, folder + "temp", *zone.temperature);
     board.file(folder + "type", zone.type + "\n");
     // The same sensor, as the kernel shows a zone to programs that look for sensors.
     const std::string sensor = "/sys/class/hwmon/hwmon" + std::to_string(i) + "/";
     board.file(sensor + "name", zone.type + "\n");
     board.file(sensor + "temp1_input",
                [&board, file, &zone] { return line(temperature(zone, *file, boardTime(board))); });
+    for (const std::string& node : {folder + "temp", sensor + "temp1_input"})
+      hideWhileAbsent(board, file, node, zone.temperature ? *zone.temperature : zone.ambient);
   }
   for (std::size_t i = 0; i < file->coolingDevices.size(); ++i) {
     const CoolingDeviceFile& device = file->coolingDevices[i];
     const std::string folder = folderOf("cooling_device", i);
     board.file(folder + "cur_state",
                [&board, file, &device] { return line(device.state.at(boardTime(board)) / kOne); });
+    hideWhileAbsent(board, file, folder + "cur_state", device.state);
     board.file(folder + "max_state", line(device.maxState));
     board.file(folder + "type", device.type + "\n");
   }

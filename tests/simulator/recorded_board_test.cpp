@@ -46,6 +46,7 @@ TEST(Series, TakesTheNodeOrTheLineAwayWhileItIsAbsent) {
   simulator::loadBoardText(board,
                            R"({"model": "x", "cores": [{"max_khz": 9, "clock_khz": {"series": [[0, 5]]}}],
     "thermal_zones": [{"type": "a", "temperature": {"series": [[0, 40], [1000, null], [2000, -2.5]]}}],
+    "cooling_devices": [{"type": "fan", "state": {"series": [[0, 3], [1000, null], [2000, 4]]}}],
     "interfaces": [{"name": "a", "rx_bytes": {"series": [[0, 7], [1000, null], [2000, 5]]}}],
     "memory": {"total_kb": 8, "free_kb": {"series": [[1000, 4]]}}})");
   constexpr char kZone[] = "/sys/class/thermal/thermal_zone0/temp";
@@ -57,11 +58,14 @@ TEST(Series, TakesTheNodeOrTheLineAwayWhileItIsAbsent) {
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(::access(kZone, R_OK), -1);
   EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(textOf("/sys/class/hwmon/hwmon0/temp1_input"), "ENOENT");  // the same sensor
+  EXPECT_EQ(textOf("/sys/class/thermal/cooling_device0/cur_state"), "ENOENT");
   EXPECT_EQ(textOf(kBytes), "ENOENT");
   EXPECT_NE(textOf("/proc/meminfo").find("MemFree:               4 kB"), std::string::npos);
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(textOf(kZone), "-2500\n");
   EXPECT_EQ(textOf(kBytes), "7\n");
+  EXPECT_EQ(textOf("/sys/class/thermal/cooling_device0/cur_state"), "4\n");
 }
 
 constexpr char kRecordingHeader[] = R"({"schema":"tessary-record","version":2,"boot_time_ns":5000000000})";
@@ -80,12 +84,19 @@ TEST(RecordedBoard, HasWhatWasReadAroundItsTimeAndTheFaultsOfItsReasons) {
                  sampleAt(2, std::string{R"("thermal":{"zones":[{"zone":"thermal_zone0"}],"errors":[)"} +
                                  R"({"items":["zones[0].temperature_celsius"],)" +
                                  R"("error":"/sys/class/thermal/thermal_zone#/temp: Permission denied"}]})") +
+                 "\n" +
+                 sampleAt(3, std::string{R"("thermal":{"zones":[{"zone":"thermal_zone0"}],"errors":[)"} +
+                                 R"({"items":["zones[0].temperature_celsius"],)" +
+                                 R"("error":"/sys/class/thermal/thermal_zone#/temp: No such process"}]})") +
                  "\n" + R"({"boot_time_ns":)");  // cut while it was written
   constexpr char kZone[] = "/sys/class/thermal/thermal_zone0/temp";
   EXPECT_EQ(textOf(kZone), "41500\n");
   ::usleep(kMicrosecondsInSecond * 3 / 2);
   EXPECT_EQ(::access(kZone, R_OK), -1);
   EXPECT_EQ(errno, EACCES);
+  ::usleep(kMicrosecondsInSecond);
+  EXPECT_EQ(::access(kZone, R_OK), 0);  // an error that reading alone ends with
+  EXPECT_EQ(textOf(kZone), "ESRCH");
 }
 
 TEST(RecordedBoard, MayHaveFaultsOfItsOwn) {
@@ -121,7 +132,7 @@ TEST(CapturedBoard, GivesTheTextsOfEachFrameAndNothingElse) {
     {"at_ms": 0, "nodes": {"/proc/931/stat": "931 (a) S", "/proc/931/smaps_rollup": {"error": 13},
                            "/sys/block": ["sda"], "/proc/stat": "cpu \\x5c\\xff\n"}},
     {"at_ms": 1000, "nodes": {"/proc/stat": "cpu 2\n", "/sys/block": []}},
-    {"at_ms": 2000, "nodes": {"/proc/931/stat": null, "/proc/931/smaps_rollup": null}}]})");
+    {"at_ms": 2000, "nodes": {"/proc/931/stat": null, "/proc/931/smaps_rollup": null, "/sys/block": {"error": 24}}}]})");
   EXPECT_EQ(::sysconf(_SC_NPROCESSORS_CONF), 4);
   EXPECT_EQ(textOf("/proc/stat"), "cpu \\\xff\n");
   EXPECT_EQ(textOf("/proc/931/stat"), "931 (a) S");
@@ -136,6 +147,8 @@ TEST(CapturedBoard, GivesTheTextsOfEachFrameAndNothingElse) {
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(::access("/proc/931", R_OK), -1);
   EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(::access("/sys/block", R_OK), -1);
+  EXPECT_EQ(errno, EMFILE);
 }
 
 }  // namespace
