@@ -136,16 +136,21 @@ TEST(BoardClock, GoesOnWhereAChildEnded) {
   clock.share(simulator::ProcessTimes::attach(table), table);
   ::unlink(table.c_str());
   Board board{clock};
-  const pid_t child = ::fork();
-  if (child == 0) {
-    board.clock().enterProcess();
-    ::usleep(7000);
-    ::_exit(0);
+  for (const bool isKilled : {false, true}) {
+    const auto start = board.clock().now();
+    const pid_t child = ::fork();
+    if (child == 0) {
+      board.clock().enterProcess();
+      ::usleep(7000);
+      if (isKilled) ::raise(SIGKILL);
+      ::_exit(0);
+    }
+    ::usleep(2000);
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(WIFSIGNALED(status), isKilled);
+    EXPECT_EQ(board.clock().now() - start, 7 * kMillisecond);
   }
-  ::usleep(2000);
-  int status = 0;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(board.clock().now(), 7 * kMillisecond);
 }
 
 }  // namespace

@@ -108,8 +108,13 @@ TEST(TimedWait, OfAConditionVariableOnItsOwnClock) {
     const timespec limit = dateIn(clock, kLimit);
     EXPECT_EQ(::pthread_cond_timedwait(&condition, &mutex, &limit), ETIMEDOUT);
     EXPECT_EQ(millisecondsOf(board), 50);
-    ::pthread_mutex_unlock(&mutex);
     ::pthread_cond_destroy(&condition);
+    // Another one at its place, which nobody has told of a clock, has that of the date.
+    condition = PTHREAD_COND_INITIALIZER;
+    const timespec date = dateIn(CLOCK_REALTIME, kLimit);
+    EXPECT_EQ(::pthread_cond_timedwait(&condition, &mutex, &date), ETIMEDOUT);
+    EXPECT_EQ(millisecondsOf(board), 100);
+    ::pthread_mutex_unlock(&mutex);
   }
 }
 
@@ -290,24 +295,26 @@ TEST(TimedWait, OfAFile) {
   const int set = ::epoll_create1(0);
   epoll_event wanted{EPOLLIN, {}};
   ::epoll_ctl(set, EPOLL_CTL_ADD, file, &wanted);
-  const std::function<int()> waits[] = {[&] {
-                                          pollfd polled{file, POLLIN, 0};
-                                          return ::poll(&polled, 1, 50);
-                                        },
-                                        [&] {
-                                          fd_set read;
-                                          FD_ZERO(&read);
-                                          FD_SET(file, &read);
-                                          timeval limit{0, 50000};
-                                          const int ready =
-                                              ::select(file + 1, &read, nullptr, nullptr, &limit);
-                                          EXPECT_EQ(FD_ISSET(file, &read), ready == 1);
-                                          return ready;
-                                        },
-                                        [&] {
-                                          epoll_event event{};
-                                          return ::epoll_wait(set, &event, 1, 50);
-                                        }};
+  const std::function<int()> waits[] = {
+      [&] {
+        pollfd polled{file, POLLIN, 0};
+        return ::poll(&polled, 1, 50);
+      },
+      [&] {
+        fd_set read;
+        FD_ZERO(&read);
+        FD_SET(file, &read);
+        timeval limit{0, 50000};
+        const std::int64_t start = Board::active()->clock().now() / 1000;
+        const int ready = ::select(file + 1, &read, nullptr, nullptr, &limit);
+        EXPECT_EQ(FD_ISSET(file, &read), ready == 1);
+        EXPECT_EQ(limit.tv_usec, start + 50000 - Board::active()->clock().now() / 1000) << "what is left";
+        return ready;
+      },
+      [&] {
+        epoll_event event{};
+        return ::epoll_wait(set, &event, 1, 50);
+      }};
   for (const auto& wait : waits) {
     expectAllEndings({[&] {
                         const bool inTime = wait() == 1;
@@ -384,6 +391,27 @@ TEST(TimedWait, EndsWithASignalThatHasAHandler) {
   EXPECT_EQ(errno, EINTR);
   EXPECT_EQ(left.tv_nsec, 30 * kNanosecondsInMillisecond);
   other.join();
+  ::sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST(TimedWait, IsNotEndedByASignalThatNobodyHandles) {
+  Board board;
+  struct sigaction ignored {};
+  ignored.sa_handler = SIG_IGN;
+  struct sigaction before {};
+  ::sigaction(SIGUSR1, &ignored, &before);
+  const pthread_t sleeper = ::pthread_self();
+  for (const int signal : {SIGUSR1, SIGCHLD}) {  // a child that ends sends the other one
+    std::thread other{[&] {
+      ::usleep(20000);
+      ::pthread_kill(sleeper, signal);
+      ::usleep(10000);
+    }};
+    const std::int64_t start = millisecondsOf(board);
+    EXPECT_EQ(::usleep(50000), 0);
+    EXPECT_EQ(millisecondsOf(board), start + 50);
+    other.join();
+  }
   ::sigaction(SIGUSR1, &before, nullptr);
 }
 
@@ -467,11 +495,15 @@ TEST(TimedWait, OfATimerThatSendsASignal) {
 
 TEST(TimedWait, OfTheTimeThatClocksShow) {
   Board board;
-  timespec date{};
-  timespec atomic{};
-  ::clock_gettime(CLOCK_REALTIME, &date);
-  ::clock_gettime(CLOCK_TAI, &atomic);
-  EXPECT_EQ(date.tv_sec, atomic.tv_sec);
+  const auto secondsOf = [](clockid_t clock) {
+    timespec time{};
+    EXPECT_EQ(::clock_gettime(clock, &time), 0);
+    return time.tv_sec;
+  };
+  for (const clockid_t clock : {CLOCK_REALTIME, CLOCK_REALTIME_COARSE, CLOCK_TAI})
+    EXPECT_EQ(secondsOf(clock), 1704067200) << clock;
+  for (const clockid_t clock : {CLOCK_MONOTONIC, CLOCK_MONOTONIC_COARSE, CLOCK_MONOTONIC_RAW, CLOCK_BOOTTIME})
+    EXPECT_EQ(secondsOf(clock), 3600) << clock;
 }
 
 }  // namespace
