@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/close_range.h>
 #include <sys/mman.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
@@ -71,6 +72,12 @@ TEST(KeptOpen, ADescriptorRendersAnewAtItsStart) {
   ::lseek(duplicate, 0, SEEK_SET);
   EXPECT_EQ(readText(file), "1\n");  // and nothing of the longer text behind it
   ::close(duplicate);
+
+  // Marked for a program that is started, it is open here all the same.
+  ASSERT_EQ(::close_range(static_cast<unsigned>(file), static_cast<unsigned>(file), CLOSE_RANGE_CLOEXEC), 0);
+  board.file(kUptime, "2\n");
+  ::lseek(file, 0, SEEK_SET);
+  EXPECT_EQ(readText(file), "2\n");
   ::close(file);
 }
 
@@ -108,6 +115,7 @@ TEST(KeptOpen, AStreamRendersAnewWhenItIsRewound) {
   ::usleep(1000);
   ::lseek(::fileno(stream), 0, SEEK_SET);
   EXPECT_EQ(readText(::fileno(stream)), "10 ms\n");
+  EXPECT_EQ(::fcntl(::fileno(stream), F_GETFD), FD_CLOEXEC);
   std::fclose(stream);
 
   std::ifstream library{kUptime};  // reads the descriptor of its stream

@@ -109,6 +109,38 @@ TEST(Processes, AChildIsTheProgramsOwnWhateverItsId) {
   EXPECT_EQ(::kill(::getpid(), 0), 0);
 }
 
+std::atomic<int> signals{0};
+
+TEST(Processes, ASignalToAllIsForTheOthersOnTheBoard) {
+  const std::string path = simulator::ProcessTimes::create();
+  simulator::ProcessTimes* const table = simulator::ProcessTimes::attach(path);
+  simulator::Clock clock{simulator::Clock::Mode::kReal};
+  clock.share(table, path);
+  Board board{clock};
+  board.folder("/proc");
+  pid_t children[2];
+  for (pid_t& child : children) {
+    child = ::fork();
+    if (child == 0) sleepUntilKilled();
+  }
+  table->begin(children[0], 0);
+  struct sigaction counted {};
+  counted.sa_handler = [](int) { ++signals; };
+  struct sigaction before {};
+  ::sigaction(SIGUSR2, &counted, &before);
+  EXPECT_EQ(::kill(-1, SIGUSR2), 0);
+  EXPECT_EQ(signals, 0);
+  int status = 0;
+  EXPECT_EQ(::waitpid(children[0], &status, 0), children[0]);
+  EXPECT_EQ(WTERMSIG(status), SIGUSR2);
+  EXPECT_EQ(::waitpid(children[1], &status, WNOHANG), 0) << "of the machine alone";
+  ::kill(children[1], SIGKILL);
+  EXPECT_EQ(::waitpid(children[1], &status, 0), children[1]);
+  EXPECT_EQ(WTERMSIG(status), SIGKILL);
+  ::sigaction(SIGUSR2, &before, nullptr);
+  ::unlink(path.c_str());
+}
+
 // The other thread holds the board's lock while this one forks.
 TEST(Processes, AForkWaitsForTheBoardsLocks) {
 #ifdef TESSARY_BOARD_OF_HOST

@@ -5,6 +5,7 @@
 #include <linux/if_link.h>
 #include <linux/netlink.h>
 #include <net/if.h>
+#include <net/if_arp.h>
 #include <netpacket/packet.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -58,6 +59,8 @@ TEST(SystemCalls, AnswerForTheBoard) {
   ASSERT_EQ(::sched_getaffinity(0, sizeof cores, &cores), 0);
   EXPECT_EQ(CPU_COUNT(&cores), 2);
   EXPECT_FALSE(CPU_ISSET(1, &cores));
+  EXPECT_EQ(::sched_getaffinity(0, 0, &cores), -1);
+  EXPECT_EQ(errno, EINVAL);
   utsname names{};
   ASSERT_EQ(::uname(&names), 0);
   EXPECT_STREQ(names.release, "6.1.0-car");
@@ -132,9 +135,24 @@ TEST(Network, HasTheBoardsInterfacesAlone) {
   std::strcpy(request.ifr_name, "eth0");
   EXPECT_EQ(::ioctl(socket, SIOCGIFMTU, &request), 0);
   EXPECT_EQ(request.ifr_mtu, 1500);
+  EXPECT_EQ(::ioctl(socket, SIOCGIFADDR, &request), -1);
+  EXPECT_EQ(errno, EADDRNOTAVAIL);
+  EXPECT_EQ(::ioctl(socket, SIOCGIFHWADDR, &request), 0);
+  EXPECT_EQ(request.ifr_hwaddr.sa_family, ARPHRD_ETHER);
+  EXPECT_EQ(request.ifr_hwaddr.sa_data[5], 2);
   std::strcpy(request.ifr_name, "wlan7");
   EXPECT_EQ(::ioctl(socket, SIOCGIFFLAGS, &request), -1);
   EXPECT_EQ(errno, ENODEV);
+  // Those with an address: how much room they take, and then they themselves.
+  ifconf room{};
+  EXPECT_EQ(::ioctl(socket, SIOCGIFCONF, &room), 0);
+  EXPECT_EQ(room.ifc_len, static_cast<int>(sizeof(ifreq)));
+  ifreq entries[3] = {};
+  room.ifc_len = sizeof entries;
+  room.ifc_req = entries;
+  EXPECT_EQ(::ioctl(socket, SIOCGIFCONF, &room), 0);
+  EXPECT_EQ(room.ifc_len, static_cast<int>(sizeof(ifreq)));
+  EXPECT_STREQ(entries[0].ifr_name, "lo");
   ::close(socket);
 }
 

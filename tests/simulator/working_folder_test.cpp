@@ -136,6 +136,8 @@ TEST(WorkingFolder, OfASpawnedCommandMayBeTheBoards) {
   const int folder = ::open("/sys/class/net", O_RDONLY | O_DIRECTORY);
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
+  const int first = ::dup(ends[1]);  // the number that is free
+  ::close(first);
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
   EXPECT_EQ(::posix_spawn_file_actions_addopen(&actions, 0, "/proc/stat", O_RDONLY, 0), 0);
@@ -149,6 +151,9 @@ TEST(WorkingFolder, OfASpawnedCommandMayBeTheBoards) {
   pid_t child = -1;
   ASSERT_EQ(::posix_spawn(&child, "/bin/sh", &actions, nullptr, arguments, ::environ), 0);
   ::posix_spawn_file_actions_destroy(&actions);
+  const int next = ::dup(ends[1]);
+  EXPECT_EQ(next, first) << "what the actions had open is closed with them";
+  ::close(next);
   ::close(ends[1]);
   EXPECT_EQ(::waitpid(child, nullptr, 0), child);
   char text[256] = {};
@@ -235,6 +240,11 @@ TEST(Walks, VisitTheBoard) {
   EXPECT_EQ(::nftw("net/eth0", visit, 8, FTW_DEPTH), 0);
   EXPECT_EQ(visited, (Lines{"1f mtu", "2f rx_bytes", "1p statistics", "0p eth0"}));
   EXPECT_EQ(::nftw("/proc/nothing", visit, 8, 0), -1);
+  // Unless the walk was asked to act on it, it ends with whatever is not 0.
+  visited.clear();
+  skipped = "mtu";
+  EXPECT_EQ(::nftw("net/eth0", visit, 8, FTW_PHYS), FTW_SKIP_SUBTREE);
+  EXPECT_EQ(visited, (Lines{"0d eth0", "1f mtu"}));
 
   std::string net = "/sys/class/net";
   char* const paths[] = {net.data(), nullptr};
