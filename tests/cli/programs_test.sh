@@ -57,12 +57,12 @@ expect folder 0 '. .. eth7 ' still "$reader" folder /sys/class/net
 expect 'folder of a process' 0 1 still busybox sh -c "'$reader' folder /proc/500 | grep -c ' stat '"
 expect 'started in a folder of the board' 0 $'navigation\n/proc/500' still dash -c 'cd /proc/500; busybox sh -c "cat comm; pwd"'
 expect mountinfo 0 '20 1 0:20 / / rw,relatime - ext4 /dev/root rw,relatime' still busybox head -n 1 /proc/self/mountinfo
-expect status 0 $'100444 4096 agree\n100444 0 agree\n40555 0 agree\nNo such file or directory, Permission denied' \
-  still "$reader" status
+expect status 0 $'100444 4096 agree\n100444 0 agree\n40555 0 agree\nNo such file or directory' still "$reader" status
+expect refusals 0 'Numerical result out of range, Permission denied, /proc/500' still "$reader" refusals
 expect system 0 '4000000 kB, 5.15.41-board, 3 processors by affinity, 3 online' still "$reader" system
 expect 'kept open' 0 moves still "$reader" kept-open
 expect 'closed for others' 0 '0 1 0 1 ' still "$reader" closing
-expect threads 0 '800 right, child 0' still "$reader" threads
+expect threads 0 '804 right, child 0' still "$reader" threads
 expect 'failing reads' 1 'cat: read error: Resource temporarily unavailable' \
   run "$scratch/failing.json" -- busybox cat /sys/class/thermal/thermal_zone0/temp
 
@@ -84,6 +84,10 @@ expect top 0 '500 navigation' still busybox sh -c 'busybox top -bn1 | awk "/navi
 expect commands 0 $'/sys/class/net\neth7\n500' still busybox sh -c 'cd /sys/class/net; pwd; ls; ls /proc | grep 500'
 expect 'of a preloaded shell' 0 '500 4000000' run "$scratch/still.json" -- \
   sh -c 'busybox ps | awk "/navig/ {printf \$1 \" \"}"; env busybox free | awk "/Mem/ {print \$2}"'
+# Started from a program of a recording's middle, it is there, too.
+echo '{"model": "x", "frames": [{"at_ms": 0, "nodes": {"/proc/version": "early\n"}},
+  {"at_ms": 1000000, "nodes": {"/proc/version": "late\n"}}]}' >"$scratch/frames.json"
+expect 'from the middle' 0 $'late\nlate' run "$scratch/frames.json" --from 1000 -- sh -c 'cat /proc/version; env busybox cat /proc/version'
 printf '#! %s sh\ncat /proc/version\n' "$busybox" >"$scratch/script"
 chmod +x "$scratch/script"
 expect 'by its interpreter' 0 'Linux version 5.15.41-board (builder) #1 SMP' still "$scratch/script"
@@ -110,6 +114,14 @@ read -r _ <"$scratch/ready"
 kill -TERM $!
 wait $! 2>/dev/null
 expect 'passes signals on' 0 143 echo $?
+# It stops with the program, and goes on with it.
+"$tessary_board" run "$scratch/still.json" -- busybox sh -c 'kill -STOP $$; echo goes on' >"$scratch/stopped" &
+stopped=$!
+for attempt in $(seq 200); do [ "$(ps -o stat= -p $stopped | cut -c 1)" = T ] && break; sleep 0.05; done
+kill -CONT $stopped
+for attempt in $(seq 200); do kill -0 $stopped 2>/dev/null || break; sleep 0.05; done
+kill -KILL $stopped 2>/dev/null
+expect 'stops and goes on' 0 'goes on' cat "$scratch/stopped"
 expect 'no traces' 0 '' ls "$TMPDIR"
 
 # What each program is, and what cannot be served.

@@ -99,8 +99,33 @@ int showStatus() {
     std::printf("%o %lld %s\n", one.st_mode, static_cast<long long>(one.st_size), agree ? "agree" : "differ");
   }
   const int missing = ::access("/proc/4194303/stat", F_OK) == 0 ? 0 : errno;
-  const int written = ::unlink("/proc/version") == 0 ? 0 : errno;
-  return say(std::string{std::strerror(missing)} + ", " + std::strerror(written));
+  return say(std::strerror(missing));
+}
+
+// A node is neither changed nor run, and nothing is put in its place, whichever call asks for that.
+int showRefusals() {
+  constexpr char kNode[] = "/proc/version";
+  constexpr char kOther[] = "/nothing";
+  std::set<std::string> errors;
+  const auto note = [&](int result) { errors.insert(result == 0 ? "done" : std::strerror(errno)); };
+  note(::unlink(kNode));
+  note(::truncate(kNode, 0));
+  note(::access(kNode, X_OK));
+  note(::access(kNode, W_OK));
+  note(::rename(kNode, kOther));
+  note(::rename(kOther, kNode));
+  note(::renameat(AT_FDCWD, kOther, AT_FDCWD, kNode));
+  note(::renameat2(AT_FDCWD, kOther, AT_FDCWD, kNode, RENAME_NOREPLACE));
+  note(::link(kOther, kNode));
+  note(::linkat(AT_FDCWD, kOther, AT_FDCWD, kNode, 0));
+  note(::symlink(kOther, kNode));
+  note(::symlinkat(kOther, AT_FDCWD, kNode));
+  const int folder = ::open("/proc/500", O_RDONLY | O_DIRECTORY);
+  char name[sizeof "/proc/500"];
+  ::fchdir(folder);
+  errors.insert(::getcwd(name, sizeof name - 1) == nullptr ? std::strerror(errno) : "done");
+  for (const std::string& error : errors) std::printf("%s, ", error.c_str());
+  return say(::getcwd(name, sizeof name) != nullptr ? name : std::strerror(errno));
 }
 
 int showSystem() {
@@ -148,12 +173,14 @@ int showThreads() {
   constexpr int kThreads = 4;
   constexpr int kReadings = 200;
   const std::string expected = textOf("/proc/version");
+  const std::string own = "/proc/" + std::to_string(::getpid()) + "/comm";  // by each thread's process
   std::atomic<int> right{0};
   std::vector<std::thread> threads;
   threads.reserve(kThreads);
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&] {
       for (int reading = 0; reading < kReadings; ++reading) right += textOf("/proc/version") == expected;
+      right += textOf(own) == textOf("/proc/self/comm");
     });
   }
   if (::fork() == 0) ::_exit(textOf("/proc/version") == expected ? 0 : 1);
@@ -196,6 +223,7 @@ int main(int count, char** values) {
   if (what == "paths") return showPaths(values[2]);
   if (what == "folder") return showFolder(values[2]);
   if (what == "status") return showStatus();
+  if (what == "refusals") return showRefusals();
   if (what == "system") return showSystem();
   if (what == "closing") return showClosing();
   if (what == "kept-open") return showKeptOpen();
