@@ -47,6 +47,9 @@ expect 'out of it' 0 "$(ls /etc/passwd)" run hostile -- sh -c 'cd /proc/1 && cd 
 # Stepped time passes by the waits, from a shell to its commands and back, and figures are exact.
 expect 'time of children' 0 '3600.00 3602.50 3603.50' stepped vx4490p sh -c \
   'up() { cut -d" " -f1 /proc/uptime; }; a=$(up); sleep 2.5; b=$(up; sleep 1); c=$(up); echo $a $b $c'
+expect 'time of a stream' 0 '3603
+3603' stepped vx4490p sh -c \
+  'echo | sed -n "1e sleep 3; cut -d. -f1 /proc/uptime"; cut -d. -f1 /proc/uptime'
 expect 'exact figures' 0 'cpu0 750 0 250 3601000 0 0 0 0 0 0' stepped hostile sh -c 'sleep 2; grep "^cpu0 " /proc/stat'
 expect 'faults on time' 0 "cat: /sys/class/thermal/thermal_zone1/temp: Invalid argument
 50000" stepped hostile sh -c \
@@ -73,6 +76,14 @@ expect 'after the first program' 0 3603 cat "$scratch/late"
 gone() { run vx4490p -- true; [ ! -e "$(cat "$scratch/table")" ]; }
 for attempt in $(seq 100); do gone && break; sleep 0.1; done
 expect 'nothing left' 0 '' gone
+
+# What was unpacked goes with the last program.
+printf '{"model": "x", "cores": [{}], "processes": [{"pid": 7, "name": "a\\u001b[2J\\u007f"}]}' >"$scratch/named.json"
+gzip -k "$scratch/named.json"
+unpacked=$(run "$scratch/named.json.gz" -- sh -c 'test -s "$TESSARY_BOARD" && echo "$TESSARY_BOARD"')
+expect unpacked 0 '' sh -c "[ -n '$unpacked' ] && [ ! -e '$unpacked' ]"
+expect 'names that a terminal obeys' 0 'processes        a\x1b[2J\x7f' \
+  sh -c "'$tessary_board' show '$scratch/named.json' | grep ^processes"
 
 # Processes of the board are another user's, those of the program its own.
 expect kill 0 'there 1 1 143' run hostile -- sh -c \
