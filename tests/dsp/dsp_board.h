@@ -20,8 +20,8 @@ class DspBoard : public testing::Test {
  protected:
   DspBoard() {
     dsps_.profile([](const std::string& dsp, simulator::Nanoseconds now) {
-      const bool adsp = dsp == "adsp";
-      return simulator::DspFigures{static_cast<float>(now / 100000000), adsp ? 900U : 0xffffffffU, 7};
+      const std::uint32_t clock = dsp == "adsp" ? 900U : dsp == "npu" ? 1100U : 0xffffffffU;
+      return simulator::DspFigures{static_cast<float>(now / 100000000), clock, 7};
     });
   }
 

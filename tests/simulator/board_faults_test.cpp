@@ -92,7 +92,8 @@ TEST(BoardFaults, ReachDevicesAndTheProfilerThatAreOpen) {
   ztRealtimeMetricValue* values = nullptr;
   uint64_t count = 0;
   ::zoltrace_Init(nullptr, nullptr);
-  ::zoltrace_StartRealtimeMonitor(ids, 1);
+  ASSERT_EQ(::zoltrace_StartRealtimeMonitor(ids, 1), ztSuccess);
+  EXPECT_EQ(::zoltrace_StartRealtimeMonitor(ids, 1), ztInvalidState);  // it runs
   ASSERT_EQ(::zoltrace_GetRealtimeValues(&values, &count), ztSuccess);
   EXPECT_EQ(values[0].value, 585e6);
 

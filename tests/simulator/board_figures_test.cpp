@@ -73,7 +73,9 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
     "disks": [{"name": "mmcblk0", "major": 179, "partitions": 2, "sectors_read": 1001.5, "in_progress": 3}],
     "interfaces": [{"name": "eth0", "rx_bytes": {"noise": [1000, 1000], "every_ms": 7}}],
     "thermal_zones": [{"ambient": 20, "rise": 40, "lag_ms": 4000}],
-    "processes": [{"pid": 9, "name": "late", "user": 150, "system": 0.1, "born_ms": 1000, "ended_ms": 4000}]})");
+    "processes": [{"pid": 9, "name": "late", "user": 150, "system": 0.1, "born_ms": 1000, "ended_ms": 4000},
+                  {"pid": 20, "name": "busy", "state": "R", "count": 2}],
+    "memory": {"total_kb": 4096, "swap_total_kb": 2048, "swap_free_kb": 512}})");
 
   EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
   ::usleep(2 * kMicrosecondsInSecond);
@@ -89,6 +91,8 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "1500\n");
   EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone0/temp"),
             "25000\n");  // half of the lag: half of 10 degrees
+  EXPECT_NE(textOf("/proc/stat").find("\nprocesses 3\nprocs_running 2\n"), std::string::npos);
+  EXPECT_NE(textOf("/proc/swaps").find("partition\t2048\t\t1536\t\t-2\n"), std::string::npos);
   // 1.5 s of user time in the second since its birth, 1 ms of the system's, at 1000 ticks; born an hour and 1
   // s after the machine's start.
   EXPECT_EQ(textOf("/proc/9/stat").substr(0, 71),
