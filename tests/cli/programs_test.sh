@@ -58,7 +58,7 @@ expect 'folder of a process' 0 1 still busybox sh -c "'$reader' folder /proc/500
 expect 'started in a folder of the board' 0 $'navigation\n/proc/500' still dash -c 'cd /proc/500; busybox sh -c "cat comm; pwd"'
 expect mountinfo 0 '20 1 0:20 / / rw,relatime - ext4 /dev/root rw,relatime' still busybox head -n 1 /proc/self/mountinfo
 expect status 0 $'100444 4096 agree\n100444 0 agree\n40555 0 agree\nNo such file or directory' still "$reader" status
-expect refusals 0 'Numerical result out of range, Permission denied, /proc/500' still "$reader" refusals
+expect refusals 0 'Is a directory, Numerical result out of range, Permission denied, /proc/500' still "$reader" refusals
 expect system 0 '4000000 kB, 5.15.41-board, 3 processors by affinity, 3 online' still "$reader" system
 expect 'kept open' 0 moves still "$reader" kept-open
 expect 'closed for others' 0 '0 1 0 1 ' still "$reader" closing

@@ -58,6 +58,11 @@ readings() { run vx4490p --seed "$1" --time stepped -- sh -c 'sleep 3; cat /proc
 [ "$(readings 5)" = "$(readings 5)" ] || { echo 'FAILED: one seed, two runs' >&2; failures=$((failures + 1)); }
 [ "$(readings 5)" != "$(readings 6)" ] || { echo 'FAILED: two seeds' >&2; failures=$((failures + 1)); }
 
+echo '{"model": "x", "frames": [{"at_ms": 0, "nodes": {"/proc/version": "early "}},
+  {"at_ms": 9000, "nodes": {"/proc/version": "late"}}]}' >"$scratch/frames.json"
+expect 'a capture at another speed' 0 'early late' run "$scratch/frames.json" --from 3 --speed 2 --time stepped -- \
+  sh -c 'sleep 2.9; cat /proc/version; sleep 0.1; cat /proc/version'
+
 # A program's descriptors are its own, whatever their numbers, and closing them all takes nothing from the board.
 echo mine >"$scratch/lock"
 expect 'a lock file' 0 '3601 mine' stepped vx4490p \

@@ -110,6 +110,8 @@ int showRefusals() {
   const auto note = [&](int result) { errors.insert(result == 0 ? "done" : std::strerror(errno)); };
   note(::unlink(kNode));
   note(::truncate(kNode, 0));
+  struct stat status {};
+  note(::stat("/proc/500/exe", &status));
   note(::access(kNode, X_OK));
   note(::access(kNode, W_OK));
   note(::rename(kNode, kOther));
@@ -120,6 +122,7 @@ int showRefusals() {
   note(::linkat(AT_FDCWD, kOther, AT_FDCWD, kNode, 0));
   note(::symlink(kOther, kNode));
   note(::symlinkat(kOther, AT_FDCWD, kNode));
+  note(::open("/proc/500", O_WRONLY));
   const int folder = ::open("/proc/500", O_RDONLY | O_DIRECTORY);
   char name[sizeof "/proc/500"];
   ::fchdir(folder);
