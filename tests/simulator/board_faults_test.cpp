@@ -4,7 +4,9 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <set>
 #include <string>
 
 #include "simulator/model/model.h"
@@ -79,6 +81,19 @@ TEST(BoardFaults, CutWithinALineAlsoWhereTheMiddleIsAtItsEnd) {
   simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "nodes": {"/proc/lines": "ab\ncd\n"},
     "faults": [{"node": "/proc/lines", "kind": "cut"}]})");
   EXPECT_EQ(textOf("/proc/lines"), "ab");
+}
+
+TEST(BoardFaults, RubbishIsThatOfTheSeedAndOfTheNode) {
+  std::set<std::string> texts;
+  for (const std::uint64_t seed : {1U, 2U, 1U}) {
+    Board board;
+    simulator::loadBoardText(board, R"({"model": "x", "cores": [{}], "faults": [
+      {"node": "/proc/stat", "kind": "rubbish"}, {"node": "/proc/uptime", "kind": "rubbish"}]})",
+                             seed);
+    texts.insert(textOf("/proc/stat"));
+    texts.insert(textOf("/proc/uptime"));
+  }
+  EXPECT_EQ(texts.size(), 4U);
 }
 
 TEST(BoardFaults, ReachDevicesAndTheProfilerThatAreOpen) {

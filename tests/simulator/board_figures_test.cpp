@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -74,7 +75,7 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
     "interfaces": [{"name": "eth0", "rx_bytes": {"noise": [1000, 1000], "every_ms": 7}}],
     "thermal_zones": [{"ambient": 20, "rise": 40, "lag_ms": 4000}],
     "processes": [{"pid": 9, "name": "late", "user": 150, "system": 0.1, "born_ms": 1000, "ended_ms": 4000},
-                  {"pid": 20, "name": "busy", "state": "R", "count": 2}],
+                  {"pid": 20, "name": "busy", "state": "R", "vsize_kb": 8000, "rss_kb": 4000, "count": 2}],
     "memory": {"total_kb": 4096, "swap_total_kb": 2048, "swap_free_kb": 512}})");
 
   EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
@@ -91,7 +92,12 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "1500\n");
   EXPECT_EQ(textOf("/sys/class/thermal/thermal_zone0/temp"),
             "25000\n");  // half of the lag: half of 10 degrees
-  EXPECT_NE(textOf("/proc/stat").find("\nprocesses 3\nprocs_running 2\n"), std::string::npos);
+  EXPECT_NE(textOf("/proc/stat").find("\nbtime 1704063600\nprocesses 3\nprocs_running 2\n"),
+            std::string::npos);
+  EXPECT_NE(textOf("/proc/vmstat").find("\npgpgin 1001\n"), std::string::npos);
+  EXPECT_EQ(textOf("/proc/20/statm"), "2000 1000 0 0 0 0 0\n");
+  EXPECT_NE(textOf("/proc/20/stat").find(" 0 10000 8192000 1000 "), std::string::npos)
+      << textOf("/proc/20/stat");
   EXPECT_NE(textOf("/proc/swaps").find("partition\t2048\t\t1536\t\t-2\n"), std::string::npos);
   // 1.5 s of user time in the second since its birth, 1 ms of the system's, at 1000 ticks; born an hour and 1
   // s after the machine's start.
@@ -99,6 +105,18 @@ TEST(BoardFigures, CountersAndSharesAreWholeAtWholeSteps) {
             "9 (late) S 1 9 9 0 -1 4194560 0 0 0 0 1500 1 0 0 20 0 1 0 3601000 0 0 1");
   ::usleep(2 * kMicrosecondsInSecond);
   EXPECT_EQ(textOf("/proc/9/stat"), "ENOENT");
+}
+
+TEST(BoardFigures, OfAGroupMoveEachForItself) {
+  Board board;
+  simulator::loadBoardText(board, R"({"model": "x", "cores": [{}],
+    "thermal_zones": [{"temperature": {"noise": [0, 90], "every_ms": 1000}, "count": 3}]})");
+  std::set<std::string> values;
+  for (const char zone : {'0', '1', '2'}) {
+    const std::string path = std::string{"/sys/class/thermal/thermal_zone"} + zone + "/temp";
+    values.insert(textOf(path));
+  }
+  EXPECT_EQ(values.size(), 3U);
 }
 
 // The older device counts since the last time, the newer one says how it is; the DSPs of a file are asked by
