@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -61,6 +62,18 @@ TEST(Interposition, FoldersAreScannedInOrder) {
   std::free(entries[0]);
   std::free(entries[1]);
   std::free(entries);
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // programs call it all the same
+  DIR* const folder = ::opendir(kZones);
+  dirent entry{};
+  dirent* read = nullptr;
+  int count = 0;
+  while (count < 10 && ::readdir_r(folder, &entry, &read) == 0 && read == &entry) ++count;
+  EXPECT_EQ(count, 4);  // with the two that every folder has
+  EXPECT_EQ(read, nullptr);
+  ::closedir(folder);
+#pragma GCC diagnostic pop
 }
 
 TEST(Interposition, StreamsSeeAFailingReadAndForgetItWhenTheyAreClosed) {
@@ -91,6 +104,14 @@ TEST(Interposition, CommandsReadAndWriteTheirStreams) {
   std::fputs("sent\n", writing);
   EXPECT_EQ(::pclose(writing), 0);
   EXPECT_EQ(::popen("true", "x"), nullptr);
+
+  struct sigaction noted {};
+  noted.sa_handler = [](int) {};
+  struct sigaction before {};
+  ::sigaction(SIGUSR1, &noted, &before);
+  std::FILE* const signalling = ::popen("for i in $(seq 500); do kill -USR1 $PPID; done; exit 3", "w");
+  EXPECT_EQ(::pclose(signalling), 3 << 8) << "its end is waited for whatever comes in between";
+  ::sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(Interposition, CommandsMeetTheErrorsOfTheBoard) {

@@ -118,6 +118,13 @@ TEST(KeptOpen, AStreamRendersAnewWhenItIsRewound) {
   EXPECT_EQ(::fcntl(::fileno(stream), F_GETFD), FD_CLOEXEC);
   std::fclose(stream);
 
+  board.file("/vendor/etc/name", "seven\n");
+  std::FILE* const plain = std::fopen("/vendor/etc/name", "r");
+  EXPECT_EQ(std::fseek(plain, -2, SEEK_END), 0);
+  EXPECT_EQ(std::ftell(plain), 4);
+  EXPECT_EQ(std::fgetc(plain), 'n');
+  std::fclose(plain);
+
   std::ifstream library{kUptime};  // reads the descriptor of its stream
   library >> milliseconds;
   EXPECT_EQ(milliseconds, 10);
@@ -218,6 +225,14 @@ TEST(Status, OfAPathItsDescriptorAndItsEntryAgree) {
     EXPECT_EQ(extended.stx_ino, byPath.st_ino);
     EXPECT_EQ(extended.stx_size, static_cast<std::uint64_t>(size));
     EXPECT_EQ(extended.stx_mtime.tv_sec, byPath.st_mtim.tv_sec);
+    char link[64] = {};
+    EXPECT_GT(::readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), link, sizeof link - 1), 0);
+    EXPECT_STREQ(link, path);
+    EXPECT_EQ(::access(path, W_OK) == 0 ? 0 : errno, S_ISCHR(byPath.st_mode) ? 0 : EACCES);
+    if (S_ISREG(byPath.st_mode)) {
+      const off_t end = ::lseek(file, 0, SEEK_END);
+      EXPECT_EQ(end < 0 ? -errno : end, std::strcmp(path, "/proc/meminfo") == 0 ? -EINVAL : size);
+    }
     ::close(file);
   }
   DIR* const folder = ::opendir("/sys/class/net/eth0");

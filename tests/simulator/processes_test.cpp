@@ -107,6 +107,8 @@ TEST(Processes, AChildIsTheProgramsOwnWhateverItsId) {
   EXPECT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(WTERMSIG(status), SIGTERM);
   EXPECT_EQ(::kill(::getpid(), 0), 0);
+  board.folder("/proc");
+  EXPECT_EQ(::kill(::getppid(), 0), 0);
 }
 
 std::atomic<int> signals{0};

@@ -54,6 +54,7 @@ TEST(SystemCalls, AnswerForTheBoard) {
   EXPECT_EQ(info.procs, 3U);  // threads, as in the node
   EXPECT_EQ(textOf("/proc/loadavg").find("1.00 0.20 0.06 1/3 "), 0U) << textOf("/proc/loadavg");
   EXPECT_EQ(::sysconf(_SC_PHYS_PAGES), 1024);
+  EXPECT_EQ(::sysconf(_SC_AVPHYS_PAGES), 256);
 
   cpu_set_t cores;
   ASSERT_EQ(::sched_getaffinity(0, sizeof cores, &cores), 0);
@@ -161,7 +162,8 @@ TEST(Network, DoesNotShowTheMachinesThroughNetlink) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE), -1);
   EXPECT_EQ(errno, EPERM);
-  for (const int protocol : {NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_GENERIC, NETLINK_CONNECTOR}) {
+  for (const int protocol :
+       {NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_GENERIC, NETLINK_CONNECTOR, NETLINK_NETFILTER}) {
     EXPECT_EQ(::socket(AF_NETLINK, SOCK_RAW, protocol), -1);
     EXPECT_EQ(errno, EPERM);
   }

@@ -487,6 +487,7 @@ TEST(TimedWait, OfATimerThatSendsASignal) {
   ASSERT_EQ(::timer_settime(timer, 0, &once, nullptr), 0);
   EXPECT_EQ(::usleep(100000), -1);
   EXPECT_EQ(millisecondsOf(board), 6005);
+  EXPECT_EQ(::timer_getoverrun(timer), 0);
   ::timer_delete(timer);
   ::sigaction(SIGALRM, &before, nullptr);
   ::close(ends[0]);
