@@ -1,5 +1,6 @@
 #include <cinttypes>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "simulator/model/model.h"
@@ -43,9 +44,11 @@ std::string meminfoText(const BoardFile& file, Microseconds now) {
   return text + kHugePages;
 }
 
-std::int64_t kBOf(const BoardFile& file, const char* name, Microseconds now) {
+// None while it is absent.
+std::optional<std::int64_t> kBOf(const BoardFile& file, const char* name, Microseconds now) {
   for (const auto& [described, signal] : *file.memory) {
-    if (std::strcmp(described, name) == 0) return signal.at(now) / kOne;
+    if (std::strcmp(described, name) != 0) continue;
+    return signal.isThere(now) ? std::optional<std::int64_t>{signal.at(now) / kOne} : std::nullopt;
   }
   return 0;
 }
@@ -53,8 +56,8 @@ std::int64_t kBOf(const BoardFile& file, const char* name, Microseconds now) {
 // Filename                                Type            Size            Used            Priority
 std::string swapsText(const BoardFile& file, Microseconds now) {
   std::string text = "Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n";
-  const std::int64_t total = kBOf(file, "SwapTotal", now);
-  const std::int64_t used = total - kBOf(file, "SwapFree", now);
+  const std::int64_t total = kBOf(file, "SwapTotal", now).value_or(0);
+  const std::int64_t used = total - kBOf(file, "SwapFree", now).value_or(0);
   if (total != 0)
     append(text, "/dev/zram0                              partition\t%" PRId64 "\t\t%" PRId64 "\t\t-2\n",
            total, used);
@@ -63,12 +66,13 @@ std::string swapsText(const BoardFile& file, Microseconds now) {
 
 // Node 0 MemTotal:        7865432 kB
 std::string nodeText(const BoardFile& file, Microseconds now) {
-  const std::int64_t total = kBOf(file, "MemTotal", now);
-  const std::int64_t free = kBOf(file, "MemFree", now);
+  const auto total = kBOf(file, "MemTotal", now);
+  const auto free = kBOf(file, "MemFree", now);
+  const auto used = total && free ? std::optional<std::int64_t>{*total - *free} : std::nullopt;
   std::string text;
-  for (const auto& [name, kB] :
-       {std::pair{"MemTotal:", total}, {"MemFree:", free}, {"MemUsed:", total - free}})
-    append(text, "Node 0 %-15s%8" PRId64 " kB\n", name, kB);
+  for (const auto& [name, kB] : {std::pair{"MemTotal:", total}, {"MemFree:", free}, {"MemUsed:", used}}) {
+    if (kB) append(text, "Node 0 %-15s%8" PRId64 " kB\n", name, *kB);
+  }
   return text;
 }
 

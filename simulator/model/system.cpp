@@ -86,12 +86,15 @@ std::string vmstatText(const BoardFile& file, Microseconds now) {
   std::string text;
   for (const auto& pages : kPages) {
     Thousandths kB = 0;
+    bool isThere = true;
     if (file.memory) {
       for (const auto& [name, signal] : *file.memory) {
-        if (std::string_view{name} == pages.memoryLine) kB = signal.at(now);
+        if (std::string_view{name} != pages.memoryLine) continue;
+        kB = signal.at(now);
+        isThere = signal.isThere(now);
       }
     }
-    append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kVmstatPageKB);
+    if (isThere) append(text, "%s %" PRId64 "\n", pages.line, kB / kOne / kVmstatPageKB);
   }
   Wide kB[2] = {0, 0};  // read, written
   for (const DiskFile& disk : file.disks) {

@@ -54,6 +54,9 @@ TEST(Series, TakesTheNodeOrTheLineAwayWhileItIsAbsent) {
   constexpr char kBytes[] = "/sys/class/net/a/statistics/rx_bytes";
   EXPECT_EQ(textOf(kBytes), "0\n");
   EXPECT_EQ(textOf("/proc/meminfo").find("MemFree"), std::string::npos);
+  constexpr char kNodeMemory[] = "/sys/devices/system/node/node0/meminfo";
+  EXPECT_EQ(textOf(kNodeMemory), "Node 0 MemTotal:             8 kB\n");
+  EXPECT_EQ(textOf("/proc/vmstat").find("nr_free_pages"), std::string::npos);
   EXPECT_EQ(textOf("/sys/devices/system/cpu/cpu0/cpufreq/cpuinfo_cur_freq"), "5\n");
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(::access(kZone, R_OK), -1);
@@ -62,6 +65,8 @@ TEST(Series, TakesTheNodeOrTheLineAwayWhileItIsAbsent) {
   EXPECT_EQ(textOf("/sys/class/thermal/cooling_device0/cur_state"), "ENOENT");
   EXPECT_EQ(textOf(kBytes), "ENOENT");
   EXPECT_NE(textOf("/proc/meminfo").find("MemFree:               4 kB"), std::string::npos);
+  EXPECT_NE(textOf(kNodeMemory).find("Node 0 MemUsed:              4 kB\n"), std::string::npos);
+  EXPECT_EQ(textOf("/proc/vmstat").find("nr_free_pages 1\n"), 0U);
   ::usleep(kMicrosecondsInSecond);
   EXPECT_EQ(textOf(kZone), "-2500\n");
   EXPECT_EQ(textOf(kBytes), "7\n");
