@@ -55,7 +55,7 @@ namespace {
 constexpr Nanoseconds kShortestSlice = 100000;
 constexpr Nanoseconds kLongestSlice = 5000000;
 constexpr int kGrowth = 4;
-constexpr Nanoseconds kPatience = kNanosecondsInSecond;
+constexpr Nanoseconds kPatience = kNanosecondsInSecond;  // and the half of it of the processor, after that
 
 thread_local Schedule::Thread* mine = nullptr;
 
@@ -227,7 +227,18 @@ bool Schedule::isTurn(const Thread& next, Asking asking) {
     if (asking == Asking::kOfKnownSleepers && !thread->seen.isAsleep) return false;
     unsure.push_back(thread);
   }
-  return unsure.empty() || areAsleep(unsure) || machineClock(CLOCK_MONOTONIC) - lastChange_ > kPatience;
+  return unsure.empty() || areAsleep(unsure) || isPatienceOver();
+}
+
+// On a machine that is busy otherwise the thread may have come to nothing in that second.
+bool Schedule::isPatienceOver() {
+  if (machineClock(CLOCK_MONOTONIC) - lastChange_ <= kPatience) return false;
+  const Nanoseconds used = machineClock(CLOCK_PROCESS_CPUTIME_ID);
+  if (impatientSince_ != lastChange_) {
+    impatientSince_ = lastChange_;
+    usedThen_ = used;
+  }
+  return used - usedThen_ > kPatience / 2;
 }
 
 void Schedule::tell(Thread& thread, Call call) {

@@ -8,7 +8,8 @@
 // may be asked for its time limit. Any other thread waits when the kernel says so, twice, without having run
 // in between: it may be in a read, an accept, or a lock.
 //
-// A thread that runs for a second of the machine's time without waiting holds the others up no longer.
+// A thread that runs without waiting for a second of the machine's time, and then for half a second of the processor's,
+// holds the others up no longer.
 #ifndef TESSARY_SIMULATOR_BOARD_SCHEDULE_H
 #define TESSARY_SIMULATOR_BOARD_SCHEDULE_H
 
@@ -101,6 +102,7 @@ class Schedule {
   void setState(Thread& thread, State state, Nanoseconds limit = kNever);
   enum class Asking { kOfAll, kOfKnownSleepers };
   bool isTurn(const Thread& next, Asking asking);
+  bool isPatienceOver();
   bool areAsleep(const std::vector<Thread*>& threads) const;
   void tell(Thread& thread, Call call);
   static void wake(Thread& thread);
@@ -115,6 +117,8 @@ class Schedule {
   std::multimap<const void*, Thread*> waiting_;  // for notice, first come first
   std::map<pthread_t, Nanoseconds> ended_;       // of threads that nobody has joined
   Nanoseconds lastChange_ = 0;                   // the machine's time
+  Nanoseconds impatientSince_ = -1;              // the last change when it was a second ago
+  Nanoseconds usedThen_ = 0;                     // of the processor, by the process
 
   friend struct ThreadEnd;
 };
